@@ -1,0 +1,57 @@
+/* core/lcfwd_log.h: where a forwarding process that nobody may stop leaves its marks: the rotating text log, the
+ * history and debug service, and the binary trace. Text logging is slow on purpose (each line reaches the file
+ * before the statement ends): hot paths write binary trace only. One thread; printf formats. */
+#pragma once
+
+#include "host/trace/bl.h"
+
+#include <cstdarg>
+#include <cstdint>
+
+/* Subtypes: the debug elements, by number. */
+enum lcfwd_log_subtype : uint32_t {
+    LCFWD_LOG_HA = 99,
+    LCFWD_LOG_FSM,
+    LCFWD_LOG_EVENT,
+    LCFWD_LOG_ERROR, /* 102 */
+    LCFWD_LOG_WARNING,
+    LCFWD_LOG_TRACE,
+    LCFWD_LOG_TRACE_DETAIL,
+    LCFWD_LOG_DEMUX,
+    LCFWD_LOG_DEQUEUE,
+    UFIB_LOG_ERROR, /* 108 */
+    UFIB_LOG_TRACE,
+    UFIB_LOG_TRACE_DETAIL,
+    MFIB_LOG_ERROR, /* 111 */
+    MFIB_LOG_TRACE,
+    MFIB_LOG_TRACE_DETAIL,
+    MFIB_OTV_LOG_ERROR, /* 114 */
+    MFIB_OTV_LOG_TRACE,
+};
+
+/* Switches that debug commands set; all off by default. */
+extern bool lcfwd_flog_disable;        /* no text file */
+extern bool ufib_disable_tracing;      /* no binary trace */
+extern bool ufib_enable_rc_debugs;     /* detailed route log */
+extern bool ufib_update_funcstats;     /* measure functions */
+extern bool ufib_disable_funcstats_tr; /* do not write the measurements to the trace */
+
+/* One log statement. 'instance' is the history instance (1 general, 3 and 4 domains). */
+void lcfwd_log_write(uint32_t subtype, uint32_t instance, const char *function, int line, const char *format,
+                     ...) __attribute__((format(printf, 5, 6)));
+
+#define LCFWD_ERR(...) lcfwd_log_write(LCFWD_LOG_ERROR, 1, __func__, __LINE__, __VA_ARGS__)
+#define LCFWD_WARN(...) lcfwd_log_write(LCFWD_LOG_WARNING, 1, __func__, __LINE__, __VA_ARGS__)
+#define LCFWD_TRACE(...) lcfwd_log_write(LCFWD_LOG_TRACE, 1, __func__, __LINE__, __VA_ARGS__)
+#define UFIB_ERR(...) lcfwd_log_write(UFIB_LOG_ERROR, 3, __func__, __LINE__, __VA_ARGS__)
+#define UFIB_TRACE(...) lcfwd_log_write(UFIB_LOG_TRACE, 3, __func__, __LINE__, __VA_ARGS__)
+
+/* Writes one binary trace record of the VDC in work: event number of core/ufib_trace.h, then typed arguments.
+ * Tens of nanoseconds; no allocation, no system call. */
+#define UFIB_BL(level, event, ...)                                                                           \
+    do {                                                                                                     \
+        if (!ufib_disable_tracing) ufib_bl_log((level), (event)__VA_OPT__(, ) __VA_ARGS__);                  \
+    } while (0)
+
+/* Flushes and closes the text file (process teardown in tests). */
+void lcfwd_log_reset();
