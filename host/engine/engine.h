@@ -77,7 +77,7 @@ constexpr uint32_t FU_SERVICES_MAX = 16;
 struct fu_init_arg {
     int (*dequeue)(fu_event *event);                    /* 0 with one event, else a status */
     int (*demux)(fu_event *event, fu_event_node **out); /* 0 or a status */
-    void (*free_demux_list)(fu_event_node **out);       /* frees the nodes and what they hold */
+    void (*free_demux_list)(fu_event_node *list);       /* frees the nodes and what they hold */
     int (*ascii_gen)(void *context);                    /* state dump; may be null */
     mts_row *rows;                                      /* borrowed; must outlive the engine */
     uint32_t row_count;
