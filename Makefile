@@ -1,0 +1,67 @@
+# Thin front of the CMake presets. `make help` lists the targets.
+SHELL := /bin/bash
+JOBS ?= $(shell nproc)
+LAUNCHER := $(if $(shell command -v ccache 2>/dev/null),-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+# Lets a compiler cache serve the same sources in another folder.
+export CCACHE_BASEDIR := $(CURDIR)
+export CCACHE_NOHASHDIR := 1
+
+configure = cmake --preset $(1) $(LAUNCHER) >build/configure-$(1).log 2>&1 || { cat build/configure-$(1).log; exit 1; }
+build_all = cmake --build build/$(1) -j$(JOBS)
+run_tests = ctest --test-dir build/$(1) --output-on-failure --no-tests=error -j$(JOBS)
+
+.PHONY: help deps deps-ci build run test bench asan clang format check-format check-includes ci clean
+.DEFAULT_GOAL := help
+
+help: ## this list
+	@awk -F ':.*## ' '/^[a-z-]+:.*## /{printf "  make %-15s %s\n", $$1, $$2}' Makefile
+
+deps: ## install what the build needs and is missing
+	@scripts/deps.sh build
+
+deps-ci: ## the same, with the second compiler and the formatter
+	@scripts/deps.sh ci
+
+build: deps ## release build: build/release/bin/
+	@mkdir -p build
+	@$(call configure,release)
+	@$(call build_all,release)
+
+run: deps ## load a whole Internet routing table into a private instance and check every prefix
+	@mkdir -p build
+	@$(call configure,release)
+	@$(call build_all,release) --target lcfwd lcfwdctl
+	@scripts/run.sh
+
+test: build ## release build and all tests
+	@$(call run_tests,release)
+
+bench: build ## benchmarks; ends with plain lines `name value`
+	@build/release/bin/lcfwd-bench
+
+asan: deps ## tests under the address and undefined-behaviour sanitizers
+	@mkdir -p build
+	@$(call configure,asan)
+	@$(call build_all,asan)
+	@$(call run_tests,asan)
+
+clang: deps-ci ## compile everything with the second compiler
+	@mkdir -p build
+	@$(call configure,clang)
+	@$(call build_all,clang)
+
+format: deps-ci ## format all sources in place
+	@git ls-files '*.h' '*.cc' | xargs -r clang-format-14 -i
+
+check-format: deps-ci ## fail if a source is not formatted
+	@git ls-files '*.h' '*.cc' | grep -q . || { echo "no sources found: not a git checkout?"; exit 1; }
+	@git ls-files '*.h' '*.cc' | xargs clang-format-14 --dry-run --Werror
+
+check-includes: ## fail if a folder includes one that it must not know
+	@scripts/check_includes.sh
+
+ci: ## everything that a change must pass
+	@.ci/run
+
+clean: ## remove all that was built
+	rm -rf build
