@@ -17,6 +17,7 @@ struct lcfwd_domain {
     void (*restart_recovery)(); /* all VDCs, before the first message is read */
     int (*config_restore)();    /* stored configuration, cold start only; 0 or an error */
     void (*reset)(); /* process teardown in tests: frees everything, touches no hardware, no store */
+    int (*ascii_gen)(void *context) = nullptr; /* dumps the state for the framework */
 };
 
 enum lcfwd_domain_id { LCFWD_DOMAIN_UFIB, LCFWD_DOMAIN_MFIB, LCFWD_DOMAIN_LFIB, LCFWD_DOMAIN_COUNT };

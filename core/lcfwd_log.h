@@ -3,6 +3,7 @@
  * before the statement ends): hot paths write binary trace only. One thread; printf formats. */
 #pragma once
 
+#include "core/lcfwd_vdc.h"
 #include "host/trace/bl.h"
 
 #include <cstdarg>
@@ -52,6 +53,19 @@ void lcfwd_log_write(uint32_t subtype, uint32_t instance, const char *function, 
     do {                                                                                                     \
         if (!ufib_disable_tracing) ufib_bl_log((level), (event)__VA_OPT__(, ) __VA_ARGS__);                  \
     } while (0)
+
+constexpr uint32_t UFIB_TRACE_LOG = 1; /* the trace has one log in each VDC */
+
+template <class... types> inline void ufib_bl_log(uint32_t level, uint32_t event, const types &...values) {
+    const uint32_t vdc_id = ufib_cur_vdc_id != 0 ? ufib_cur_vdc_id : LCFWD_VDC_MIN;
+    bl_log(vdc_id, UFIB_TRACE_LOG, level, 0, 1, event, values...);
+}
+
+/* Sets up debug elements, histories and syslog. 0, or the exit code of what failed (see lcfwd_exit). */
+[[nodiscard]] int lcfwd_sdwrap_debug_init();
+
+/* Says on standard error when the text log cannot be written, and where it would lie. Once, at start-up. */
+void lcfwd_log_check();
 
 /* Flushes and closes the text file (process teardown in tests). */
 void lcfwd_log_reset();

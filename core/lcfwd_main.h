@@ -26,10 +26,10 @@ enum lcfwd_start_mode {
 };
 
 struct lcfwd_options {
-    const char *root;   /* root directory of all the system's paths; null: the machine's own */
-    uint32_t slot;      /* instance number: several run side by side, one a slot */
-    bool bus_is_set;    /* the caller has chosen the bus (tests); else sockets of the slot are used */
-    bool library_mode;  /* same as lcfwd_inited_as_library() before the start */
+    const char *root;  /* root directory of all the system's paths; null: the machine's own */
+    uint32_t slot;     /* instance number: several run side by side, one a slot */
+    bool bus_is_set;   /* the caller has chosen the bus (tests); else sockets of the slot are used */
+    bool library_mode; /* same as lcfwd_inited_as_library() before the start */
     lcfwd_start_mode start_mode;
     const char *interfaces_file; /* names and types of interfaces; null: the default numbering */
 };

@@ -4,5 +4,5 @@
 
 /* Frees the models, lets go of files and tables, zeroes all process-wide state of the core, the store layer, the
  * domains, the platform and the host services. Touches neither store records nor hardware. Choices that the program
- * makes before start-up (domains, platform library) are unbound too; clock and root stay. */
+ * makes before start-up stay: domains, platform library, clock, root, exit function. */
 void lcfwd_process_reset();

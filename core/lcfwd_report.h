@@ -19,7 +19,7 @@ struct lcfwd_report_msg {
 };
 static_assert(sizeof(lcfwd_report_msg) == 8);
 
-constexpr uint8_t LCFWD_REPORT_UFIB_READY = 0x80;   /* state 4 or above */
+constexpr uint8_t LCFWD_REPORT_UFIB_READY = 0x80; /* state 4 or above */
 constexpr uint8_t LCFWD_REPORT_MFIB_READY = 0x40;
 constexpr uint8_t LCFWD_REPORT_UFIB_LOADING = 0x20; /* state 4 or 5 */
 constexpr uint8_t LCFWD_REPORT_MFIB_LOADING = 0x10;
@@ -41,8 +41,8 @@ void lcfwd_stop_reporting(lcfwd_vdc_desc *vdc, uint32_t state); /* both sides to
 void lcfwd_send_report(lcfwd_vdc_desc *vdc); /* nothing for null or an inactive row */
 void lcfwd_send_all_reports();
 
-void lcfwd_report_timer_init();            /* makes the report timer; outside library mode starts it */
-void lcfwd_report_start_timers();          /* for a host process: makes and starts it */
+void lcfwd_report_timer_init();   /* makes the report timer; outside library mode starts it */
+void lcfwd_report_start_timers(); /* for a host process: makes and starts it */
 void lcfwd_report_timer_expired(void *unused);
 
 void lcfwd_ufdm_up(lcfwd_vdc_desc *vdc); /* trace and report */

@@ -7,6 +7,7 @@
 struct pss2_service;
 struct ufib_vdc;
 struct ufib_vdc_stats;
+struct mfib_vdc_stats;
 struct mfib_vdc;
 struct lfib_vdc;
 
@@ -40,6 +41,7 @@ struct lcfwd_vdc_desc {
     uint32_t ufdm_epoch;                /* of the last up message; 0: the sender has not said it is up */
     pss2_service *pss[LCFWD_PSS_KINDS]; /* open databases by record kind; null: not open */
     ufib_vdc_stats *ufib_stats;         /* message counters; null until made, every increment tests it */
+    mfib_vdc_stats *mfib_stats;         /* the same of the multicast side */
     uint32_t router_mac;                /* field kept in the VDC information record */
 };
 
@@ -80,3 +82,5 @@ extern uint32_t vdc_del_rel_route_holder_lock_size;
 
 /* True when the VDC's unicast side is in state UPGRADING. */
 [[nodiscard]] bool lcfwd_state_is_upgrade(uint32_t vdc_id);
+
+void lcfwd_vdc_reset(); /* process teardown in tests: all rows free, nothing else touched */

@@ -7,8 +7,8 @@
 #include <cstring>
 
 constexpr uint32_t LCFWD_PSS_STAGING_SIZE = 102400;
-constexpr uint32_t LCFWD_PSS_MARGIN = 1848;   /* room for the biggest record that may come next */
-constexpr uint32_t LCFWD_PSS_DESCRIPTOR = 8;  /* each key and value also takes a descriptor's room */
+constexpr uint32_t LCFWD_PSS_MARGIN = 1848;  /* room for the biggest record that may come next */
+constexpr uint32_t LCFWD_PSS_DESCRIPTOR = 8; /* each key and value also takes a descriptor's room */
 
 struct lcfwd_pss_staging_area {
     uint32_t used;

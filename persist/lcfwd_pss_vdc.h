@@ -2,26 +2,9 @@
  * base of the per-VPN labels. Written at once, not with a batch: a restart needs them whatever the batch did. */
 #pragma once
 
-#include "core/lcfwd_vdc.h"
+#include "core/lcfwd_vdc_info.h"
 
-#include <cstddef>
 #include <cstdint>
-
-/* Value of a VDC information record; the key is the 16-bit id. Integers in the machine's order. */
-struct lcfwd_vdc_info {
-    uint16_t vdc_id;
-    uint8_t flags;
-    uint8_t reserved3;
-    uint32_t ufib_state;
-    uint32_t mfib_state;
-    uint8_t mac[6]; /* the VDC's router MAC */
-    uint16_t reserved18;
-    uint32_t router_mac; /* used for the label TTL mode */
-};
-static_assert(sizeof(lcfwd_vdc_info) == 24 && offsetof(lcfwd_vdc_info, mac) == 12 &&
-              offsetof(lcfwd_vdc_info, router_mac) == 20);
-
-void lcfwd_vdc_info_make(const lcfwd_vdc_desc *vdc, lcfwd_vdc_info *out);
 
 /* 1 or 0. */
 int lcfwd_pss_insert_vdc_info(const lcfwd_vdc_desc *vdc);

@@ -23,5 +23,6 @@
 [[nodiscard]] uint32_t lcfwd_get_adj_pss_num_keys();
 
 /* Calls 'visit' for each of their keys; the walk may delete the key that it is at. The number visited. */
-uint32_t lcfwd_iterate_adj_pss_keys(void (*visit)(uint32_t kind, uint32_t vdc_id, const pss2_datum &key, void *ctx),
+uint32_t lcfwd_iterate_adj_pss_keys(void (*visit)(uint32_t kind, uint32_t vdc_id, const pss2_datum &key,
+                                                  void *ctx),
                                     void *ctx);
