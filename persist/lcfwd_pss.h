@@ -18,7 +18,8 @@ extern bool ufib_disable_pss; /* no store writes at all; the writing functions r
 
 extern pss2_service *vdc_pss_service;
 extern pss2_service *generic_pss_service;
-extern pss2_ops *pi_dbops; /* null when it could not be made: stores fail then */
+extern pss2_ops *pi_dbops;                             /* null when it could not be made: stores fail then */
+extern uint8_t lcfwd_pss_ops_area[LCFWD_PSS_OPS_AREA]; /* names the buffer to the store */
 
 /* Operations in the current buffer, by kind. */
 extern uint32_t lcfwd_pss_ops_add_count[LCFWD_PSS_KIND_COUNT];

@@ -22,7 +22,6 @@
 /* Records of the adjacency kinds (v4adj, v6adj) over all active VDCs. */
 [[nodiscard]] uint32_t lcfwd_get_adj_pss_num_keys();
 
-/* Calls 'visit' for each of their keys; the walk may delete the key that it is at. The number visited. */
-uint32_t lcfwd_iterate_adj_pss_keys(void (*visit)(uint32_t kind, uint32_t vdc_id, const pss2_datum &key,
-                                                  void *ctx),
-                                    void *ctx);
+/* Calls 'visit' for each of their keys (a copy); it may delete the record that it is given. The number visited. */
+using lcfwd_pss_key_visit = void (*)(uint32_t kind, uint32_t vdc_id, const pss2_datum &key, void *ctx);
+uint32_t lcfwd_iterate_adj_pss_keys(lcfwd_pss_key_visit visit, void *ctx);
