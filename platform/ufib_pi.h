@@ -95,6 +95,7 @@ uint32_t ufib_pi_adj_get_hh(const void *adj);
 uint32_t ufib_pi_adj_get_handle(const void *adj);
 void ufib_pi_adj_set_handle(void *adj, uint32_t handle);
 uint32_t ufib_pi_adj_get_format(const void *adj); /* 1 plain, 2 tunnel */
+bool ufib_pi_adj_is_v4(const void *adj); /* of the IPv4 family; a group's or other object gives false */
 bool ufib_pi_adj_held_by_pbr(const void *adj);
 bool ufib_pi_adj_held_by_wccp(const void *adj);
 bool ufib_pi_adj_is_tunnel(const void *adj);
