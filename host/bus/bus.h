@@ -32,6 +32,14 @@ struct mts_address {
     uint32_t sap;
 };
 
+/* Addresses that a client wants to hear of: (node & node_mask) == (address.node & node_mask), the same for SAPs. */
+struct bus_subscription {
+    uint32_t node;
+    uint32_t node_mask;
+    uint32_t sap;
+    uint32_t sap_mask; /* 0 = any SAP */
+};
+
 struct mts_msg {
     uint32_t opcode;
     uint32_t version;
@@ -87,7 +95,7 @@ uint32_t mts_opc_sap_get(uint32_t opcode);     /* SAP that serves the opcode on 
 
 /* How mts_send() sends; zero is the default of each. */
 struct mts_opts {
-    uint32_t respond;    /* 1: goes as the answer to 'request', by its connection and with its token */
+    uint32_t respond;    /* 1: this is an answer; needs the 'request' (which makes it one anyway) */
     uint32_t copy;       /* 1: the bytes are copied before the call returns (they always are) */
     uint32_t want_reply; /* 1: a question; its token is then mts_rr_token_get() */
     uint32_t version;

@@ -26,12 +26,6 @@ void bus_client_close(bus_client *client); /* null is no fault */
 /* Asks for the messages that the process sends to addresses with (node & node_mask) == (wanted node &
  * node_mask), the same for the SAP, and waits until the process has said yes. Asked once, it holds for the life
  * of the connection to 'via_sap', by which the messages come. ETIMEDOUT, or the errors of connecting. */
-struct bus_subscription {
-    uint32_t node;
-    uint32_t node_mask;
-    uint32_t sap;
-    uint32_t sap_mask; /* 0 = any SAP */
-};
 [[nodiscard]] int bus_client_subscribe(bus_client *client, uint32_t via_sap,
                                        const bus_subscription *subscription, int timeout_ms);
 

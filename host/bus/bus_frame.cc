@@ -62,3 +62,19 @@ int bus_frame_decode(uint8_t *frame, size_t size, mts_msg *message, bus_frame_ki
     message->payload = message->payload_size == 0 ? nullptr : frame + BUS_FRAME_HEADER;
     return 0;
 }
+
+void bus_subscription_encode(const bus_subscription *subscription, uint8_t out[BUS_FRAME_SUBSCRIPTION]) {
+    bus_put_u32(out, subscription->node);
+    bus_put_u32(out + 4, subscription->node_mask);
+    bus_put_u32(out + 8, subscription->sap);
+    bus_put_u32(out + 12, subscription->sap_mask);
+}
+
+bus_subscription bus_subscription_decode(const uint8_t in[BUS_FRAME_SUBSCRIPTION]) {
+    return {bus_get_u32(in), bus_get_u32(in + 4), bus_get_u32(in + 8), bus_get_u32(in + 12)};
+}
+
+bool bus_subscription_matches(const bus_subscription *subscription, const mts_address *address) {
+    return ((subscription->node ^ address->node) & subscription->node_mask) == 0 &&
+           ((subscription->sap ^ address->sap) & subscription->sap_mask) == 0;
+}

@@ -17,6 +17,10 @@ enum bus_frame_kind : uint8_t {
 
 constexpr size_t BUS_FRAME_SUBSCRIPTION = 16; /* node, node mask, SAP, SAP mask: four u32 */
 
+void bus_subscription_encode(const bus_subscription *subscription, uint8_t out[BUS_FRAME_SUBSCRIPTION]);
+bus_subscription bus_subscription_decode(const uint8_t in[BUS_FRAME_SUBSCRIPTION]);
+[[nodiscard]] bool bus_subscription_matches(const bus_subscription *subscription, const mts_address *address);
+
 /* Writes the header of 'message' (payload_size is its length field) to 'out'. */
 void bus_frame_encode(const mts_msg *message, bus_frame_kind kind, uint8_t out[BUS_FRAME_HEADER]);
 

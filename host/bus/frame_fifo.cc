@@ -66,6 +66,23 @@ void frame_fifo_pop(frame_fifo *fifo) {
     if (--fifo->count == 0) fifo->head = fifo->tail = 0;
 }
 
+bool frame_fifo_next(frame_fifo *fifo, size_t *at, frame_view *out) {
+    if (fifo->head + *at >= fifo->tail) return false;
+    frame_mark mark;
+    memcpy(&mark, fifo->block + fifo->head + *at, sizeof mark);
+    *out = {fifo->block + fifo->head + *at + sizeof mark, mark.size, mark.tag};
+    *at += sizeof mark + mark.size;
+    return true;
+}
+
+void frame_fifo_remove(frame_fifo *fifo, const frame_view *frame) {
+    uint8_t *begin = frame->bytes - sizeof(frame_mark);
+    const uint8_t *behind = frame->bytes + frame->size;
+    memmove(begin, behind, static_cast<size_t>(fifo->block + fifo->tail - behind));
+    fifo->tail -= sizeof(frame_mark) + frame->size;
+    if (--fifo->count == 0) fifo->head = fifo->tail = 0;
+}
+
 void frame_fifo_clear(frame_fifo *fifo) {
     fifo->head = fifo->tail = 0;
     fifo->count = 0;

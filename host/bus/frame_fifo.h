@@ -31,5 +31,10 @@ struct frame_view {
 [[nodiscard]] bool frame_fifo_front(frame_fifo *fifo, frame_view *out);
 void frame_fifo_pop(frame_fifo *fifo);
 
+/* Walks the frames, the oldest first: '*at' starts as 0 and is moved on. False behind the newest. */
+[[nodiscard]] bool frame_fifo_next(frame_fifo *fifo, size_t *at, frame_view *out);
+/* Takes a frame that frame_fifo_next() gave out of the middle; ends the walk. */
+void frame_fifo_remove(frame_fifo *fifo, const frame_view *frame);
+
 void frame_fifo_clear(frame_fifo *fifo); /* empty; keeps block and bounds */
 void frame_fifo_free(frame_fifo *fifo);  /* empty, without block; keeps the bounds */

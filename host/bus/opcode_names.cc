@@ -1,0 +1,133 @@
+/* Names of the opcodes that travel on this bus, and the SAP of the card that serves each; 0 = not a card's. */
+#include "host/bus/bus.h"
+
+#include <algorithm>
+#include <iterator>
+
+struct opcode_row {
+    uint32_t opcode;
+    uint32_t sap;
+    const char *name;
+};
+
+constexpr uint32_t SAP_SYS = 198, SAP_SP = 199, SAP_UCAST = 200, SAP_MCAST = 201, SAP_PD = 202, SAP_CMI = 203;
+constexpr uint32_t SAP_LP = 207;
+
+/* In the order of the opcodes. */
+static constexpr opcode_row opcode_rows[] = {
+    {185, SAP_SYS, "MTS_OPC_SYS_185"},
+    {456, SAP_UCAST, "MTS_OPC_PBR_ADJ_REQUEST"},
+    {458, SAP_UCAST, "MTS_OPC_WCCP_ADJ_REQUEST"},
+    {461, 0, "MTS_OPC_UFDM_TABLE_ID"},
+    {485, SAP_SP, "MTS_OPC_VDC_CREATE"},
+    {488, SAP_SP, "MTS_OPC_VDC_DELETE"},
+    {575, SAP_UCAST, "MTS_OPC_UFDM_STATUS_REQUEST"},
+    {596, SAP_UCAST, "MTS_OPC_LC_UPGRADE"},
+    {1119, SAP_UCAST, "MTS_OPC_UFDM_V4_CONSISTENCY_CHECK"},
+    {1123, SAP_UCAST, "MTS_OPC_UFDM_V6_CONSISTENCY_CHECK"},
+    {1360, SAP_SYS, "MTS_OPC_SYS_1360"},
+    {1361, SAP_SYS, "MTS_OPC_SYS_1361"},
+    {1530, SAP_SYS, "MTS_OPC_SYS_1530"},
+    {7679, SAP_CMI, "MTS_OPC_CMI_MESSAGE"},
+    {8931, SAP_MCAST, "MTS_OPC_FEATURE_SET_NOTIF"},
+    {30724, SAP_LP, "MTS_OPC_INTF_STATS_REQ"},
+    {31747, SAP_UCAST, "MTS_OPC_LC_REMOVED"},
+    {60428, SAP_UCAST, "MTS_OPC_SGRP_UPDATE"},
+    {60429, SAP_UCAST, "MTS_OPC_IPSG_UPDATE"},
+    {60433, SAP_UCAST, "MTS_OPC_SAL_LC_UPGRADE"},
+    {62488, SAP_UCAST, "MTS_OPC_LC_INSERTED"},
+    {68615, SAP_PD, "MTS_OPC_PD_68615"},
+    {68616, SAP_PD, "MTS_OPC_PD_68616"},
+    {71683, SAP_LP, "MTS_OPC_NF_REQUEST"},
+    {72783, 0, "MTS_OPC_MFDM_ANSWER"},
+    {73741, SAP_MCAST, "MTS_OPC_MTU_UPDATE"},
+    {73743, SAP_PD, "MTS_OPC_PD_73743"},
+    {73748, SAP_PD, "MTS_OPC_PD_73748"},
+    {73751, SAP_UCAST, "MTS_OPC_PERVPN_ILM_ALLOC"},
+    {73752, SAP_PD, "MTS_OPC_PD_73752"},
+    {73756, SAP_PD, "MTS_OPC_PD_73756"},
+    {74753, SAP_LP, "MTS_OPC_UFDM_STATISTICS_POLL"},
+    {74755, SAP_UCAST, "MTS_OPC_UFDM_DELETE_STALE_ROUTES"},
+    {74760, SAP_UCAST, "MTS_OPC_UFDM_ROUTER_MAC"},
+    {74761, SAP_UCAST, "MTS_OPC_RPF_NOTIFICATION"},
+    {74762, SAP_UCAST, "MTS_OPC_UFDM_DOWNLOAD"},
+    {74763, SAP_UCAST, "MTS_OPC_UFDM_74763"},
+    {74764, SAP_UCAST, "MTS_OPC_TUNNEL_UPDATE"},
+    {74765, SAP_UCAST, "MTS_OPC_UFDM_UP"},
+    {74766, SAP_UCAST, "MTS_OPC_AM_NOTIFICATION"},
+    {74767, SAP_UCAST, "MTS_OPC_UFDM_V4_ROUTE_UPDATE"},
+    {74768, SAP_UCAST, "MTS_OPC_UFDM_V6_ROUTE_UPDATE"},
+    {74771, SAP_UCAST, "MTS_OPC_CLEAR_FORWARDING_REQUEST"},
+    {74772, SAP_UCAST, "MTS_OPC_CLEAR_FORWARDING_ADJ_REQUEST"},
+    {74773, SAP_UCAST, "MTS_OPC_UFDM_STATIC_IF_MAC"},
+    {74776, SAP_UCAST, "MTS_OPC_UFDM_LABEL_UPDATE"},
+    {74779, SAP_UCAST, "MTS_OPC_FRR_DONE"},
+    {74781, SAP_UCAST, "MTS_OPC_LS_CREATE"},
+    {74782, SAP_UCAST, "MTS_OPC_LS_DELETE"},
+    {74783, SAP_UCAST, "MTS_OPC_MPLS_TTL_CHANGE"},
+    {74785, SAP_UCAST, "MTS_OPC_UFDM_MPLS_OAM_REQUEST"},
+    {74789, SAP_UCAST, "MTS_OPC_CBTS_VPN"},
+    {74790, SAP_UCAST, "MTS_OPC_UFDM_LISP_MAP_CACHE_UPDATE"},
+    {74791, SAP_UCAST, "MTS_OPC_UFDM_LISP_EID_PREFIX_UPDATE"},
+    {74793, SAP_UCAST, "MTS_OPC_UFDM_LISP_ONOFF_UPDATE"},
+    {74795, SAP_UCAST, "MTS_OPC_UFDM_LISP_URPF_ONOFF"},
+    {74796, SAP_PD, "MTS_OPC_PD_74796"},
+    {74809, SAP_UCAST, "MTS_OPC_NVE_NOTIFICATION"},
+    {75781, SAP_MCAST, "MTS_OPC_MFDM_OIFLIST_INDEX_UPDATE"},
+    {75782, SAP_MCAST, "MTS_OPC_MFDM_UPGRADE"},
+    {75783, SAP_MCAST, "MTS_OPC_MFDM_UP"},
+    {75787, SAP_MCAST, "MTS_OPC_MFDM_DOWNLOAD"},
+    {75792, SAP_LP, "MTS_OPC_MFDM_V4_STATS_REQ"},
+    {75793, SAP_LP, "MTS_OPC_MFDM_V6_STATS_REQ"},
+    {75794, SAP_MCAST, "MTS_OPC_MFDM_V4_ROUTE_UPDATE"},
+    {75795, SAP_MCAST, "MTS_OPC_MFDM_V6_ROUTE_UPDATE"},
+    {75800, SAP_MCAST, "MTS_OPC_MFDM_V4_ROUTE_CLEAR"},
+    {75801, SAP_MCAST, "MTS_OPC_MFDM_V6_ROUTE_CLEAR"},
+    {75802, SAP_MCAST, "MTS_OPC_MFDM_OIFLIST_MEMBER_CHANGE"},
+    {75803, SAP_MCAST, "MTS_OPC_MFDM_IMAGE_VERSION_CHANGE"},
+    {75817, SAP_MCAST, "MTS_OPC_MFDM_VLAN_REPLICATOR_UPDATE"},
+    {75819, 0, "MTS_OPC_MFDM_OTV_PURGE"},
+    {77825, SAP_LP, "MTS_OPC_COLLECT_MORE_STATS_REQ"},
+    {77826, 0, "MTS_OPC_STATUS_REPORT"},
+    {77827, 0, "MTS_OPC_V4_ROUTE_DOWNLOAD"},
+    {77828, 0, "MTS_OPC_V6_ROUTE_DOWNLOAD"},
+    {77829, SAP_LP, "MTS_OPC_SEND_MORE_V4_STATS_REQ"},
+    {77830, SAP_LP, "MTS_OPC_SEND_MORE_V6_STATS_REQ"},
+    {77831, SAP_UCAST, "MTS_OPC_OTV_VLAN_UPDATE"},
+    {77832, SAP_UCAST, "MTS_OPC_OTV_PEER_UPDATE"},
+    {77833, SAP_PD, "MTS_OPC_L3_MESSAGE"},
+    {77834, SAP_UCAST, "MTS_OPC_HW_RES_REQUEST"},
+    {77835, SAP_MCAST, "MTS_OPC_UCAST_MCAST_MAX_LIMIT"},
+    {77838, 0, "MTS_OPC_77838_ANSWER"},
+    {77839, 0, "MTS_OPC_TABLE_NOTICE"},
+    {77843, SAP_UCAST, "MTS_OPC_GET_AGED_ROUTES"},
+    {77846, SAP_UCAST, "MTS_OPC_NVE_VNI_UPDATE"},
+    {77847, SAP_UCAST, "MTS_OPC_NVE_PEER_ADJ_ADD"},
+    {77848, SAP_UCAST, "MTS_OPC_NVE_TUNNEL_ADJ_UPDATE"},
+    {77849, SAP_LP, "MTS_OPC_NVE_PEER_GET_MAC_COUNTERS"},
+    {125995, SAP_MCAST, "MTS_OPC_VPC_VRF_VLAN_NOTIF"},
+    {160769, SAP_PD, "MTS_OPC_PD_160769"},
+    {160770, SAP_PD, "MTS_OPC_PD_160770"},
+    {164877, SAP_UCAST, "MTS_OPC_NVE_PEER_ROUTE_UPDATE"},
+    {164878, SAP_UCAST, "MTS_OPC_NVE_IF_UPDATE"},
+    {165894, SAP_PD, "MTS_OPC_PD_165894"},
+};
+
+static constexpr bool by_opcode(const opcode_row &a, const opcode_row &b) { return a.opcode < b.opcode; }
+static_assert(std::is_sorted(std::begin(opcode_rows), std::end(opcode_rows), by_opcode));
+
+static const opcode_row *row_find(uint32_t opcode) {
+    const opcode_row wanted = {opcode, 0, nullptr};
+    const auto *row = std::lower_bound(std::begin(opcode_rows), std::end(opcode_rows), wanted, by_opcode);
+    return row != std::end(opcode_rows) && row->opcode == opcode ? row : nullptr;
+}
+
+const char *mts_opc_name_get(uint32_t opcode) {
+    const opcode_row *row = row_find(opcode);
+    return row == nullptr ? "MTS_OPC_UNKNOWN" : row->name;
+}
+
+uint32_t mts_opc_sap_get(uint32_t opcode) {
+    const opcode_row *row = row_find(opcode);
+    return row == nullptr ? 0 : row->sap;
+}
