@@ -29,7 +29,7 @@ struct lpm_arena_head {
     uint32_t held_units;  /* retired, not given back yet */
     uint64_t free_map[2]; /* bit n of the pair: the list of blocks of n units is not empty */
     uint32_t free_list[LPM_BLOCK_UNITS_MAX + 1]; /* by size in units; 0 ends a list */
-    uint32_t spare;
+    uint32_t first;                              /* the first unit that may be a block */
 };
 
 struct lpm_arena_hooks {
@@ -49,11 +49,10 @@ struct lpm_arena {
     lpm_arena_hooks hooks;
     uint64_t change_count;   /* rises with every change; a saved position of an older count is not used */
     uint64_t reserved_bytes; /* of a private arena: the range of addresses to give back */
-    int retire_many;         /* internal: a trie is being torn down in a rebuild */
 };
 
 /* Makes an empty arena over 'bytes' usable bytes at 'base' (8-byte aligned; at least LPM_ARENA_BYTES_MIN, at most
- * LPM_ARENA_BYTES_MAX). 'hooks' (copied) may be null. 0 or EINVAL. */
+ * LPM_ARENA_BYTES_MAX). 'hooks' (copied) may be null; they are for this process alone. 0 or EINVAL. */
 [[nodiscard]] int lpm_arena_init(lpm_arena *arena, lpm_arena_head *head, void *base, uint64_t bytes,
                                  const lpm_arena_hooks *hooks);
 
@@ -64,7 +63,8 @@ struct lpm_arena {
                                    const lpm_arena_hooks *hooks);
 
 /* A private arena of the process: reserves 'bytes' of addresses once (halving the wish while the system refuses),
- * and takes memory as it is used. 0 or ENOMEM. Give it back with lpm_arena_private_destroy(). */
+ * and takes memory as it is used. The handle must stay where it is. 0 or ENOMEM. Give it back with
+ * lpm_arena_private_destroy(). */
 [[nodiscard]] int lpm_arena_private_create(lpm_arena *arena, uint64_t bytes);
 void lpm_arena_private_destroy(lpm_arena *arena);
 
@@ -75,10 +75,13 @@ void lpm_arena_free(lpm_arena *arena, uint32_t block, uint32_t units);
 [[nodiscard]] uint64_t lpm_arena_used_bytes(const lpm_arena *arena);
 [[nodiscard]] uint64_t lpm_arena_touched_bytes(const lpm_arena *arena);
 
-/* For the trie: makes sure that blocks of 'units' in all can be had without a failure. Additions leave a reserve
- * alone, so that a full arena still lets routes go; removals ('for_removal') may use it. 0 or ENOMEM. */
-[[nodiscard]] int lpm_arena_ensure(lpm_arena *arena, uint32_t units, bool for_removal);
-/* After lpm_arena_ensure(): never fails. */
-[[nodiscard]] uint32_t lpm_arena_alloc(lpm_arena *arena, uint32_t units);
-/* Retires a block through the hook, or frees it at once without one. */
+/* For the trie: takes 'count' blocks of 'units[i]' units each, all or none. Additions leave a reserve alone, so that a
+ * full arena still lets routes go; removals ('for_removal') may use it. 0 or ENOMEM. */
+[[nodiscard]] int lpm_arena_take(lpm_arena *arena, const uint32_t *units, unsigned count, bool for_removal,
+                                 uint32_t *blocks);
+/* Retires a block through the hook, or frees it at once without one. A block larger than LPM_BLOCK_UNITS_MAX is
+ * cut up when it is freed. */
 void lpm_arena_retire(lpm_arena *arena, uint32_t block, uint32_t units);
+/* Forgets the free lists and begins at 'bump'; then the gaps between live blocks are given one by one. */
+void lpm_arena_restart(lpm_arena *arena, uint32_t bump);
+void lpm_arena_give_gap(lpm_arena *arena, uint32_t unit, uint32_t units);
