@@ -16,7 +16,7 @@ inline constexpr uint32_t BL_VDC_MAX = 8;        /* VDC ids 0 to 7 can have a lo
 inline constexpr uint32_t BL_LOG_MAX = 4;        /* log ids 0 to 3 */
 inline constexpr uint32_t BL_LEVELS_MAX = 4;     /* levels 0 to 3 */
 inline constexpr uint32_t BL_RECORD_BYTES = 192; /* fixed size of a record in the ring */
-inline constexpr uint32_t BL_ARGS_BYTES = 168;   /* of them for arguments, each with 2 bytes of head */
+inline constexpr uint32_t BL_ARGS_BYTES = 160;   /* of them for arguments, each with 2 bytes of head */
 inline constexpr uint32_t BL_FORMATS_MAX = 4096;
 
 /* A level row. The high half of word 0 is the number of records of its ring, the low half the level; word 1 is kept

@@ -23,7 +23,8 @@ struct history_event {
 [[nodiscard]] int history_open(uint32_t uuid, uint32_t instance, uint32_t bytes, history_ring **out);
 void history_close(history_ring *ring); /* null is allowed; the file stays */
 
-void history_add(history_ring *ring, uint32_t family, const char *text, size_t length);
+/* Adds a text. False: there is no memory for the file to grow, the text is lost. */
+bool history_add(history_ring *ring, uint32_t family, const char *text, size_t length);
 
 /* Opens a ring's file for reading, from any process. 0, an errno, or EBADMSG when it is no history file. */
 [[nodiscard]] int history_reader_open(uint32_t uuid, uint32_t instance, history_reader **out);
