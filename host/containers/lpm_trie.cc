@@ -133,6 +133,7 @@ uint32_t lpm_find(const lpm_arena *arena, lpm_trie *trie, const lpm_key &key, un
     spot->trie = trie;
     spot->change_count = arena->change_count;
     spot->key = lpm_split(whole);
+    spot->root = trie->root;
     spot->bits = bits;
     spot->tail = &trie->root;
     spot_descend(arena, spot, whole);
@@ -142,7 +143,7 @@ uint32_t lpm_find(const lpm_arena *arena, lpm_trie *trie, const lpm_key &key, un
 static const lpm_spot *spot_for(const lpm_arena *arena, lpm_trie *trie, const lpm_key &key, unsigned bits,
                                 lpm_spot *given, lpm_spot *own) {
     if (given != nullptr && given->trie == trie && given->change_count == arena->change_count &&
-        given->bits == bits) {
+        given->root == trie->root && given->bits == bits) {
         const lpm_bits whole = lpm_join(key) & lpm_lead<lpm_bits>(bits);
         if (lpm_join(given->key) == whole) return given;
     }

@@ -92,6 +92,7 @@ struct lpm_spot {
     const lpm_trie *trie;
     uint64_t change_count;
     lpm_key key;
+    uint32_t root; /* of the trie then */
     uint32_t bits;
     uint32_t node_depth;  /* of the node below */
     uint32_t outer_depth; /* where 'outer' hangs */

@@ -32,7 +32,6 @@ struct ravl_tree {
  * may be copied and kept. */
 struct ravl_iterator {
     const ravl_tree *tree;
-    uint32_t started;
     uint8_t key[RAVL_KEY_BYTES_MAX];
 };
 
