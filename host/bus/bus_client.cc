@@ -37,13 +37,15 @@ struct bus_client {
 struct deadline {
     int timeout_ms; /* -1 = none */
     uint64_t begin_ns;
+    int slept_ms; /* by naps between attempts */
 };
 
-static deadline deadline_make(int timeout_ms) { return {timeout_ms, host_clock_monotonic_ns()}; }
+static deadline deadline_make(int timeout_ms) { return {timeout_ms, host_clock_monotonic_ns(), 0}; }
 
 static int deadline_left(const deadline *limit) {
     if (limit->timeout_ms < 0) return -1;
-    const uint64_t passed = (host_clock_monotonic_ns() - limit->begin_ns) / 1'000'000;
+    uint64_t passed = (host_clock_monotonic_ns() - limit->begin_ns) / 1'000'000;
+    if (passed < static_cast<uint64_t>(limit->slept_ms)) passed = static_cast<uint64_t>(limit->slept_ms);
     const auto allowed = static_cast<uint64_t>(limit->timeout_ms);
     return passed >= allowed ? 0 : static_cast<int>(allowed - passed);
 }
@@ -130,7 +132,7 @@ static int connect_once(bus_client *client, bus_connection *connection) {
 /* Not there yet, or its list of waiting connections is full. */
 static bool may_come(int status) { return status == ENOENT || status == ECONNREFUSED || status == EAGAIN; }
 
-static int connected(bus_client *client, uint32_t sap, const deadline *limit, bus_connection **out) {
+static int connected(bus_client *client, uint32_t sap, deadline *limit, bus_connection **out) {
     bus_connection *connection = connection_of(client, sap);
     if (connection == nullptr) return EMFILE;
     *out = connection;
@@ -139,13 +141,14 @@ static int connected(bus_client *client, uint32_t sap, const deadline *limit, bu
         if (status == 0) break;
         const int left = deadline_left(limit);
         if (!may_come(status) || left == 0) return status;
-        poll(nullptr, 0, left < 0 || left > CONNECT_RETRY_MS ? CONNECT_RETRY_MS : left);
+        poll(nullptr, 0, CONNECT_RETRY_MS);
+        limit->slept_ms += CONNECT_RETRY_MS;
     }
     return 0;
 }
 
 int bus_client_connect(bus_client *client, uint32_t sap, int timeout_ms) {
-    const deadline limit = deadline_make(timeout_ms);
+    deadline limit = deadline_make(timeout_ms);
     bus_connection *connection = nullptr;
     return connected(client, sap, &limit, &connection);
 }
@@ -185,7 +188,7 @@ static mts_msg message_to(const bus_client *client, uint32_t sap, const void *pa
 int bus_client_request(bus_client *client, const bus_client_message *request, int timeout_ms,
                        uint32_t *token) {
     if (request->payload_size > MTS_PAYLOAD_MAX) return EMSGSIZE;
-    const deadline limit = deadline_make(timeout_ms);
+    deadline limit = deadline_make(timeout_ms);
     bus_connection *connection = nullptr;
     const int status = connected(client, request->sap, &limit, &connection);
     if (status != 0) return status;
@@ -203,7 +206,7 @@ int bus_client_request(bus_client *client, const bus_client_message *request, in
 int bus_client_respond(bus_client *client, const mts_msg *question, const void *payload, size_t size,
                        int timeout_ms) {
     if (size > MTS_PAYLOAD_MAX) return EMSGSIZE;
-    const deadline limit = deadline_make(timeout_ms);
+    deadline limit = deadline_make(timeout_ms);
     bus_connection *connection = nullptr;
     const int status = connected(client, question->source.sap, &limit, &connection);
     if (status != 0) return status;
@@ -248,7 +251,7 @@ static int receive_kind(bus_client *client, mts_msg *message, bus_frame_kind *ki
 }
 
 int bus_client_receive(bus_client *client, mts_msg *message, int timeout_ms) {
-    const deadline limit = deadline_make(timeout_ms);
+    deadline limit = deadline_make(timeout_ms);
     for (;;) {
         bus_frame_kind kind = BUS_FRAME_MESSAGE;
         const int status = receive_kind(client, message, &kind, &limit);
@@ -258,7 +261,7 @@ int bus_client_receive(bus_client *client, mts_msg *message, int timeout_ms) {
 
 int bus_client_answer(bus_client *client, uint32_t token, int timeout_ms, bus_client_other other,
                       void *context, mts_msg *message) {
-    const deadline limit = deadline_make(timeout_ms);
+    deadline limit = deadline_make(timeout_ms);
     for (;;) {
         const int status = bus_client_receive(client, message, deadline_left(&limit));
         if (status != 0) return status;
@@ -269,7 +272,7 @@ int bus_client_answer(bus_client *client, uint32_t token, int timeout_ms, bus_cl
 
 int bus_client_subscribe(bus_client *client, uint32_t via_sap, const bus_subscription *subscription,
                          int timeout_ms) {
-    const deadline limit = deadline_make(timeout_ms);
+    deadline limit = deadline_make(timeout_ms);
     bus_connection *connection = nullptr;
     int status = connected(client, via_sap, &limit, &connection);
     if (status != 0) return status;

@@ -4,11 +4,10 @@
 #pragma once
 
 #include "host/bus/fu_mts.h"
+#include "host/store/store.h"
 
 #include <cstddef>
 #include <cstdint>
-
-struct fu_pss_service_arg; /* host/store */
 
 constexpr int FU_EINVAL = 15;    /* null argument or bad event */
 constexpr int FU_ENOTFOUND = 18; /* opcode unknown */
@@ -87,8 +86,8 @@ struct fu_init_arg {
     uint32_t control_queue;
     uint32_t flags;
     uint32_t flags2;
-    char *name;                                          /* heap block of the caller's, or null */
-    const fu_pss_service_arg *services[FU_SERVICES_MAX]; /* borrowed until fu_global_initialize() returns */
+    char *name; /* heap block of the caller's, or null */
+    fu_pss_service_arg services[FU_SERVICES_MAX];
     uint32_t service_count;
 };
 
@@ -99,7 +98,7 @@ struct fu_global {
 extern fu_global *fu_global_get(); /* never null; opcodes is null before fu_global_initialize() */
 
 [[nodiscard]] int fu_global_initialize_default_arg(fu_init_arg *arg);
-/* Remembers 'service' (borrowed) to be opened by fu_global_initialize(). 0, FU_EINVAL, or FU_ENOMEM when full. */
+/* Copies 'service', to be opened by fu_global_initialize(). 0, FU_EINVAL, or FU_ENOMEM when full. */
 [[nodiscard]] int fu_init_arg_add_pss_service(fu_init_arg *arg, const fu_pss_service_arg *service);
 [[nodiscard]] int fu_init_arg_ascii_gen_info(fu_init_arg *arg, int (*ascii_gen)(void *context));
 
