@@ -2,23 +2,10 @@
  * recovers; the engine last. One thread. */
 #pragma once
 
+#include "core/lcfwd_exit.h"
+
 #include <cstddef>
 #include <cstdint>
-
-/* Exit codes. */
-enum lcfwd_exit_code : int {
-    LCFWD_EXIT_BIND = 64, /* bind or queue set-up */
-    LCFWD_EXIT_OPTIONS = 65,
-    LCFWD_EXIT_SELECTOR = 66,
-    LCFWD_EXIT_SERVICE = 69, /* framework or service start */
-    LCFWD_EXIT_DEBUG = 70,
-    LCFWD_EXIT_SYSLOG = 71,
-    LCFWD_EXIT_TIMER = 73,
-    LCFWD_EXIT_CONDITION_QUEUE = 74,
-    LCFWD_EXIT_DEFAULTS = 76,
-    LCFWD_EXIT_DATA = 85,
-    LCFWD_EXIT_HOLDER_LOCKS = 87,
-};
 
 enum lcfwd_start_mode {
     LCFWD_START_AUTO, /* restart with recovery when usable stored state survived, else cold */
@@ -50,8 +37,4 @@ void lcfwd_set_fixed_priority();
 void lcfwd_ha_restart_recovery(uint32_t *state_out);
 void set_max_limit_o2();
 
-/* Ends the process with 'code' through the exit function, std::exit unless a test set another. Gives the code back
- * when that function returns; start-up then stops at once, and the first code stands. */
-int lcfwd_exit(int code);
-using lcfwd_exit_function = void (*)(int code);
-void lcfwd_exit_function_set(lcfwd_exit_function function); /* null: std::exit */
+void lcfwd_framework_reset(); /* process teardown in tests */

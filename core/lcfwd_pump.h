@@ -22,6 +22,6 @@
 [[nodiscard]] int lcfwd_stdby_mts_msg_handler(fu_event *event, fu_event_node **out);
 [[nodiscard]] int lcfwd_mts_response_handler(fu_event *event); /* 0 when ignored, 16 when not expected */
 
-/* Frees the follow-up events of a demux and clears the list. */
-void lcfwd_free_demux_list(fu_event_node **out);
+/* Frees the follow-up events of a demux. */
+void lcfwd_free_demux_list(fu_event_node *list);
 void lcfwd_free_event_info(const fu_event *event); /* what an event holds beside its message */
