@@ -1,0 +1,90 @@
+#include "tools/lcfwdctl/commands.h"
+#include "tools/lcfwdctl/engine_reader.h"
+#include "tools/lcfwdctl/options.h"
+#include "tools/lcfwdctl/route_options.h"
+#include "tools/lcfwdctl/table.h"
+
+#include "host/address/address.h"
+
+struct lookup_plan {
+    struct question {
+        const char *text;
+        address_family family;
+        uint8_t address[16];
+    };
+    std::vector<question> questions;
+    uint32_t tables[2];
+    ctl_table output;
+};
+
+static std::vector<ctl_cell> answer_row(uint32_t slot, const lookup_plan::question &asked,
+                                        const softfwd_result &result) {
+    char if_index[16];
+    snprintf(if_index, sizeof if_index, "0x%08x", result.hop.if_index);
+    const std::string prefix =
+        ctl_engine_address(asked.family, result.prefix) + "/" + std::to_string(result.hop.mask_len);
+    const bool found = result.hop.action != SOFTFWD_NO_ROUTE, forwards = result.hop.action == SOFTFWD_FORWARD;
+    return {slot,
+            asked.text,
+            softfwd_action_name(result.hop.action),
+            found ? prefix : "-",
+            found ? ctl_engine_address(result.next_hop_family, result.next_hop) : "-",
+            found ? if_index : "-",
+            forwards ? mac_addr_str(result.dmac) : "-"};
+}
+
+static int work(uint32_t slot, softfwd_reader *reader, void *context) {
+    auto *plan = static_cast<lookup_plan *>(context);
+    int status = CTL_GOOD;
+    for (const lookup_plan::question &asked : plan->questions) {
+        softfwd_result result{};
+        const uint32_t table = plan->tables[asked.family == ADDRESS_FAMILY_V6];
+        const int error = softfwd_lookup(reader, asked.family, ctl.vdc, table, asked.address, &result);
+        if (error != 0) return ctl_engine_failure(slot, error);
+        if (result.hop.action == SOFTFWD_NO_ROUTE) status = CTL_REFUSED;
+        plan->output.rows.push_back(answer_row(slot, asked, result));
+    }
+    return status;
+}
+
+static int run(int argc, char **argv) {
+    lookup_plan plan{};
+    ctl_route_options options;
+    bool counting = false;
+    const ctl_option rows[] = {ctl_number("--table", &options.table, 0, UINT32_MAX, &options.table_given),
+                               ctl_flag("--count", &counting)};
+    std::vector<const char *> words;
+    if (const int status = ctl_options_parse(rows, argc, argv, &words); status != CTL_GOOD) return status;
+    ctl_route_options_finish(&options);
+    if (words.empty()) {
+        ctl_error("usage: lcfwdctl lookup ADDRESS...");
+        return CTL_USAGE;
+    }
+    for (const char *word : words) {
+        lookup_plan::question asked{word, ADDRESS_FAMILY_NONE, {}};
+        if (address_parse(word, &asked.family, asked.address) != 0) {
+            ctl_error("\"%s\" is no address", word);
+            return CTL_USAGE;
+        }
+        plan.questions.push_back(asked);
+    }
+    plan.tables[0] = options.tables[0];
+    plan.tables[1] = options.tables[1];
+    plan.output.columns = {"slot", "address", "action", "prefix", "next_hop", "if_index", "mac"};
+    const int status = ctl_engine_for_each_slot(counting, work, &plan);
+    if (status != CTL_UNREACHABLE || !plan.output.rows.empty()) ctl_table_print(plan.output);
+    return status;
+}
+
+const ctl_command ctl_command_lookup = {
+    "lookup", "ADDRESS... [--table ID] [--count]", "ask the forwarding engine for addresses",
+    "Asks the forwarding engine, in shared memory and without disturbing the process, what a packet to each "
+    "address\n"
+    "gets: forward, glean (next hop not resolved), punt, drop or no_route. Exit code 1 when an address has "
+    "no route.\n\n"
+    "  --table ID       the table (default 1 for IPv4, 0x80000001 for IPv6)\n"
+    "  --count          count the look-ups as packets\n\n"
+    "Examples:\n"
+    "  lcfwdctl lookup 192.0.2.1 2001:db8::1\n"
+    "  lcfwdctl lookup 192.0.2.1 --table 7 --vdc 2 --json\n",
+    run};

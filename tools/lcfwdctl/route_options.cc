@@ -1,0 +1,17 @@
+#include "tools/lcfwdctl/route_options.h"
+
+#include "tools/lcfwdctl/next_hop.h"
+
+static constexpr uint32_t AGGREGATES_MAX = 1000000;
+static constexpr uint32_t HOPS_OF_LIST_MAX =
+    CTL_NEXT_HOPS_MAX - 1000; /* leaves room for the aggregates' own */
+
+void ctl_route_options_add(ctl_route_options *options, std::vector<ctl_option> *rows) {
+    rows->push_back(ctl_number("--next-hops", &options->shape.next_hops, 1, HOPS_OF_LIST_MAX));
+    rows->push_back(ctl_number("--aggregates", &options->shape.aggregates, 0, AGGREGATES_MAX));
+    rows->push_back(ctl_number("--table", &options->table, 0, UINT32_MAX, &options->table_given));
+}
+
+void ctl_route_options_finish(ctl_route_options *options) {
+    if (options->table_given) options->tables[0] = options->tables[1] = options->table;
+}

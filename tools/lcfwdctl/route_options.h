@@ -1,0 +1,16 @@
+/* tools/lcfwdctl/route_options.h: the options that say which routes a list stands for; load, delete and verify must
+ * understand them in the same way. */
+#pragma once
+
+#include "tools/lcfwdctl/options.h"
+#include "tools/lcfwdctl/route_list.h"
+
+struct ctl_route_options {
+    ctl_route_shape shape;
+    uint32_t table = 0;
+    bool table_given = false;
+    uint32_t tables[2] = {1, 0x80000001}; /* IPv4, IPv6 */
+};
+
+void ctl_route_options_add(ctl_route_options *options, std::vector<ctl_option> *rows);
+void ctl_route_options_finish(ctl_route_options *options); /* after parsing */
