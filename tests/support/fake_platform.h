@@ -1,0 +1,51 @@
+/* tests/support/fake_platform.h: a platform library that writes down each call as one line, keeps a table of what it
+ * was told to install, and can be told to refuse. What it keeps survives the process (a rig's stop and start), as
+ * hardware would, until fake_platform_reset().
+ *
+ * Lines: "insert_v4_prefix table 1 10.1.0.0/16 ha 0 new = 3", "all_writes_ready" and so on; fake.log holds them. */
+#pragma once
+
+#include "platform/platform_library.h"
+#include "platform/ufib_platform_api.h"
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+struct fake_entry {
+    std::string kind;    /* "table", "prefix", "adj", "ecmp" */
+    std::string content; /* as the log line tells it */
+    ufib_ha_route route; /* of prefixes: what recovery asks for */
+    ufib_platform_rewrite rewrite;
+};
+
+struct fake_platform {
+    std::vector<std::string> log;
+    std::map<uint32_t, fake_entry> entries; /* by handle */
+    uint32_t last_handle;
+    std::map<std::string, int> fail_at;  /* slot name: refuse the n-th next call, n counts down */
+    std::map<std::string, int> fail_all; /* slot name: refuse every call */
+    int one_write_result;                /* what the write brackets give */
+    int all_writes_result;
+    bool table_required = true;
+    bool optimize_wildcard = false;
+    std::map<uint32_t, bool> tables_not_required; /* by table id */
+    ufib_platform_caps caps;
+    uint32_t restarts; /* api_init calls with the restart flag */
+};
+extern fake_platform fake;
+
+[[nodiscard]] const platform_library *fake_platform_library();
+
+/* Forgets everything: entries, log, refusals. */
+void fake_platform_reset();
+
+/* Lines since the last take; those that begin with one of 'names' only, when names are given. */
+std::vector<std::string> fake_take(const std::vector<std::string> &names = {});
+
+/* How many lines begin with 'name'. */
+size_t fake_count(const std::string &name);
+
+/* Entries of a kind. */
+std::vector<std::string> fake_entries(const std::string &kind);
