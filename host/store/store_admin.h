@@ -56,7 +56,7 @@ enum store_fault_point : int {
     STORE_FAULT_EXEC,
     STORE_FAULT_INIT,
     STORE_FAULT_MAX_DBSIZE,
-    STORE_FAULT_GROW, /* getting more room for a file; a code other than 0 counts as a full file system */
+    STORE_FAULT_GROW, /* more room for a file: as if the file system were full, whatever 'code' */
     STORE_FAULT_POINTS
 };
 void store_fault_set(store_fault_point point, uint32_t nth, int code);

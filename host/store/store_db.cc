@@ -29,11 +29,9 @@ static int allocate(const store_file *file, uint64_t size) {
 }
 
 int store_file_grow(store_file *file, uint64_t size) {
-    int code = 0;
-    if (store_fault_fires(STORE_FAULT_GROW, &code)) return ENOSPC;
     if (size > STORE_RESERVE) return EFBIG;
     /* Allocated, not only made longer: a full file system is an answer here and a fatal signal at the first touch. */
-    code = allocate(file, size);
+    const int code = allocate(file, size);
     if (code != 0) return code;
     void *at = mmap(file->base + file->size, size - file->size, PROT_READ | PROT_WRITE,
                     MAP_SHARED | MAP_FIXED, file->fd, static_cast<off_t>(file->size));
@@ -58,6 +56,8 @@ uint32_t *store_db_find(const store_db *db, uint64_t hash, const void *key, uint
 
 /* Growing in sixteenths keeps the unused tail small and the number of calls logarithmic. */
 static int grow(store_db *db, uint64_t pages) {
+    int code = 0;
+    if (store_fault_fires(STORE_FAULT_GROW, &code)) return ENOSPC;
     const uint64_t now = db->file.size / STORE_PAGE;
     const uint64_t step = now / 16 < 4 ? 4 : now / 16 > 1024 ? 1024 : now / 16;
     if (now + step > pages && now + step <= STORE_PAGES_MAX &&

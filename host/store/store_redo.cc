@@ -68,7 +68,9 @@ bool store_redo_sealed() { return redo_head()->sealed != 0; }
 
 int store_redo_room(uint64_t bytes) {
     const uint64_t wanted = STORE_REDO_BODY + sizeof(store_redo_counts) + bytes;
+    int code = 0;
     if (wanted <= store.redo.size) return 0;
+    if (store_fault_fires(STORE_FAULT_GROW, &code)) return ENOSPC;
     return store_file_grow(&store.redo, (wanted + STORE_REDO_FIRST) / STORE_PAGE * STORE_PAGE);
 }
 
