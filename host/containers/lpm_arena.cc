@@ -1,6 +1,7 @@
 #include "host/containers/lpm_arena.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 #include <sys/mman.h>
@@ -19,6 +20,7 @@ static void list_push(lpm_arena *arena, uint32_t block, uint32_t units) {
     head->free_list[units] = block;
     head->free_map[units / 64] |= uint64_t{1} << (units % 64);
     head->free_units += units;
+    arena->freed_since_merge += units;
 }
 
 static uint32_t list_pop(lpm_arena *arena, uint32_t units) {
@@ -48,10 +50,11 @@ static uint32_t cut_larger(lpm_arena *arena, uint32_t units) {
     return block;
 }
 
-/* What removals may still have when additions are refused. */
+/* What removals may still have when additions are refused: a removal of each size in turn, from the smallest, frees
+ * a block that is too small for the next; together they take this much. */
+static constexpr uint32_t RESERVE_UNITS = LPM_BLOCK_UNITS_MAX * (LPM_BLOCK_UNITS_MAX + 1) / 2;
 static uint32_t removal_reserve(const lpm_arena_head *head) {
-    const uint32_t share = head->limit / 32;
-    return share < 2 * LPM_BLOCK_UNITS_MAX ? 2 * LPM_BLOCK_UNITS_MAX : share > 65536 ? 65536 : share;
+    return head->limit / 8 < RESERVE_UNITS ? head->limit / 8 : RESERVE_UNITS;
 }
 
 static uint32_t take_fresh(lpm_arena *arena, uint32_t units, bool for_removal) {
@@ -66,19 +69,54 @@ static uint32_t take_fresh(lpm_arena *arena, uint32_t units, bool for_removal) {
     return block;
 }
 
-static uint32_t take_one(lpm_arena *arena, uint32_t units, bool for_removal) {
+/* Joins free neighbours. Takes time in proportion to the arena, so an arena that stays full does it again only after
+ * much was freed. */
+static bool merge_free(lpm_arena *arena, bool for_removal) {
     lpm_arena_head *head = arena->head;
-    if (units <= LPM_BLOCK_UNITS_MAX) {
-        if (head->free_list[units] != 0) return list_pop(arena, units);
-        /* Cutting is for arenas with much waste; a fresh block keeps neighbours together. */
-        if (head->free_units > head->bump / 8) {
-            const uint32_t cut = cut_larger(arena, units);
-            if (cut != 0) return cut;
+    if (arena->freed_since_merge == 0 || head->free_units == 0) return false;
+    if (!for_removal && arena->freed_since_merge < head->limit / 16) return false;
+    auto *gaps = static_cast<uint64_t *>(std::calloc(head->bump / 64 + 1, sizeof(uint64_t)));
+    if (gaps == nullptr) return false;
+    for (uint32_t units = 1; units <= LPM_BLOCK_UNITS_MAX; units++)
+        for (uint32_t block = head->free_list[units]; block != 0; block = *block_word(arena, block))
+            for (uint32_t i = block; i < block + units; i++) gaps[i / 64] |= uint64_t{1} << (i % 64);
+    const uint32_t held = head->held_units, end = head->bump;
+    lpm_arena_restart(arena, end);
+    head->held_units = held;
+    uint32_t gap = 0;
+    for (uint32_t i = head->first; i < end; i++) {
+        if ((gaps[i / 64] >> (i % 64) & 1) != 0) {
+            gap++;
+        } else {
+            lpm_arena_give_gap(arena, i - gap, gap);
+            gap = 0;
         }
     }
+    head->bump = end - gap;
+    arena->freed_since_merge = 0;
+    std::free(gaps);
+    return true;
+}
+
+static uint32_t take_once(lpm_arena *arena, uint32_t units, bool for_removal) {
+    lpm_arena_head *head = arena->head;
+    if (head->free_list[units] != 0) return list_pop(arena, units);
+    /* A fresh block keeps neighbours together; cutting is for arenas with much waste, and for removals, whose
+     * reserve must last. */
+    const bool full = head->limit - head->bump < 2 * removal_reserve(head);
+    if (head->free_units > head->bump / 8 || (for_removal && full)) {
+        const uint32_t cut = cut_larger(arena, units);
+        if (cut != 0) return cut;
+    }
     const uint32_t fresh = take_fresh(arena, units, for_removal);
-    if (fresh != 0 || units > LPM_BLOCK_UNITS_MAX) return fresh;
-    return cut_larger(arena, units);
+    return fresh != 0 ? fresh : cut_larger(arena, units);
+}
+
+static uint32_t take_one(lpm_arena *arena, uint32_t units, bool for_removal) {
+    if (units > LPM_BLOCK_UNITS_MAX) return take_fresh(arena, units, for_removal);
+    const uint32_t block = take_once(arena, units, for_removal);
+    if (block != 0 || !merge_free(arena, for_removal)) return block;
+    return take_once(arena, units, for_removal);
 }
 
 int lpm_arena_take(lpm_arena *arena, const uint32_t *units, unsigned count, bool for_removal,

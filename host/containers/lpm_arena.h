@@ -47,8 +47,9 @@ struct lpm_arena {
     uint8_t *base;
     lpm_arena_head *head;
     lpm_arena_hooks hooks;
-    uint64_t change_count;   /* rises with every change; a saved position of an older count is not used */
-    uint64_t reserved_bytes; /* of a private arena: the range of addresses to give back */
+    uint64_t change_count;      /* rises with every change; a saved position of an older count is not used */
+    uint64_t freed_since_merge; /* units */
+    uint64_t reserved_bytes;    /* of a private arena: the range of addresses to give back */
 };
 
 /* Makes an empty arena over 'bytes' usable bytes at 'base' (8-byte aligned; at least LPM_ARENA_BYTES_MIN, at most

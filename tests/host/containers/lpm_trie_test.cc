@@ -1,0 +1,300 @@
+#include "tests/host/containers/trie_model.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <vector>
+
+struct trie_rig {
+    lpm_arena arena{};
+    lpm_trie trie{};
+    trie_model model;
+
+    trie_rig() { EXPECT_EQ(lpm_arena_private_create(&arena, LPM_ARENA_BYTES_MAX), 0); }
+    ~trie_rig() { lpm_arena_private_destroy(&arena); }
+    trie_rig(const trie_rig &) = delete;
+    trie_rig &operator=(const trie_rig &) = delete;
+
+    int add(const model_prefix &prefix, uint32_t value, bool replace, lpm_spot *spot = nullptr) {
+        const int status = lpm_add(&arena, &trie, prefix.key(), prefix.bits, value, replace, spot);
+        if (status == 0) model.routes[prefix] = value;
+        return status;
+    }
+    int remove(const model_prefix &prefix, lpm_spot *spot = nullptr) {
+        const int status = lpm_delete(&arena, &trie, prefix.key(), prefix.bits, spot);
+        if (status == 0) model.routes.erase(prefix);
+        return status;
+    }
+    uint32_t exact(const model_prefix &prefix) const {
+        return lpm_exact(arena.base, &trie, prefix.key(), prefix.bits);
+    }
+
+    void expect_walk_equals_model() const {
+        lpm_entry entry{};
+        bool more = lpm_first(arena.base, &trie, &entry);
+        for (const auto &[prefix, value] : model.routes) {
+            ASSERT_TRUE(more);
+            model_prefix seen{{}, entry.bits};
+            lpm_key_store(entry.key, seen.bytes.data(), 16);
+            ASSERT_EQ(seen, prefix);
+            ASSERT_EQ(entry.value, value);
+            more = lpm_next(arena.base, &trie, entry.key, entry.bits, &entry);
+        }
+        ASSERT_FALSE(more);
+        ASSERT_EQ(trie.route_count, model.routes.size());
+        ASSERT_EQ(lpm_trie_bytes(arena.base, &trie), lpm_arena_used_bytes(&arena))
+            << "blocks lost or freed twice";
+    }
+
+    void expect_lookups_equal_model(prefix_source *source) const {
+        const auto address = source->address();
+        const lpm_key key = lpm_key_load(address.data(), source->width);
+        const auto want = model.match(address, source->width);
+        unsigned bits = 0;
+        ASSERT_EQ(lpm_match(arena.base, &trie, key, &bits), want.first);
+        ASSERT_EQ(bits, want.second);
+        if (source->width == 32) {
+            ASSERT_EQ(lpm_match_v4(arena.base, &trie, static_cast<uint32_t>(key.hi >> 32)), want.first);
+        }
+        const unsigned max_bits = source->below(source->width + 1);
+        const auto covering = model.match(address, max_bits);
+        bits = 0;
+        ASSERT_EQ(lpm_match_prefix(arena.base, &trie, key, max_bits, &bits), covering.first) << max_bits;
+        ASSERT_EQ(bits, covering.second);
+    }
+
+    /* next() from any place, of the trie or not. */
+    void expect_next_equals_model(const model_prefix &from) const {
+        lpm_entry entry{};
+        const auto want = model.routes.upper_bound(from);
+        ASSERT_EQ(lpm_next(arena.base, &trie, from.key(), from.bits, &entry), want != model.routes.end());
+        if (want == model.routes.end()) return;
+        model_prefix seen{{}, entry.bits};
+        lpm_key_store(entry.key, seen.bytes.data(), 16);
+        ASSERT_EQ(seen, want->first);
+    }
+};
+
+class trie_of_width : public testing::TestWithParam<unsigned> {};
+INSTANTIATE_TEST_SUITE_P(families, trie_of_width, testing::Values(32u, 128u));
+
+static void one_change(trie_rig *rig, prefix_source *source, lpm_spot *spot, unsigned add_share) {
+    const model_prefix prefix = source->prefix();
+    const bool there = rig->model.routes.contains(prefix);
+    lpm_spot *use = source->below(2) == 0 ? spot : nullptr;
+    if (use != nullptr && source->below(2) == 0) {
+        ASSERT_EQ(lpm_find(&rig->arena, &rig->trie, prefix.key(), prefix.bits, use) != 0, there);
+    }
+    if (source->below(10) < add_share) {
+        const bool replace = source->below(2) == 0;
+        ASSERT_EQ(rig->add(prefix, source->value(), replace, use), there && !replace ? EEXIST : 0);
+    } else {
+        ASSERT_EQ(rig->remove(prefix, use), there ? 0 : ENOENT);
+    }
+    const auto now = rig->model.routes.find(prefix);
+    ASSERT_EQ(rig->exact(prefix), now == rig->model.routes.end() ? 0 : now->second);
+}
+
+TEST_P(trie_of_width, agrees_with_a_sorted_map_under_random_changes) {
+    prefix_source source{std::mt19937(test_seed()), GetParam()};
+    trie_rig rig;
+    lpm_spot spot{};
+    for (unsigned step = 0; step < 24000; step++) {
+        const unsigned phase = step / 4000 % 3; /* filling, holding, emptying */
+        ASSERT_NO_FATAL_FAILURE(one_change(&rig, &source, &spot,
+                                           phase == 0   ? 8
+                                           : phase == 1 ? 5
+                                                        : 1))
+            << step;
+        if (step % 16 == 0) {
+            ASSERT_NO_FATAL_FAILURE(rig.expect_lookups_equal_model(&source)) << step;
+        }
+        if (step % 16 == 1) {
+            ASSERT_NO_FATAL_FAILURE(rig.expect_next_equals_model(source.prefix())) << step;
+        }
+        if (step % 1000 == 0) {
+            ASSERT_NO_FATAL_FAILURE(rig.expect_walk_equals_model()) << step;
+        }
+    }
+    while (!rig.model.routes.empty()) ASSERT_EQ(rig.remove(model_prefix(rig.model.routes.begin()->first)), 0);
+    EXPECT_EQ(rig.trie.root, 0u);
+    EXPECT_EQ(lpm_arena_used_bytes(&rig.arena), 0u);
+}
+
+TEST_P(trie_of_width, walk_goes_on_from_a_route_that_the_walker_deleted) {
+    prefix_source source{std::mt19937(test_seed()), GetParam()};
+    trie_rig rig;
+    for (unsigned i = 0; i < 3000; i++) (void)rig.add(source.prefix(), source.value(), false);
+    auto want = rig.model.routes;
+    lpm_entry entry{};
+    for (bool more = lpm_first(rig.arena.base, &rig.trie, &entry); more;
+         more = lpm_next(rig.arena.base, &rig.trie, entry.key, entry.bits, &entry)) {
+        ASSERT_FALSE(want.empty());
+        ASSERT_EQ(entry.value, want.begin()->second);
+        want.erase(want.begin());
+        if (source.below(3) != 0) {
+            ASSERT_EQ(lpm_delete(&rig.arena, &rig.trie, entry.key, entry.bits, nullptr), 0);
+        }
+    }
+    EXPECT_TRUE(want.empty());
+    lpm_clear(&rig.arena, &rig.trie);
+    EXPECT_EQ(lpm_arena_used_bytes(&rig.arena), 0u);
+}
+
+TEST_P(trie_of_width, many_lookups_at_once_equal_single_ones) {
+    prefix_source source{std::mt19937(test_seed()), GetParam()};
+    trie_rig rig;
+    for (unsigned i = 0; i < 3000; i++) (void)rig.add(source.prefix(), source.value(), false);
+    std::vector<lpm_key> keys;
+    std::vector<uint32_t> v4, want, got;
+    for (unsigned i = 0; i < 1003; i++) {
+        keys.push_back(lpm_key_load(source.address().data(), source.width));
+        v4.push_back(static_cast<uint32_t>(keys.back().hi >> 32));
+        want.push_back(lpm_match(rig.arena.base, &rig.trie, keys.back(), nullptr));
+    }
+    got.resize(want.size());
+    lpm_match_many(rig.arena.base, &rig.trie, keys.data(), got.data(), keys.size());
+    EXPECT_EQ(got, want);
+    if (source.width != 32) return;
+    got.assign(want.size(), 0);
+    lpm_match_v4_many(rig.arena.base, &rig.trie, v4.data(), got.data(), v4.size());
+    EXPECT_EQ(got, want);
+}
+
+TEST(lpm_trie, edges_of_lengths_and_values) {
+    trie_rig rig;
+    const lpm_key zero{0, 0}, ones{~0ull, ~0ull};
+    EXPECT_EQ(lpm_add(&rig.arena, &rig.trie, zero, 0, 0, false, nullptr), EINVAL);
+    EXPECT_EQ(lpm_add(&rig.arena, &rig.trie, zero, 129, 1, false, nullptr), EINVAL);
+    EXPECT_EQ(lpm_exact(rig.arena.base, &rig.trie, zero, 129), 0u);
+    EXPECT_EQ(lpm_delete(&rig.arena, &rig.trie, zero, 0, nullptr), ENOENT);
+    EXPECT_EQ(lpm_match(rig.arena.base, &rig.trie, ones, nullptr), 0u);
+    for (unsigned bits = 0; bits <= 128; bits++) /* one address, every length */
+        ASSERT_EQ(lpm_add(&rig.arena, &rig.trie, ones, bits, bits + 1, false, nullptr), 0);
+    for (unsigned bits = 0; bits <= 128; bits++) {
+        unsigned found = 999;
+        ASSERT_EQ(lpm_match_prefix(rig.arena.base, &rig.trie, ones, bits, &found), bits + 1);
+        ASSERT_EQ(found, bits);
+    }
+    EXPECT_EQ(lpm_match(rig.arena.base, &rig.trie, zero, nullptr), 1u) << "the default route";
+    EXPECT_EQ(lpm_match(rig.arena.base, &rig.trie, {~0ull, ~1ull}, nullptr), 128u);
+    lpm_entry last{};
+    EXPECT_FALSE(lpm_next(rig.arena.base, &rig.trie, ones, 128, &last));
+}
+
+TEST(lpm_trie, a_position_is_not_used_after_another_change) {
+    trie_rig rig;
+    lpm_trie other{};
+    lpm_spot spot{};
+    const lpm_key key = lpm_key_v4(0x0a010200);
+    EXPECT_EQ(lpm_find(&rig.arena, &rig.trie, key, 24, &spot), 0u);
+    ASSERT_EQ(lpm_add(&rig.arena, &rig.trie, lpm_key_v4(0x0a010000), 16, 7, false, nullptr), 0);
+    ASSERT_EQ(lpm_add(&rig.arena, &rig.trie, key, 24, 8, false, &spot), 0);
+    EXPECT_EQ(lpm_exact(rig.arena.base, &rig.trie, lpm_key_v4(0x0a010000), 16), 7u);
+    EXPECT_EQ(lpm_add(&rig.arena, &other, key, 24, 9, false, &spot), 0) << "a position of another trie";
+    EXPECT_EQ(lpm_exact(rig.arena.base, &rig.trie, key, 24), 8u);
+    EXPECT_EQ(lpm_exact(rig.arena.base, &other, key, 24), 9u);
+    EXPECT_EQ(lpm_find(&rig.arena, &rig.trie, key, 24, &spot), 8u);
+    rig.trie = {}; /* an owner that lets go of its root */
+    EXPECT_EQ(lpm_add(&rig.arena, &rig.trie, key, 24, 10, false, &spot), 0);
+    EXPECT_EQ(lpm_exact(rig.arena.base, &rig.trie, key, 24), 10u);
+}
+
+TEST(lpm_trie, a_thousand_small_tables_cost_what_their_routes_cost) {
+    trie_rig rig;
+    std::vector<lpm_trie> tables(1000);
+    std::mt19937 random(test_seed());
+    for (lpm_trie &table : tables)
+        for (unsigned i = 0; i < 100; i++)
+            ASSERT_EQ(lpm_add(&rig.arena, &table, lpm_key_v4(static_cast<uint32_t>(random())), 32, i + 1,
+                              true, nullptr),
+                      0);
+    EXPECT_LT(lpm_arena_touched_bytes(&rig.arena), 1000u * 100u * 30u);
+}
+
+/* --- a full arena --- */
+
+struct small_arena {
+    lpm_arena arena{};
+    lpm_arena_head head{};
+    std::vector<uint64_t> memory;
+    uint32_t grow_to = 0; /* units */
+    std::vector<std::pair<uint32_t, uint32_t>> held;
+
+    static uint32_t grow(void *ctx, uint32_t units) {
+        auto *self = static_cast<small_arena *>(ctx);
+        return units <= self->grow_to ? self->grow_to : self->head.limit;
+    }
+    static void retire(void *ctx, uint32_t block, uint32_t units) {
+        static_cast<small_arena *>(ctx)->held.emplace_back(block, units);
+    }
+    small_arena(size_t usable, size_t all, bool hold) : memory(all / 8) {
+        const lpm_arena_hooks hooks{grow, hold ? retire : nullptr, this};
+        EXPECT_EQ(lpm_arena_init(&arena, &head, memory.data(), usable, &hooks), 0);
+    }
+    void grace() {
+        for (const auto &[block, units] : held) lpm_arena_free(&arena, block, units);
+        held.clear();
+    }
+    small_arena(const small_arena &) = delete;
+    small_arena &operator=(const small_arena &) = delete;
+};
+
+static unsigned fill(small_arena *rig, lpm_trie *trie, prefix_source *source, trie_model *model) {
+    for (unsigned refused = 0; refused < 50;) {
+        const model_prefix prefix = source->prefix();
+        const uint32_t value = source->value();
+        const int status = lpm_add(&rig->arena, trie, prefix.key(), prefix.bits, value, false, nullptr);
+        if (status == ENOMEM) refused++;
+        if (status == 0) model->routes[prefix] = value;
+    }
+    return trie->route_count;
+}
+
+TEST(lpm_arena, full_refuses_additions_whole_and_lets_every_route_go) {
+    prefix_source source{std::mt19937(test_seed()), 128};
+    for (const bool hold : {false, true}) {
+        small_arena rig(LPM_ARENA_BYTES_MIN * 4, LPM_ARENA_BYTES_MIN * 4, hold);
+        lpm_trie trie{};
+        trie_model model;
+        EXPECT_GT(fill(&rig, &trie, &source, &model), 20u);
+        rig.grace();
+        (void)fill(&rig, &trie, &source, &model);
+        for (const auto &[prefix, value] : model.routes)
+            ASSERT_EQ(lpm_exact(rig.arena.base, &trie, prefix.key(), prefix.bits), value);
+        for (const auto &[prefix, value] : model.routes) {
+            int status = lpm_delete(&rig.arena, &trie, prefix.key(), prefix.bits, nullptr);
+            if (status == ENOMEM && hold) {
+                rig.grace();
+                status = lpm_delete(&rig.arena, &trie, prefix.key(), prefix.bits, nullptr);
+            }
+            ASSERT_EQ(status, 0);
+        }
+        rig.grace();
+        EXPECT_EQ(trie.root, 0u);
+        EXPECT_EQ(lpm_arena_used_bytes(&rig.arena), 0u);
+        model.routes.clear();
+        EXPECT_GT(fill(&rig, &trie, &source, &model), 20u) << "what was freed is used again";
+    }
+}
+
+TEST(lpm_arena, grows_through_its_hook_and_refuses_bad_memory) {
+    small_arena rig(LPM_ARENA_BYTES_MIN, LPM_ARENA_BYTES_MIN * 8, false);
+    prefix_source source{std::mt19937(test_seed()), 32};
+    lpm_trie trie{};
+    trie_model model;
+    const unsigned before = fill(&rig, &trie, &source, &model);
+    rig.grow_to = LPM_ARENA_BYTES_MIN; /* units: eight times the bytes */
+    EXPECT_GT(fill(&rig, &trie, &source, &model), before * 2);
+
+    lpm_arena other{};
+    EXPECT_EQ(lpm_arena_init(&other, &rig.head, rig.memory.data(), LPM_ARENA_BYTES_MIN - 1, nullptr), EINVAL);
+    EXPECT_EQ(lpm_arena_attach(&other, &rig.head, rig.memory.data(), LPM_ARENA_BYTES_MIN, nullptr), EBADMSG)
+        << "grew past what is mapped";
+    lpm_arena_head head = rig.head;
+    head.magic ^= 1;
+    EXPECT_EQ(lpm_arena_attach(&other, &head, rig.memory.data(), rig.memory.size() * 8, nullptr), EBADMSG);
+    head = rig.head;
+    head.bump = head.limit + 1;
+    EXPECT_EQ(lpm_arena_attach(&other, &head, rig.memory.data(), rig.memory.size() * 8, nullptr), EBADMSG);
+}
