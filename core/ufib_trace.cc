@@ -34,7 +34,7 @@ const bl_format ufib_trace_formats[UFIB_TR_COUNT] = {
     {""},
     {""},
     {"installed v4 prefix $ipv4&mask$ in hardware @$i32x$"}, /* 31 */
-    {""},
+    {"installed v6 prefix $ipv6&mask$ in hardware @$i32x$"}, /* 32 */
     {""},
     {""},
     {"installed table $i32x$ in hardware @$i32x$"}, /* 35 */
