@@ -5,6 +5,8 @@
 
 #include <cstring>
 #include <deque>
+#include <filesystem>
+#include <fstream>
 #include <random>
 #include <string>
 
@@ -117,4 +119,37 @@ TEST(frame_fifo, behaves_like_a_queue_of_strings) {
     }
     EXPECT_LE(fifo.capacity, 64 * 1024u) << "the block does not creep";
     frame_fifo_free(&fifo);
+}
+
+/* The bytes of an example of the page that describes the bus, by the name in its mark. */
+static std::vector<uint8_t> documented_example(const std::string &name) {
+    const auto page = std::filesystem::path(__FILE__).parent_path() / "../../../docs/bus.md";
+    std::ifstream file(page);
+    std::vector<uint8_t> bytes;
+    std::string line;
+    while (std::getline(file, line) && line != "<!-- example: " + name + " -->") {
+    }
+    while (std::getline(file, line) && line.rfind("    ", 0) == 0)
+        for (size_t at = 10; at + 1 < line.size(); at += 3)
+            bytes.push_back(static_cast<uint8_t>(std::stoul(line.substr(at, 2), nullptr, 16)));
+    return bytes;
+}
+
+TEST(bus_page, examples_are_frames_whose_lengths_agree) {
+    std::vector<uint8_t> request = documented_example("request"), answer = documented_example("answer");
+    mts_msg message = {};
+    bus_frame_kind kind;
+    ASSERT_EQ(bus_frame_decode(request.data(), request.size(), &message, &kind), 0);
+    EXPECT_EQ(message.opcode, 74767u);
+    EXPECT_EQ(message.flags, MTS_FLAG_REQUEST);
+    EXPECT_EQ(message.destination.sap, mts_opc_sap_get(message.opcode));
+    EXPECT_EQ(bus_get_u32(message.payload), message.payload_size);
+    const uint32_t route_len =
+        static_cast<uint32_t>(message.payload[17 + 21] << 8 | message.payload[17 + 22]);
+    EXPECT_EQ(17 + route_len, message.payload_size);
+    const uint32_t token = message.token;
+    ASSERT_EQ(bus_frame_decode(answer.data(), answer.size(), &message, &kind), 0);
+    EXPECT_EQ(message.flags, MTS_FLAG_RESPONSE);
+    EXPECT_EQ(message.token, token);
+    EXPECT_EQ(message.payload_size, 17u);
 }
