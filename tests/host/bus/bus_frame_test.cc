@@ -55,7 +55,7 @@ TEST(bus_frame, is_refused_when_cut_lengthened_or_altered) {
         std::vector<uint8_t> frame(golden, golden + size);
         EXPECT_EQ(bus_frame_decode(frame.data(), size, &read, &kind), EBADMSG) << "size " << size;
     }
-    for (const size_t at : {0, 3, 4, 5, 40, 43}) {
+    for (const size_t at : {0u, 3u, 4u, 5u, 40u, 43u}) {
         std::vector<uint8_t> frame(golden, golden + sizeof golden);
         frame[at] ^= 0x40;
         EXPECT_EQ(bus_frame_decode(frame.data(), frame.size(), &read, &kind), EBADMSG) << "byte " << at;
