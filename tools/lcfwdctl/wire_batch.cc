@@ -1,5 +1,7 @@
 #include "tools/lcfwdctl/wire_batch.h"
 
+#include "tools/lcfwdctl/wire_append.h"
+
 #include "host/bus/bus.h"
 
 #include <algorithm>
@@ -8,12 +10,6 @@
 static constexpr uint8_t ROUTE_ADD = 1, ROUTE_DELETE = 2; /* IPv6: two more */
 static constexpr uint16_t TLV_NEXT_HOP = 1;
 static constexpr uint16_t NACK_MASK = 0x7fff;
-
-template <typename record> static void put(std::vector<uint8_t> *out, const record &value) {
-    static_assert(alignof(record) == 1 && std::is_trivially_copyable_v<record>);
-    const auto *bytes = reinterpret_cast<const uint8_t *>(&value);
-    out->insert(out->end(), bytes, bytes + sizeof value);
-}
 
 static uint8_t route_opcode(const ctl_batch_form &form) {
     return static_cast<uint8_t>((form.add ? ROUTE_ADD : ROUTE_DELETE) + (form.family == 6 ? 2 : 0));
@@ -44,18 +40,19 @@ static void put_route_v1(std::vector<uint8_t> *out, const ctl_batch_form &form, 
     memcpy(record.prefix, route.address, sizeof record.prefix);
     record.route_len = wire_put(static_cast<uint16_t>(ROUTE_V1_BYTES));
     record.table_id = wire_put(form.table_id);
-    put(out, record);
-    put(out, ctl_tlv_array{wire_put<uint16_t>(1),
-                           wire_put(static_cast<uint16_t>(ROUTE_V1_BYTES - sizeof(ctl_route_v1)))});
-    put(out, ctl_tlv_head{wire_put(TLV_NEXT_HOP), wire_put(static_cast<uint16_t>(HOP_V1_BYTES))});
+    ctl_append(out, record);
+    ctl_append(out, ctl_tlv_array{wire_put<uint16_t>(1),
+                                  wire_put(static_cast<uint16_t>(ROUTE_V1_BYTES - sizeof(ctl_route_v1)))});
+    ctl_append(out, ctl_tlv_head{wire_put(TLV_NEXT_HOP), wire_put(static_cast<uint16_t>(HOP_V1_BYTES))});
     ctl_hop_v1 next{};
     next.if_index = wire_put(hop.if_index);
     memcpy(next.address, hop.address, sizeof next.address);
     next.table_id = wire_put(form.table_id);
     next.nh_len = form.family == 4 ? 32 : 128;
     next.nexthop_len = wire_put(static_cast<uint16_t>(HOP_V1_BYTES));
-    put(out, next);
-    put(out, ctl_tlv_array{wire_put<uint16_t>(0), wire_put(static_cast<uint16_t>(sizeof(ctl_tlv_array)))});
+    ctl_append(out, next);
+    ctl_append(out,
+               ctl_tlv_array{wire_put<uint16_t>(0), wire_put(static_cast<uint16_t>(sizeof(ctl_tlv_array)))});
 }
 
 template <typename record, typename hop_record>
@@ -67,11 +64,11 @@ static void put_route_v0(std::vector<uint8_t> *out, const ctl_batch_form &form, 
     head.prefix_len = route.bits;
     memcpy(head.prefix, route.address, sizeof head.prefix);
     head.route_len = wire_put(static_cast<uint16_t>(sizeof head + sizeof(hop_record)));
-    put(out, head);
+    ctl_append(out, head);
     hop_record next{};
     next.if_index = wire_put(hop.if_index);
     memcpy(next.address, hop.address, sizeof next.address);
-    put(out, next);
+    ctl_append(out, next);
 }
 
 static void put_head(std::vector<uint8_t> *out, const ctl_batch_form &form, uint32_t bytes, uint16_t count,
@@ -85,7 +82,7 @@ static void put_head(std::vector<uint8_t> *out, const ctl_batch_form &form, uint
         head.xid = wire_put(xid);
         head.epoch = form.epoch;
         head.client_id = form.client_id;
-        put(out, head);
+        ctl_append(out, head);
         return;
     }
     ctl_batch_v0 head{};
@@ -96,7 +93,7 @@ static void put_head(std::vector<uint8_t> *out, const ctl_batch_form &form, uint
     head.flags = flags;
     head.client_id = form.client_id;
     head.xid = wire_put(xid);
-    put(out, head);
+    ctl_append(out, head);
 }
 
 std::vector<uint8_t> ctl_batch_make(const ctl_batch_form &form, std::span<const ctl_route> routes,

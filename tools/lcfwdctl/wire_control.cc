@@ -1,16 +1,12 @@
 #include "tools/lcfwdctl/wire_control.h"
 
-#include <cstring>
+#include "tools/lcfwdctl/wire_append.h"
 
-template <typename record> static void put(std::vector<uint8_t> *out, const record &value) {
-    static_assert(std::is_trivially_copyable_v<record>);
-    const auto *bytes = reinterpret_cast<const uint8_t *>(&value);
-    out->insert(out->end(), bytes, bytes + sizeof value);
-}
+#include <cstring>
 
 std::vector<uint8_t> ctl_vdc_make(uint16_t vdc_id) {
     std::vector<uint8_t> out;
-    put(&out, vdc_id);
+    ctl_append(&out, vdc_id);
     return out;
 }
 
@@ -25,7 +21,7 @@ std::vector<uint8_t> ctl_stale_make(uint8_t family, uint32_t table_id, uint8_t e
     message.family = family_number(family);
     message.table_id = wire_put(table_id);
     message.epoch = epoch;
-    put(&out, message);
+    ctl_append(&out, message);
     return out;
 }
 
@@ -33,7 +29,7 @@ std::vector<uint8_t> ctl_neighbours_make(std::span<const ctl_next_hop> hops, boo
     std::vector<uint8_t> out;
     ctl_neighbours head{};
     head.count = wire_put(static_cast<uint16_t>(hops.size()));
-    put(&out, head);
+    ctl_append(&out, head);
     for (const ctl_next_hop &hop : hops) {
         ctl_neighbour entry{};
         entry.length = wire_put(static_cast<uint16_t>(sizeof entry));
@@ -42,7 +38,7 @@ std::vector<uint8_t> ctl_neighbours_make(std::span<const ctl_next_hop> hops, boo
         entry.if_index = wire_put(hop.if_index);
         memcpy(entry.address, hop.address, sizeof entry.address);
         if (resolved) memcpy(entry.mac, hop.mac, sizeof entry.mac);
-        put(&out, entry);
+        ctl_append(&out, entry);
     }
     return out;
 }

@@ -1,0 +1,181 @@
+/* What people and peers do wrong: clear words, the right exit codes, and a process that goes on. */
+#include "tests/process/process_support.h"
+
+#include "tools/lcfwdctl/random.h"
+
+#include "host/bus/bus_client.h"
+#include "host/system/root.h"
+
+#include <filesystem>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+using trouble = process_test;
+
+static void expect_words(const process_result &result, std::initializer_list<std::string> words) {
+    for (const std::string &word : words)
+        EXPECT_NE(result.err.find(word), std::string::npos) << "missing: " << word << "\nin: " << result.err;
+}
+
+TEST_F(trouble, an_unusable_root_is_told_and_ends_with_the_bind_code) {
+    const std::string file = write("file", "no folder");
+    const process_result result =
+        process_run({LCFWD_BINARY, "--slot", "1", "--root", file + "/below"}, folder);
+    EXPECT_EQ(result.code, 64) << result.out << result.err;
+    expect_words(result, {file});
+}
+
+TEST_F(trouble, a_second_process_for_a_slot_is_refused_and_the_first_goes_on) {
+    start(root);
+    const process_result second = process_run({LCFWD_BINARY, "--slot", "1", "--root", root}, folder);
+    EXPECT_EQ(second.code, 64) << second.err;
+    EXPECT_FALSE(second.err.empty());
+    expect_ctl(0, {"vdc", "create", "1"});
+}
+
+TEST_F(trouble, bad_command_lines_of_the_process_are_usage_errors) {
+    for (const std::vector<std::string> &line :
+         {std::vector<std::string>{"--slot", "x"}, {"--unknown"}, {"--root"}}) {
+        std::vector<std::string> words = {LCFWD_BINARY};
+        words.insert(words.end(), line.begin(), line.end());
+        const process_result result = process_run(words, folder);
+        EXPECT_EQ(result.code, 2) << line[0] << result.err;
+        EXPECT_FALSE(result.err.empty()) << line[0];
+    }
+    const process_result help = process_run({LCFWD_BINARY, "--help"}, folder);
+    EXPECT_EQ(help.code, 0);
+    EXPECT_NE(help.out.find("--slot"), std::string::npos);
+}
+
+TEST_F(trouble, the_client_says_what_to_do) {
+    expect_words(expect_ctl(3, {"vdc", "create", "1"}),
+                 {"is lcfwd running", "lcfwd --slot 1 --root " + root});
+    expect_words(expect_ctl(3, {"lookup", "10.0.0.1"}), {"no forwarding engine"});
+    expect_words(expect_ctl(2, {"vdc", "create", "6"}), {"1 to 5"});
+    expect_words(expect_ctl(2, {"load"}), {"usage"});
+    expect_words(expect_ctl(2, {"load", folder + "/missing"}), {"No such file"});
+    expect_words(expect_ctl(2, {"load", write("bad", "10.0.0.0/8\n")}), {"line 1"});
+    expect_words(expect_ctl(2, {"frobnicate"}), {"--help"});
+    start(root);
+    const std::string list = write("list", process_prefix_list(0, 5));
+    expect_words(expect_ctl(1, {"load", list}), {"lcfwdctl vdc create 1"});
+    expect_words(expect_ctl(1, {"vdc", "delete", "1"}), {"there is no VDC 1"});
+    for (const char *command : {"vdc", "load", "delete", "resolve", "unresolve", "stale", "lookup", "verify",
+                                "status", "engine", "store", "send", "trace", "log"})
+        EXPECT_NE(expect_ctl(0, {command, "--help"}).out.find("Examples:"), std::string::npos) << command;
+}
+
+TEST_F(trouble, raw_messages_are_answered_or_rejected) {
+    start(root);
+    expect_ctl(0, {"vdc", "create", "1"});
+    expect_ctl(1, {"send", "4242", "--sap", "200"}); /* an opcode that nobody serves */
+    /* Version 1 with no routes: refused, and the answer says so. */
+    const process_result empty = expect_ctl(0, {"send", "74767", "--version", "1", "--json", "--hex",
+                                                "00000011 00000000 0000 00 00000007 01 02"});
+    EXPECT_NE(empty.out.find("\"00000011"
+                             "8000"
+                             "0000"
+                             "0000"
+                             "00"
+                             "00000007"
+                             "01"
+                             "02\""),
+              std::string::npos)
+        << empty.out;
+}
+
+/* Every opcode that the route queue serves, with bytes that mean nothing. */
+TEST_F(trouble, garbage_in_messages_harms_nobody) {
+    const std::string list = write("list", process_prefix_list(0, 100));
+    start(root);
+    expect_ctl(0, {"vdc", "create", "1"});
+    expect_ctl(0, {"load", list});
+    expect_ctl(0, {"resolve"});
+    host_root_set(root.c_str());
+    bus_client *client = nullptr;
+    const bus_client_config config;
+    ASSERT_EQ(bus_client_open(&config, &client), 0);
+    uint32_t state = 20250;
+    std::vector<uint8_t> bytes(4096);
+    const uint32_t opcodes[] = {74767, 74768, 74766, 74762, 74765, 75787, 75783,
+                                62488, 31747, 7679,  575,   1530,  8931};
+    for (int round = 0; round < 400; round++) {
+        const uint32_t opcode = opcodes[ctl_random(&state) % std::size(opcodes)];
+        for (uint8_t &byte : bytes)
+            byte = static_cast<uint8_t>(ctl_random(&state) % 3 == 0 ? ctl_random(&state)
+                                                                    : ctl_random(&state) % 4);
+        const bus_client_message message = {mts_opc_sap_get(opcode),
+                                            opcode,
+                                            ctl_random(&state) % 3,
+                                            1 + ctl_random(&state) % 6,
+                                            bytes.data(),
+                                            ctl_random(&state) % 2 ? ctl_random(&state) % 64
+                                                                   : ctl_random(&state) % bytes.size()};
+        uint32_t token = 0;
+        ASSERT_EQ(bus_client_request(client, &message, 5000, &token), 0) << "round " << round;
+        mts_msg answer{};
+        while (bus_client_receive(client, &answer, 0) == 0) {
+        }
+    }
+    bus_client_close(client);
+    ASSERT_TRUE(is_running());
+    /* Whatever the bytes happened to say about these routes, a new download says otherwise. */
+    expect_ctl(0, {"load", list});
+    expect_ctl(0, {"resolve"});
+    expect_ctl(0, {"verify", list});
+}
+
+static std::vector<std::string> sockets_below(const std::string &root) {
+    std::vector<std::string> paths;
+    for (const auto &entry : std::filesystem::recursive_directory_iterator(root)) {
+        struct stat status {};
+        if (stat(entry.path().c_str(), &status) == 0 && S_ISSOCK(status.st_mode))
+            paths.push_back(entry.path());
+    }
+    return paths;
+}
+
+TEST_F(trouble, bytes_that_are_no_frames_harm_nobody) {
+    start(root);
+    const std::vector<std::string> paths = sockets_below(root);
+    ASSERT_FALSE(paths.empty());
+    uint32_t state = 4;
+    std::vector<uint8_t> bytes(8192);
+    for (const std::string &path : paths) {
+        const int fd = socket(AF_UNIX, SOCK_SEQPACKET, 0);
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        ASSERT_LT(path.size(), sizeof address.sun_path);
+        path.copy(address.sun_path, path.size());
+        ASSERT_EQ(connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0) << path;
+        for (int round = 0; round < 50; round++) {
+            for (uint8_t &byte : bytes) byte = static_cast<uint8_t>(ctl_random(&state));
+            if (send(fd, bytes.data(), ctl_random(&state) % bytes.size(), MSG_NOSIGNAL) < 0)
+                break; /* thrown out: good */
+        }
+        close(fd);
+    }
+    ASSERT_TRUE(is_running());
+    expect_ctl(0, {"vdc", "create", "1"});
+}
+
+TEST_F(trouble, a_client_that_reads_no_answers_stalls_nobody) {
+    const std::string list = write("list", process_prefix_list(0, 500));
+    start(root);
+    expect_ctl(0, {"vdc", "create", "1"});
+    host_root_set(root.c_str());
+    bus_client *deaf = nullptr;
+    const bus_client_config config;
+    ASSERT_EQ(bus_client_open(&config, &deaf), 0);
+    const std::vector<uint8_t> payload(64, 0);
+    const bus_client_message message = {200, 4242, 0, 1, payload.data(), payload.size()};
+    uint32_t token = 0, sent = 0;
+    for (int tries = 0; tries < 20000; tries++) sent += bus_client_request(deaf, &message, 1, &token) == 0;
+    EXPECT_GT(sent, 1000u);
+    expect_ctl(0, {"load", list, "--timeout", "5000"});
+    expect_ctl(0, {"resolve"});
+    expect_ctl(0, {"verify", list});
+    bus_client_close(deaf);
+}
