@@ -69,7 +69,7 @@ enum store_step : int {
     STORE_STEP_LOGGED,     /* redo log complete, not sealed */
     STORE_STEP_SEALED,     /* from here on the batch is in */
     STORE_STEP_TOUCH,      /* about to write a slot */
-    STORE_STEP_HALF_SLOT,  /* a slot is half written */
+    STORE_STEP_HALF_SLOT,  /* key and value are in their slot, its head is not */
     STORE_STEP_PAGE,       /* a new page is prepared and not yet counted */
     STORE_STEP_APPLIED_OP, /* operation 'index' is in its database */
     STORE_STEP_APPLIED,    /* all are; the log is still sealed */

@@ -78,22 +78,28 @@ int store_db_reserve(store_db *db, uint64_t pages, uint32_t records) {
     return store_index_fits(&db->index, records) ? 0 : ENOMEM;
 }
 
-/* Puts the records of one page into the index. Which of two records with the same key was meant cannot be told, so
- * the first stays: nothing but damage makes two. */
+/* Puts the records of one page into the index; the hashes first, so that the cache misses overlap. Which of two
+ * records with the same key was meant cannot be told, so the first stays: nothing but damage makes two. */
 static void index_page(store_db *db, uint32_t page, uint32_t slot_class, bool opening) {
-    for (uint32_t slot = 0; slot < store_classes[slot_class].slots; slot++) {
+    uint64_t hashes[STORE_PAGE / STORE_SLOT_MIN];
+    const uint32_t slots = store_classes[slot_class].slots;
+    for (uint32_t slot = 0; slot < slots; slot++) {
+        const uint8_t *bytes = db->file.base + store_slot_place(page, slot_class, slot);
+        hashes[slot] = store_hash(store_slot_key(bytes), store_key_len(store_slot_head(bytes)));
+        store_index_prefetch(&db->index, hashes[slot]);
+    }
+    for (uint32_t slot = 0; slot < slots; slot++) {
         const uint64_t place = store_slot_place(page, slot_class, slot);
         const uint8_t *bytes = db->file.base + place;
         const uint64_t head = store_slot_head(bytes);
         if (head == STORE_SLOT_FREE) continue;
-        const uint32_t key_len = store_key_len(head);
-        const uint64_t hash = store_hash(store_slot_key(bytes), key_len);
-        if (opening && store_db_find(db, hash, store_slot_key(bytes), key_len) != nullptr) {
+        if (opening &&
+            store_db_find(db, hashes[slot], store_slot_key(bytes), store_key_len(head)) != nullptr) {
             db->report.records_refused++;
             store_slot_release(db, place, slot_class);
             continue;
         }
-        store_index_insert(&db->index, hash, static_cast<uint32_t>(place / 4));
+        store_index_insert(&db->index, hashes[slot], static_cast<uint32_t>(place / 4));
     }
 }
 
@@ -174,8 +180,8 @@ static void slot_write(store_db *db, uint64_t place, const store_op *op) {
     uint8_t *slot = db->file.base + place;
     store_redo_touch(db->share.log_index, place);
     std::memcpy(slot + STORE_SLOT_HEAD, op->key, op->key_len);
-    store_step_at(STORE_STEP_HALF_SLOT, 0);
     if (op->value_len != 0) std::memcpy(slot + STORE_SLOT_HEAD + op->key_len, op->value, op->value_len);
+    store_step_at(STORE_STEP_HALF_SLOT, 0);
     const uint32_t lengths = store_lengths(op->key_len, op->value_len);
     const uint32_t sum = store_slot_sum(place, lengths, slot + STORE_SLOT_HEAD);
     write_word(slot, lengths | static_cast<uint64_t>(sum) << 32);

@@ -2,7 +2,7 @@
 
 constexpr uint32_t STORE_ROOM = STORE_PAGE - STORE_PAGE_HEAD;
 constexpr uint32_t STORE_SMALL = 128; /* up to here the sizes go up in steps of 4 */
-constexpr uint32_t STORE_SMALL_FIRST = 16;
+constexpr uint32_t STORE_SMALL_FIRST = STORE_SLOT_MIN;
 constexpr uint32_t STORE_SMALL_CLASSES = (STORE_SMALL - STORE_SMALL_FIRST) / 4 + 1; /* 1..29 */
 constexpr uint32_t STORE_MANY = 30; /* slots in a page of the first class above; then 29, 28 ... 1 */
 constexpr uint32_t STORE_FIRST_RUN = STORE_SMALL_CLASSES + STORE_MANY + 1;

@@ -16,6 +16,7 @@ constexpr uint32_t STORE_LAYOUT_VERSION = 1;
 constexpr uint32_t STORE_PAGE = 4096;
 constexpr uint32_t STORE_PAGE_HEAD = 16;
 constexpr uint32_t STORE_SLOT_HEAD = 8;
+constexpr uint32_t STORE_SLOT_MIN = 16; /* of the smallest class */
 constexpr uint32_t STORE_SECOND_HEADER = 2048;
 constexpr uint32_t STORE_PAGES_MAX = 1u << 20; /* 4 GiB a file: a slot's place / 4 fits in 30 bits */
 constexpr uint32_t STORE_CLASSES = 72;         /* 0 is a page without slots */

@@ -83,14 +83,15 @@ protected:
         EXPECT_TRUE(WIFSIGNALED(status) || WEXITSTATUS(status) == 0);
         return status;
     }
+    /* A slot that was half written is no damage. */
+    void expect_no_damage(uint32_t steps) {
+        for (const char *word : {"refused", "damaged", "repaired", "lost", "aside"})
+            EXPECT_EQ(log.find(word), std::string::npos) << "step " << steps << ": " << log;
+    }
     void expect_state(const std::vector<store_records> &wanted, uint32_t steps) {
         EXPECT_EQ(all(open(41, "prefix_vdc_1")), wanted[0]) << "killed at step " << steps;
         EXPECT_EQ(all(open(44, "v4adj_vdc_1")), wanted[1]) << "killed at step " << steps;
-        for (const int id : {41, 44}) {
-            const store_open_report r = report(id);
-            EXPECT_EQ(r.records_refused + r.pages_refused + r.pages_lost + r.pages_repaired, 0u) << steps;
-            EXPECT_FALSE(r.header_repaired || r.set_aside);
-        }
+        expect_no_damage(steps);
     }
     void fresh() {
         store_reset();
@@ -156,6 +157,7 @@ static void count_for_ever(pss2_service *a, pss2_service *b, char *area, volatil
 
 TEST_F(store_kill, at_any_instruction_gives_the_last_batch_or_the_one_before) {
     auto *done = reinterpret_cast<volatile uint32_t *>(sealed);
+    uint32_t inside = 0;
     for (int round = 0; round < 60; round++) {
         *done = 0;
         const pid_t child = fork();
@@ -171,6 +173,7 @@ TEST_F(store_kill, at_any_instruction_gives_the_last_batch_or_the_one_before) {
         start();
         const store_records a = all(open(41, "prefix_vdc_1"));
         const store_records b = all(open(44, "v4adj_vdc_1"));
+        inside += store_replayed_operations() != 0;
         const uint32_t acknowledged = *done;
         uint32_t n = 0;
         std::memcpy(&n, a.at(u32_key(0)).data(), 4);
@@ -179,8 +182,9 @@ TEST_F(store_kill, at_any_instruction_gives_the_last_batch_or_the_one_before) {
         EXPECT_EQ(a.size(), n % 2 == 0 ? 90u : 30u);
         for (const auto &records : {a, b})
             for (const auto &[key, stored] : records) ASSERT_EQ(stored, value);
-        EXPECT_EQ(report(41).records_refused + report(44).records_refused, 0u);
+        expect_no_damage(n);
         store_reset();
         host_root_set(root.c_str());
     }
+    EXPECT_GT(inside, 0u) << "no round has met a batch under way";
 }

@@ -68,6 +68,10 @@ TEST_F(store_limit, at_the_hard_bound_what_needs_room_is_refused_and_the_rest_go
     EXPECT_EQ(pss2_ops_exec(batch.ops), STORE_NO_SPACE);
     EXPECT_EQ(get(service, u32_key(200)), std::string(21, 'x'));
     EXPECT_EQ(get(service, u32_key(20000)), "(none)");
+    for (uint32_t i = 300; i < 303; i++) ASSERT_EQ(drop(service, u32_key(i)), 0);
+    EXPECT_EQ(fill(21000, 21005, 21), STORE_NO_SPACE);
+    for (uint32_t i = 21000; i < 21005; i++)
+        EXPECT_EQ(get(service, u32_key(i)) == "(none)", i >= 21003) << "three slots, five records";
     store_hard_bound_set(0);
     EXPECT_EQ(fill(30000, 31000, 21), 0);
 }
