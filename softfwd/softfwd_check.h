@@ -16,7 +16,7 @@
  * bits and log are left out): a restart that wrote nothing leaves it the same. */
 [[nodiscard]] uint64_t softfwd_image_digest();
 
-/* Entries of the time before the restart that nothing adopted since restart_recovery_start(). Fills at most 'max'
+/* Entries of the time before the restart that nothing has adopted, rewritten or removed yet. Fills at most 'max'
  * handles and returns how many there are in all. */
 [[nodiscard]] size_t softfwd_unclaimed_prefixes(uint32_t *handles, size_t max);
 [[nodiscard]] size_t softfwd_unclaimed_adjacencies(uint32_t *handles, size_t max);

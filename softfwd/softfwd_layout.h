@@ -1,0 +1,217 @@
+/* softfwd/softfwd_layout.h: what lies in the engine's shared files. For softfwd/ and its tests only.
+ *
+ * Three files of one slot: the tables (written by the engine alone, mapped read-only by readers), the readers' places,
+ * and the counters. All references are indexes. An object exists when it can be reached: a table from its hash
+ * bucket, a prefix entry from the trie of its table, an adjacency from its place in the directory. Each comes and goes
+ * by one store, so there is no instant at which a killed writer leaves half of it. Free lists, bump marks and counts
+ * are conveniences of the writer, made anew by whoever takes over.
+ *
+ * Host byte order: the files never leave the machine. Members named 'a_' are read and written by several processes
+ * through softfwd_load() and softfwd_store(). */
+#pragma once
+
+#include "host/containers/lpm_arena.h"
+#include "host/containers/lpm_trie.h"
+#include "softfwd/softfwd_log.h"
+#include "softfwd/softfwd_reader.h"
+
+#include <atomic>
+#include <cstdint>
+
+template <typename word> inline word softfwd_load(const word *at) {
+    return __atomic_load_n(at, __ATOMIC_ACQUIRE);
+}
+template <typename word> inline void softfwd_store(word *at, word value) {
+    __atomic_store_n(at, value, __ATOMIC_RELEASE);
+}
+
+inline constexpr uint64_t SOFTFWD_TABLES_MAGIC = 0x3130647766746673ull;
+inline constexpr uint64_t SOFTFWD_READERS_MAGIC = 0x3172647766746673ull;
+inline constexpr uint64_t SOFTFWD_COUNTERS_MAGIC = 0x3163647766746673ull;
+inline constexpr uint32_t SOFTFWD_LAYOUT = 1; /* raised with each change of this page */
+
+/* Room that is reserved, as addresses and file length; memory is taken as it is used. Indexes start at 1. */
+inline constexpr uint32_t SOFTFWD_TABLES_ROOM = 1u << 16;
+inline constexpr uint32_t SOFTFWD_PREFIXES_ROOM = 1u << 24;
+inline constexpr uint32_t SOFTFWD_ADJS_ROOM = 1u << 20;
+inline constexpr uint32_t SOFTFWD_RECORDS_ROOM = 1u << 21; /* a rewrite needs a second record for a moment */
+inline constexpr uint32_t SOFTFWD_BUCKETS = 1u << 14;
+inline constexpr uint64_t SOFTFWD_ARENA_ROOM = 1ull << 31;
+
+/* --- tables --- */
+
+struct softfwd_table {
+    uint32_t a_chain; /* next table of the bucket, 0 at the end; of a free table: the next free one */
+    uint32_t vdc_id;
+    uint32_t table_id;
+    uint32_t family; /* address_family */
+    lpm_trie trie;   /* values are prefix handles */
+    uint32_t state;  /* softfwd_state, the writer's note */
+    uint32_t pad;
+};
+static_assert(sizeof(softfwd_table) == 32);
+
+enum softfwd_state : uint32_t {
+    SOFTFWD_FREE = 0,
+    SOFTFWD_LIVE,
+    SOFTFWD_PENDING, /* of a prefix: its write has not completed; not in the trie */
+    SOFTFWD_LEAVING  /* removed; readers may still look at it */
+};
+
+inline uint32_t softfwd_bucket(uint32_t vdc_id, uint32_t table_id, uint32_t family) {
+    const uint64_t mixed = (table_id * 0x9e3779b97f4a7c15ull) ^ (vdc_id * 0xc2b2ae3d27d4eb4full) ^ family;
+    return static_cast<uint32_t>((mixed * 0x9e3779b97f4a7c15ull) >> 50);
+}
+static_assert(SOFTFWD_BUCKETS == 1u << (64 - 50));
+
+/* --- prefixes --- */
+
+/* Next object, flags and tag change together by one store of 'a_word'; all else stands still while the entry is
+ * reachable. */
+struct softfwd_prefix {
+    lpm_key key;
+    uint64_t a_word;
+    uint32_t table; /* of a free entry: the next free one */
+    uint8_t mask_len;
+    uint8_t family;
+    uint8_t state; /* softfwd_state, the writer's note */
+    uint8_t pad;
+};
+static_assert(sizeof(softfwd_prefix) == 32);
+
+constexpr uint64_t softfwd_word(uint32_t next, uint16_t flags, uint16_t tag) {
+    return (uint64_t{next} << 32) | (uint64_t{flags} << 16) | tag;
+}
+constexpr uint32_t softfwd_word_next(uint64_t word) { return static_cast<uint32_t>(word >> 32); }
+constexpr uint16_t softfwd_word_flags(uint64_t word) { return static_cast<uint16_t>(word >> 16); }
+constexpr uint16_t softfwd_word_tag(uint64_t word) { return static_cast<uint16_t>(word); }
+
+/* --- adjacencies --- */
+
+/* A place of the directory: what the handle names, and where it lies. Handles of all next objects are drawn from this
+ * directory, so later kinds of object are further values of the kind. */
+enum softfwd_kind : uint32_t {
+    SOFTFWD_KIND_NONE = 0,
+    SOFTFWD_KIND_ADJ = 1,
+    SOFTFWD_KIND_ADJ_LEAVING = 2, /* removed; a reader that came by a removed prefix may still follow it */
+    SOFTFWD_KIND_FREE = 15        /* the index is the next free handle */
+};
+constexpr uint32_t softfwd_place(softfwd_kind kind, uint32_t index) {
+    return static_cast<uint32_t>(kind) << 28 | index;
+}
+constexpr softfwd_kind softfwd_place_kind(uint32_t place) { return static_cast<softfwd_kind>(place >> 28); }
+constexpr uint32_t softfwd_place_index(uint32_t place) { return place & 0x0fffffffu; }
+
+/* Never changed once its place is published: a rewrite fills another record and publishes that. */
+struct softfwd_adj {
+    uint32_t handle; /* of a free record: the next free one */
+    uint32_t vdc_id;
+    uint32_t if_index;
+    uint8_t next_hop[16];
+    uint8_t dmac[6];
+    uint8_t smac[6];
+    uint16_t flags; /* SOFTFWD_ADJ_* */
+    uint8_t action; /* softfwd_action */
+    uint8_t family; /* address_family */
+    uint8_t format;
+    uint8_t holder;
+    uint8_t pad[18];
+};
+static_assert(sizeof(softfwd_adj) == 64);
+
+/* --- the file of tables --- */
+
+enum softfwd_region_id {
+    SOFTFWD_REGION_BUCKETS,
+    SOFTFWD_REGION_TABLES,
+    SOFTFWD_REGION_PREFIXES,
+    SOFTFWD_REGION_DIRECTORY,
+    SOFTFWD_REGION_RECORDS,
+    SOFTFWD_REGION_ARENA,
+    SOFTFWD_REGION_LOG,
+    SOFTFWD_REGION_COUNT
+};
+
+struct softfwd_region {
+    uint64_t offset;      /* from the start of the file; page-aligned */
+    uint64_t bytes;       /* reserved */
+    uint64_t a_committed; /* from the start of the region: has memory, may be touched */
+};
+
+struct softfwd_header {
+    uint64_t magic;
+    uint32_t layout;
+    uint32_t header_bytes;
+    uint64_t file_bytes;
+    uint64_t a_readers_identity; /* of the file where readers of these tables have their places */
+    uint32_t a_replaced;         /* non-zero: other tables took the place of these */
+    uint32_t shared_wildcard;    /* wildcard tables stand under VDC 0 */
+    uint32_t writer_pid;
+    uint32_t generation;
+    uint32_t active_vdcs; /* bit n for id n */
+    uint32_t a_bracket;
+    uint32_t table_bump; /* the first index that was never used; so are the next three */
+    uint32_t prefix_bump;
+    uint32_t adj_bump;
+    uint32_t record_bump;
+    uint32_t table_count;
+    uint32_t prefix_count[2]; /* IPv4, IPv6 */
+    uint32_t adj_count;
+    uint32_t a_log_sequence;
+    uint32_t pad;
+    softfwd_region regions[SOFTFWD_REGION_COUNT];
+    softfwd_counters counters;
+    lpm_arena_head arena;
+};
+inline constexpr uint64_t SOFTFWD_HEADER_ROOM = 8192;
+static_assert(sizeof(softfwd_header) <= SOFTFWD_HEADER_ROOM);
+
+/* --- the file of readers' places --- */
+
+/* 'a_epoch' is 0 outside a look-up, else the epoch at its begin. Whether the owner lives is told by the lock that it
+ * holds on the place's first byte: the system drops it when the process ends, however it ends. */
+struct softfwd_reader_place {
+    uint64_t a_epoch;
+    uint32_t a_pid;
+    uint32_t pad[13];
+};
+static_assert(sizeof(softfwd_reader_place) == 64);
+
+struct softfwd_readers {
+    uint64_t magic;
+    uint32_t layout;
+    uint32_t pad0;
+    uint64_t identity;
+    uint64_t a_epoch; /* from 1 */
+    uint64_t pad1[4];
+    softfwd_reader_place places[SOFTFWD_READERS_MAX];
+};
+
+/* --- the file of counters --- */
+
+struct softfwd_adj_counter {
+    uint64_t a_packets, a_bytes;
+    uint64_t read_packets, read_bytes; /* what the process was told already */
+};
+static_assert(sizeof(softfwd_adj_counter) == 32);
+
+struct softfwd_counter_header {
+    uint64_t magic;
+    uint32_t layout;
+    uint32_t pad;
+    softfwd_region hits; /* one bit a prefix handle, in u64 words */
+    softfwd_region adjs; /* softfwd_adj_counter by handle */
+};
+inline constexpr uint64_t SOFTFWD_COUNTER_HEADER_ROOM = 4096;
+inline constexpr uint64_t SOFTFWD_HITS_BYTES = SOFTFWD_PREFIXES_ROOM / 8;
+inline constexpr uint64_t SOFTFWD_COUNTERS_BYTES =
+    SOFTFWD_COUNTER_HEADER_ROOM + SOFTFWD_HITS_BYTES + SOFTFWD_ADJS_ROOM * sizeof(softfwd_adj_counter);
+
+/* Hit bits: 'hits' has one bit a prefix handle. */
+[[nodiscard]] inline bool softfwd_hit_get(const uint64_t *hits, uint32_t handle) {
+    return (__atomic_load_n(&hits[handle / 64], __ATOMIC_RELAXED) >> (handle % 64) & 1) != 0;
+}
+inline void softfwd_hit_set(uint64_t *hits, uint32_t handle) {
+    if (!softfwd_hit_get(hits, handle))
+        __atomic_fetch_or(&hits[handle / 64], uint64_t{1} << (handle % 64), __ATOMIC_RELAXED);
+}

@@ -1,0 +1,290 @@
+#include "softfwd/softfwd_reader_private.h"
+
+#include <cerrno>
+#include <cstring>
+#include <iterator>
+#include <new>
+#include <unistd.h>
+
+/* One stay in the tables covers so many look-ups: the writer waits that long at most for its memory. */
+static constexpr size_t STAY_MAX = 64;
+static constexpr uint32_t PACKET_BYTES = 64;
+
+static const char *const action_names[] = {"no route", "drop", "punt", "glean", "forward"};
+static_assert(std::size(action_names) == SOFTFWD_FORWARD + 1);
+
+const char *softfwd_action_name(uint8_t action) {
+    return action <= SOFTFWD_FORWARD ? action_names[action] : "?";
+}
+
+/* --- attaching --- */
+
+static int header_check(const softfwd_reader *reader) {
+    const auto *head = reinterpret_cast<const softfwd_header *>(reader->tables.base);
+    if (head->magic != SOFTFWD_TABLES_MAGIC || head->layout != SOFTFWD_LAYOUT) return EPROTO;
+    if (head->header_bytes != sizeof *head || head->file_bytes != reader->tables.bytes) return EPROTO;
+    for (const softfwd_region &region : head->regions)
+        if (region.offset > reader->tables.bytes || region.bytes > reader->tables.bytes - region.offset)
+            return EPROTO;
+    const softfwd_region *regions = head->regions;
+    const bool roomy =
+        regions[SOFTFWD_REGION_BUCKETS].bytes >= SOFTFWD_BUCKETS * sizeof(uint32_t) &&
+        regions[SOFTFWD_REGION_TABLES].bytes >= SOFTFWD_TABLES_ROOM * sizeof(softfwd_table) &&
+        regions[SOFTFWD_REGION_PREFIXES].bytes >= SOFTFWD_PREFIXES_ROOM * sizeof(softfwd_prefix) &&
+        regions[SOFTFWD_REGION_DIRECTORY].bytes >= SOFTFWD_ADJS_ROOM * sizeof(uint32_t) &&
+        regions[SOFTFWD_REGION_RECORDS].bytes >= SOFTFWD_RECORDS_ROOM * sizeof(softfwd_adj) &&
+        regions[SOFTFWD_REGION_ARENA].bytes >= SOFTFWD_ARENA_ROOM &&
+        regions[SOFTFWD_REGION_LOG].bytes >= SOFTFWD_LOG_ENTRIES * sizeof(softfwd_log_entry);
+    return roomy ? 0 : EPROTO;
+}
+
+template <typename element>
+static const element *region_at(const softfwd_reader *reader, softfwd_region_id id) {
+    const auto *head = reinterpret_cast<const softfwd_header *>(reader->tables.base);
+    return reinterpret_cast<const element *>(reader->tables.base + head->regions[id].offset);
+}
+
+static void reader_bind(softfwd_reader *reader) {
+    reader->head = reinterpret_cast<const softfwd_header *>(reader->tables.base);
+    reader->buckets = region_at<uint32_t>(reader, SOFTFWD_REGION_BUCKETS);
+    reader->table = region_at<softfwd_table>(reader, SOFTFWD_REGION_TABLES);
+    reader->prefix = region_at<softfwd_prefix>(reader, SOFTFWD_REGION_PREFIXES);
+    reader->directory = region_at<uint32_t>(reader, SOFTFWD_REGION_DIRECTORY);
+    reader->record = region_at<softfwd_adj>(reader, SOFTFWD_REGION_RECORDS);
+    reader->log = region_at<softfwd_log_entry>(reader, SOFTFWD_REGION_LOG);
+    reader->arena = region_at<uint8_t>(reader, SOFTFWD_REGION_ARENA);
+}
+
+/* Takes a place whose lock is free. */
+static int place_take(softfwd_reader *reader) {
+    auto *readers = reinterpret_cast<softfwd_readers *>(reader->readers.base);
+    if (readers->magic != SOFTFWD_READERS_MAGIC || readers->layout != SOFTFWD_LAYOUT) return EPROTO;
+    reader->identity = readers->identity;
+    reader->epoch = &readers->a_epoch;
+    for (softfwd_reader_place &place : readers->places) {
+        const auto byte =
+            static_cast<uint64_t>(reinterpret_cast<const uint8_t *>(&place) - reader->readers.base);
+        if (!softfwd_file_lock(reader->readers.fd, byte)) continue;
+        softfwd_store(&place.a_epoch, uint64_t{0});
+        softfwd_store(&place.a_pid, static_cast<uint32_t>(getpid()));
+        reader->place = &place;
+        return 0;
+    }
+    return EAGAIN;
+}
+
+static int counters_bind(softfwd_reader *reader, uint32_t slot, bool counting) {
+    char path[SOFTFWD_PATH_MAX];
+    int status = softfwd_path(slot, "_counters", path);
+    if (status == 0) status = softfwd_file_open(&reader->counters, path, counting, SOFTFWD_COUNTERS_BYTES);
+    if (status != 0) return counting ? status : 0;
+    auto *head = reinterpret_cast<softfwd_counter_header *>(reader->counters.base);
+    const bool good = head->magic == SOFTFWD_COUNTERS_MAGIC && head->layout == SOFTFWD_LAYOUT &&
+                      head->hits.offset == SOFTFWD_COUNTER_HEADER_ROOM &&
+                      head->adjs.offset == SOFTFWD_COUNTER_HEADER_ROOM + SOFTFWD_HITS_BYTES;
+    if (!good) {
+        softfwd_file_close(&reader->counters);
+        return counting ? EPROTO : 0;
+    }
+    reader->counter_head = head;
+    reader->hits = reinterpret_cast<uint64_t *>(reader->counters.base + head->hits.offset);
+    reader->counts = reinterpret_cast<softfwd_adj_counter *>(reader->counters.base + head->adjs.offset);
+    reader->counting = counting;
+    return 0;
+}
+
+static int reader_open(softfwd_reader *reader, uint32_t slot, bool counting) {
+    char path[SOFTFWD_PATH_MAX];
+    int status = softfwd_path(slot, "", path);
+    if (status == 0) status = softfwd_file_open(&reader->tables, path, false, sizeof(softfwd_header));
+    if (status == 0) status = header_check(reader);
+    if (status == 0) status = softfwd_path(slot, "_readers", path);
+    if (status == 0) status = softfwd_file_open(&reader->readers, path, true, sizeof(softfwd_readers));
+    if (status == 0) status = place_take(reader);
+    if (status == 0) status = counters_bind(reader, slot, counting);
+    if (status == 0) reader_bind(reader);
+    return status;
+}
+
+int softfwd_reader_attach(uint32_t slot, bool counting, softfwd_reader **out) {
+    *out = nullptr;
+    auto *reader = new (std::nothrow) softfwd_reader{};
+    if (reader == nullptr) return ENOMEM;
+    reader->packet_bytes = PACKET_BYTES;
+    const int status = reader_open(reader, slot, counting);
+    if (status != 0)
+        softfwd_reader_detach(reader);
+    else
+        *out = reader;
+    return status;
+}
+
+void softfwd_reader_detach(softfwd_reader *reader) {
+    if (reader == nullptr) return;
+    if (reader->place != nullptr) softfwd_store(&reader->place->a_epoch, uint64_t{0});
+    softfwd_file_close(&reader->counters);
+    softfwd_file_close(&reader->readers); /* drops the lock of the place */
+    softfwd_file_close(&reader->tables);
+    delete reader;
+}
+
+void softfwd_reader_packet_bytes(softfwd_reader *reader, uint32_t bytes) { reader->packet_bytes = bytes; }
+
+/* --- look-ups --- */
+
+static const softfwd_table *table_find(const softfwd_reader *reader, uint32_t family, uint32_t vdc_id,
+                                       uint32_t table_id) {
+    uint32_t index = softfwd_load(&reader->buckets[softfwd_bucket(vdc_id, table_id, family)]);
+    while (index != 0 && index < SOFTFWD_TABLES_ROOM) {
+        const softfwd_table *table = &reader->table[index];
+        if (table->table_id == table_id && table->vdc_id == vdc_id && table->family == family) return table;
+        index = softfwd_load(&table->a_chain);
+    }
+    return nullptr;
+}
+
+const softfwd_table *softfwd_reader_table(const softfwd_reader *reader, uint32_t family, uint32_t vdc_id,
+                                          uint32_t table_id) {
+    const softfwd_table *table = table_find(reader, family, vdc_id, table_id);
+    /* Wildcard tables may stand once for all VDCs. */
+    if (table == nullptr && reader->head->shared_wildcard != 0)
+        table = table_find(reader, family, 0, table_id);
+    return table;
+}
+
+void softfwd_reader_count(softfwd_reader *reader, uint32_t prefix_handle, uint32_t adj_handle) {
+    const softfwd_counter_header *head = reader->counter_head;
+    if ((uint64_t{prefix_handle} / 64 + 1) * sizeof(uint64_t) <= softfwd_load(&head->hits.a_committed))
+        softfwd_hit_set(reader->hits, prefix_handle);
+    if (adj_handle == 0 ||
+        (uint64_t{adj_handle} + 1) * sizeof(softfwd_adj_counter) > softfwd_load(&head->adjs.a_committed))
+        return;
+    __atomic_fetch_add(&reader->counts[adj_handle].a_packets, 1, __ATOMIC_RELAXED);
+    __atomic_fetch_add(&reader->counts[adj_handle].a_bytes, reader->packet_bytes, __ATOMIC_RELAXED);
+}
+
+/* From the prefix to what happens to the packet. '*record' is null when nothing is known but the action. */
+static void hop_fill(const softfwd_reader *reader, uint32_t handle, softfwd_hop *hop,
+                     const softfwd_adj **record) {
+    *hop = {};
+    *record = nullptr;
+    const softfwd_prefix *entry = softfwd_reader_entry(reader, handle);
+    if (entry == nullptr) return;
+    hop->prefix_handle = handle;
+    hop->mask_len = entry->mask_len;
+    hop->action = SOFTFWD_DROP; /* a prefix without a next object */
+    const uint32_t next = softfwd_word_next(softfwd_load(&entry->a_word));
+    *record = softfwd_reader_record(reader, next);
+    if (*record == nullptr) return;
+    hop->adj_handle = next;
+    hop->if_index = (*record)->if_index;
+    hop->action = (*record)->action;
+}
+
+static void result_fill(softfwd_reader *reader, uint32_t handle, softfwd_result *out) {
+    const softfwd_adj *record;
+    hop_fill(reader, handle, &out->hop, &record);
+    if (out->hop.prefix_handle != 0) {
+        const softfwd_prefix *entry = &reader->prefix[handle];
+        lpm_key_store(entry->key, out->prefix, entry->family == ADDRESS_FAMILY_V4 ? 4 : 16);
+    }
+    if (record != nullptr) {
+        out->next_hop_family = record->family;
+        memcpy(out->next_hop, record->next_hop, sizeof out->next_hop);
+        memcpy(out->dmac, record->dmac, sizeof out->dmac);
+        memcpy(out->smac, record->smac, sizeof out->smac);
+    }
+    if (reader->counting && handle != 0) softfwd_reader_count(reader, handle, out->hop.adj_handle);
+}
+
+static uint32_t match(const softfwd_reader *reader, const softfwd_table *table, uint32_t address) {
+    return lpm_match_v4(reader->arena, &table->trie, address);
+}
+static uint32_t match(const softfwd_reader *reader, const softfwd_table *table, const lpm_key &address) {
+    return lpm_match(reader->arena, &table->trie, address, nullptr);
+}
+
+template <typename address_type>
+static int lookup_one(softfwd_reader *reader, uint32_t family, uint32_t vdc_id, uint32_t table_id,
+                      const address_type &address, softfwd_result *out) {
+    *out = {};
+    const bool good = softfwd_enter(reader);
+    if (good) {
+        const softfwd_table *table = softfwd_reader_table(reader, family, vdc_id, table_id);
+        if (table != nullptr) result_fill(reader, match(reader, table, address), out);
+    }
+    softfwd_leave(reader);
+    return good ? 0 : ESTALE;
+}
+
+int softfwd_lookup_v4(softfwd_reader *reader, uint32_t vdc_id, uint32_t table_id, uint32_t address,
+                      softfwd_result *out) {
+    return lookup_one(reader, ADDRESS_FAMILY_V4, vdc_id, table_id, address, out);
+}
+
+int softfwd_lookup_v6(softfwd_reader *reader, uint32_t vdc_id, uint32_t table_id, const uint8_t address[16],
+                      softfwd_result *out) {
+    return lookup_one(reader, ADDRESS_FAMILY_V6, vdc_id, table_id, lpm_key_load(address, 128), out);
+}
+
+int softfwd_lookup(softfwd_reader *reader, address_family family, uint32_t vdc_id, uint32_t table_id,
+                   const uint8_t *address, softfwd_result *out) {
+    if (family == ADDRESS_FAMILY_V6) return softfwd_lookup_v6(reader, vdc_id, table_id, address, out);
+    uint32_t word;
+    memcpy(&word, address, sizeof word);
+    return softfwd_lookup_v4(reader, vdc_id, table_id, __builtin_bswap32(word), out);
+}
+
+/* --- many at once --- */
+
+static void match_many(const softfwd_reader *reader, const softfwd_table *table, const uint32_t *addresses,
+                       uint32_t *handles, size_t count) {
+    lpm_match_v4_many(reader->arena, &table->trie, addresses, handles, count);
+}
+
+static void match_many(const softfwd_reader *reader, const softfwd_table *table,
+                       const uint8_t (*addresses)[16], uint32_t *handles, size_t count) {
+    lpm_key keys[STAY_MAX];
+    for (size_t i = 0; i < count; i++) keys[i] = lpm_key_load(addresses[i], 128);
+    lpm_match_many(reader->arena, &table->trie, keys, handles, count);
+}
+
+/* The entries of a stay are asked for together, so their misses overlap; the few adjacencies stay in the cache. */
+static void hops_fill(softfwd_reader *reader, const uint32_t *handles, softfwd_hop *hops, size_t count) {
+    for (size_t i = 0; i < count; i++) __builtin_prefetch(&reader->prefix[handles[i]]);
+    for (size_t i = 0; i < count; i++) {
+        const softfwd_adj *record;
+        hop_fill(reader, handles[i], &hops[i], &record);
+        if (reader->counting && handles[i] != 0) softfwd_reader_count(reader, handles[i], hops[i].adj_handle);
+    }
+}
+
+template <typename address_type>
+static int lookup_many(softfwd_reader *reader, uint32_t family, uint32_t vdc_id, uint32_t table_id,
+                       const address_type *addresses, softfwd_hop *hops, size_t count) {
+    uint32_t handles[STAY_MAX];
+    for (size_t done = 0; done < count;) {
+        const size_t step = count - done < STAY_MAX ? count - done : STAY_MAX;
+        const bool good = softfwd_enter(reader);
+        const softfwd_table *table = good ? softfwd_reader_table(reader, family, vdc_id, table_id) : nullptr;
+        if (table != nullptr)
+            match_many(reader, table, addresses + done, handles, step);
+        else
+            memset(handles, 0, sizeof handles);
+        if (good) hops_fill(reader, handles, hops + done, step);
+        softfwd_leave(reader);
+        if (!good) return ESTALE;
+        done += step;
+    }
+    return 0;
+}
+
+int softfwd_lookup_v4_many(softfwd_reader *reader, uint32_t vdc_id, uint32_t table_id,
+                           const uint32_t *addresses, softfwd_hop *hops, size_t count) {
+    return lookup_many(reader, ADDRESS_FAMILY_V4, vdc_id, table_id, addresses, hops, count);
+}
+
+int softfwd_lookup_v6_many(softfwd_reader *reader, uint32_t vdc_id, uint32_t table_id,
+                           const uint8_t (*addresses)[16], softfwd_hop *hops, size_t count) {
+    return lookup_many(reader, ADDRESS_FAMILY_V6, vdc_id, table_id, addresses, hops, count);
+}
