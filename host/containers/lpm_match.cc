@@ -11,37 +11,49 @@ static constexpr std::array<uint64_t, 32> make_ancestors() {
 }
 static constexpr std::array<uint64_t, 32> ancestors = make_ancestors();
 
-/* The best route so far: the value is looked for only when nothing longer came. */
-struct best_match {
+/* A node on the way down. */
+struct passed_node {
     const lpm_node *node;
-    unsigned depth, branch;
+    unsigned depth;
 };
 
-static uint32_t best_value(const best_match &best, unsigned *bits) {
-    const lpm_node *node = best.node;
-    if (node == nullptr) return 0;
-    if ((node->sixth >> best.branch & 1) != 0) {
-        *bits = best.depth + LPM_STRIDE;
-        return lpm_load(lpm_slots(node) + lpm_sixth_place(node, best.branch));
+/* 64: an IPv4 address in the upper half of a word. */
+template <typename word> inline constexpr unsigned levels_max = lpm_width<word> == 64 ? 6 : LPM_LEVELS_MAX;
+
+/* The longest route of a node for six bits, or null. */
+static const uint32_t *node_match(const lpm_node *node, unsigned branch, unsigned *length) {
+    if ((node->sixth >> branch & 1) != 0) {
+        *length = LPM_STRIDE;
+        return lpm_slots(node) + lpm_sixth_place(node, branch);
     }
-    const uint64_t found = node->upper & ancestors[best.branch >> 1];
+    const uint64_t found = node->upper & ancestors[branch >> 1];
+    if (found == 0) return nullptr;
     const unsigned heap = 63 - static_cast<unsigned>(__builtin_clzll(found));
-    *bits = best.depth + 31 - static_cast<unsigned>(__builtin_clz(heap));
-    return lpm_load(lpm_slots(node) + lpm_upper_place(node, heap));
+    *length = 31 - static_cast<unsigned>(__builtin_clz(heap));
+    return lpm_slots(node) + lpm_upper_place(node, heap);
 }
 
-static bool node_matches(const lpm_node *node, unsigned branch) {
-    return ((node->sixth >> branch & 1) | (node->upper & ancestors[branch >> 1])) != 0;
+/* On the way down only the branches are looked at; the routes are looked for from below, where the longest is. */
+template <typename word>
+static uint32_t best_value(const passed_node *passed, unsigned count, word key, unsigned *bits) {
+    while (count-- > 0) {
+        unsigned length;
+        const uint32_t *value = node_match(passed[count].node, lpm_branch(key, passed[count].depth), &length);
+        if (value == nullptr) continue;
+        *bits = passed[count].depth + length;
+        return lpm_load(value);
+    }
+    return 0;
 }
 
 template <typename word> static uint32_t match(const void *base, uint32_t slot, word key, unsigned *bits) {
-    best_match best{nullptr, 0, 0};
-    unsigned depth = 0;
-    while (slot != 0 && depth < lpm_width<word>) {
+    passed_node passed[levels_max<word>];
+    unsigned count = 0, depth = 0;
+    while (slot != 0 && depth < lpm_width<word> && count < levels_max<word>) {
         if (lpm_slot_kind(slot) == LPM_NODE) {
             const auto *node = lpm_at<lpm_node>(base, slot);
             const unsigned branch = lpm_branch(key, depth);
-            if (node_matches(node, branch)) best = {node, depth, branch};
+            passed[count++] = {node, depth};
             if ((node->children >> branch & 1) == 0) break;
             slot = lpm_load(lpm_slots(node) + lpm_child_place(node, branch));
             depth += LPM_STRIDE;
@@ -56,7 +68,7 @@ template <typename word> static uint32_t match(const void *base, uint32_t slot, 
         }
         slot = lpm_load(&tail->word);
     }
-    return best_value(best, bits);
+    return best_value(passed, count, key, bits);
 }
 
 uint32_t lpm_match(const void *base, const lpm_trie *trie, const lpm_key &address, unsigned *bits) {
@@ -74,15 +86,15 @@ uint32_t lpm_match_v4(const void *base, const lpm_trie *trie, uint32_t address) 
 static constexpr unsigned LANES = 8;
 
 template <typename word> struct lane {
-    best_match best;
     word key;
     uint32_t slot; /* 0: done */
     uint32_t value;
-    unsigned depth;
+    unsigned depth, count;
+    passed_node passed[levels_max<word>];
 };
 
 template <typename word> static void lane_follow(const void *base, lane<word> *at, uint32_t slot) {
-    at->slot = at->depth < lpm_width<word> ? slot : 0;
+    at->slot = at->depth < lpm_width<word> && at->count < levels_max<word> ? slot : 0;
     const auto *next = lpm_at<uint8_t>(base, at->slot);
     __builtin_prefetch(next);
     __builtin_prefetch(next + 64);
@@ -92,7 +104,7 @@ template <typename word> static void lane_step(const void *base, lane<word> *at)
     if (lpm_slot_kind(at->slot) == LPM_NODE) {
         const auto *node = lpm_at<lpm_node>(base, at->slot);
         const unsigned branch = lpm_branch(at->key, at->depth);
-        if (node_matches(node, branch)) at->best = {node, at->depth, branch};
+        at->passed[at->count++] = {node, at->depth};
         const bool child = (node->children >> branch & 1) != 0;
         at->depth += LPM_STRIDE;
         lane_follow(base, at, child ? lpm_load(lpm_slots(node) + lpm_child_place(node, branch)) : 0);
@@ -109,9 +121,12 @@ template <typename word> static void lane_step(const void *base, lane<word> *at)
 template <typename word, typename address>
 static void match_group(const void *base, const lpm_trie *trie, const address *addresses, uint32_t *values,
                         unsigned count, word (*key_of)(const address &)) {
-    std::array<lane<word>, LANES> lanes;
-    for (unsigned i = 0; i < count; i++)
-        lanes[i] = {{nullptr, 0, 0}, key_of(addresses[i]), lpm_load(&trie->root), 0, 0};
+    lane<word> lanes[LANES];
+    for (unsigned i = 0; i < count; i++) {
+        lanes[i].key = key_of(addresses[i]);
+        lanes[i].slot = lpm_load(&trie->root);
+        lanes[i].value = lanes[i].depth = lanes[i].count = 0;
+    }
     for (bool busy = true; busy;) {
         busy = false;
         for (unsigned i = 0; i < count; i++) {
@@ -122,7 +137,8 @@ static void match_group(const void *base, const lpm_trie *trie, const address *a
     }
     for (unsigned i = 0; i < count; i++) {
         unsigned ignored;
-        values[i] = lanes[i].value != 0 ? lanes[i].value : best_value(lanes[i].best, &ignored);
+        values[i] = lanes[i].value;
+        if (values[i] == 0) values[i] = best_value(lanes[i].passed, lanes[i].count, lanes[i].key, &ignored);
     }
 }
 
