@@ -23,8 +23,10 @@ int lcfwd_pss_record_no_room(uint32_t key_size, uint32_t value_size);
 [[nodiscard]] inline int lcfwd_pss_record_begin(uint32_t kind, uint32_t vdc_id, uint32_t key_size,
                                                 uint32_t value_size, lcfwd_pss_record *record) {
     uint8_t *block = lcfwd_pss_staging_take(key_size + value_size + 2 * LCFWD_PSS_DESCRIPTOR);
-    if (block == nullptr) [[unlikely]]
-        return lcfwd_pss_record_no_room(key_size, value_size);
+    if (block == nullptr) [[unlikely]] {
+        lcfwd_pss_record_no_room(key_size, value_size);
+        return 0;
+    }
     *record = {kind, vdc_id, block, key_size, block + key_size, value_size};
     return 1;
 }

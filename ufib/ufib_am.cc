@@ -1,0 +1,221 @@
+#include "ufib/ufib_am.h"
+
+#include "core/lcfwd_db.h"
+#include "core/lcfwd_handlers.h"
+#include "core/lcfwd_log.h"
+#include "core/lcfwd_mts.h"
+#include "core/lcfwd_stats.h"
+#include "core/ufib_trace.h"
+#include "platform/ufib_platform.h"
+#include "ufib/ufib_hooks.h"
+#include "ufib/ufib_idb.h"
+#include "ufib/ufib_pss.h"
+#include "ufib/ufib_vdc.h"
+
+#include <cstring>
+
+constexpr uint32_t OPC_AM_NOTIFICATION = 74766;
+
+ufib_am_checker ufib_am_check;
+
+/* What an adjacency with labels is asked for when AM speaks: its IP side alone. */
+static const ufib_family *family_of_afi(uint8_t afi) {
+    return afi == ufib_v4.afi ? &ufib_v4 : afi == ufib_v6.afi ? &ufib_v6 : nullptr;
+}
+
+static ufib_adj_key am_to_key(const ufib_family &family, const ufib_am_entry &entry) {
+    ufib_adj_key key = {wire_get(entry.if_index), {}};
+    std::memcpy(key.address, entry.address, family.addr_bytes);
+    return key;
+}
+
+static ufib_platform_rewrite am_to_rewrite(const ufib_am_entry &entry) {
+    ufib_platform_rewrite rewrite = {};
+    std::memcpy(rewrite.bytes + UFIB_REWRITE_DMAC, entry.mac, sizeof entry.mac);
+    return rewrite;
+}
+
+template <size_t n> static bool is_zero(const uint8_t (&bytes)[n]) {
+    static constexpr uint8_t zero[n] = {};
+    return std::memcmp(bytes, zero, n) == 0;
+}
+
+static void am_adj_add(ufib_vdc *vdc, const ufib_family &family, const ufib_am_entry &entry,
+                       uint32_t adj_flags) {
+    const ufib_adj_key key = am_to_key(family, entry);
+    const ufib_platform_rewrite rewrite = am_to_rewrite(entry);
+    ufib_adj *adj = ufib_adj_search(vdc, family, key);
+    const bool held = adj != nullptr && (adj->holders & UFIB_ADJ_HELD_AM) != 0;
+    const ufib_adj_request request = {
+        .rewrite = &rewrite,
+        .flags = adj_flags,
+        .ha_handle = 0,
+        .holder = UFIB_ADJ_HELD_AM,
+        .mpls_info = nullptr,
+        .mpls_only = false,
+        .update_rewrite = true,
+        .check_required = true,
+    };
+    if (ufib_get_create_adj(vdc, family, key, request) == nullptr) return;
+    if (held) return;
+    adj = ufib_adj_search(vdc, family, key);
+    if (adj != nullptr && (adj->holders & UFIB_ADJ_HELD_AM) != 0) ufib_obj_hold(&adj->obj);
+}
+
+static void am_adj_resolved(ufib_vdc *vdc, const ufib_am_entry &entry, uint32_t adj_flags) {
+    const ufib_family *family = family_of_afi(entry.afi);
+    if (family == nullptr) {
+        ufib_err_raise(UFIB_ERR_ITEM, E_AM_API_INVALID_AFI);
+        UFIB_ERR("am notification with invalid l3 afi");
+        return;
+    }
+    am_adj_add(vdc, *family, entry, adj_flags);
+}
+
+void ufib_am_adj_destroy(ufib_adj *adj, bool set_drop) {
+    if ((adj->holders & UFIB_ADJ_HELD_AM) != 0) {
+        ufib_obj_drop(&adj->obj);
+        adj->holders &= static_cast<uint8_t>(~UFIB_ADJ_HELD_AM);
+    }
+    if (ufib_obj_refs(&adj->obj) == 0 && ufib_adj_destroy(nullptr, adj, false) != 0) return;
+    adj->flags &= ~UFIB_ADJ_RESOLVED;
+    if (ufib_is_adj_glean_candidate(adj)) adj->flags |= UFIB_ADJ_GLEAN;
+    if (set_drop)
+        adj->flags |= UFIB_ADJ_DROP;
+    else
+        adj->flags &= ~UFIB_ADJ_DROP;
+    ufib_adj_reinstall(adj);
+    if (adj->mpls_child_count != 0 && ufib_hook.adj_update != nullptr) ufib_hook.adj_update(adj);
+}
+
+static void am_adj_unresolved(ufib_vdc *vdc, const ufib_am_entry &entry) {
+    const ufib_family *family = family_of_afi(entry.afi);
+    if (family == nullptr) {
+        ufib_err_raise(UFIB_ERR_ITEM, E_AM_API_INVALID_AFI);
+        UFIB_ERR("am notification with invalid l3 afi");
+        return;
+    }
+    const ufib_adj_key key = am_to_key(*family, entry);
+    if (is_zero(key.address)) return;
+    ufib_adj *adj = ufib_adj_search(vdc, *family, key);
+    if (adj == nullptr) {
+        UFIB_ERR("destroying a non existing adj %s", ufib_addr_str(*family, key.address));
+        ufib_err_raise(UFIB_ERR_ITEM, E_AM_MISSING_ADJ);
+        return;
+    }
+    ufib_am_adj_destroy(adj, false);
+}
+
+/* The adjacencies stay in hardware, dropping, until the routes are withdrawn. */
+static void am_if_adjs_down(ufib_idb *idb, const ufib_family &family) {
+    ufib_walk_budget budget = {UFIB_WALK_OBJECTS, UFIB_WALK_OBJECTS};
+    for (ufib_adj *adj = ufib_adj_if_get_first(idb, family); adj != nullptr;) {
+        uint8_t address[16];
+        std::memcpy(address, adj->key.address, sizeof address);
+        ufib_am_adj_destroy(adj, true);
+        (void)ufib_platform_one_write_ready();
+        ufib_walk_step(&budget);
+        adj = ufib_adj_if_get_next_safe(idb, family, address);
+    }
+}
+
+static void am_if_down(ufib_vdc *vdc, const ufib_am_entry &entry) {
+    ufib_idb *idb = ufib_idb_search(vdc, wire_get(entry.if_index));
+    if (idb == nullptr) return;
+    if (const ufib_family *family = family_of_afi(entry.afi); family != nullptr)
+        am_if_adjs_down(idb, *family);
+    if ((entry.flags & UFIB_AM_IF_DELETE) != 0) {
+        if (ravl_is_empty(&idb->adjs[0])) {
+            UFIB_TRACE("Deleting V4 idb 0x%x", idb->if_index);
+            ufib_idb_release_v4(idb);
+        }
+        if (ravl_is_empty(&idb->adjs[1])) {
+            UFIB_TRACE("Deleting V6 idb 0x%x", idb->if_index);
+            ufib_idb_release_v6(idb);
+        }
+    }
+    (void)ufib_platform_all_writes_ready();
+}
+
+static void am_notification(ufib_vdc *vdc, const ufib_am_entry &entry) {
+    if (const ufib_family *family = family_of_afi(entry.afi); family != nullptr)
+        if (ufib_adj *adj = ufib_adj_search(vdc, *family, am_to_key(*family, entry)); adj != nullptr)
+            adj->flags &= ~UFIB_ADJ_CONSISTENCY;
+    if ((entry.flags & (UFIB_AM_IF_DOWN | UFIB_AM_IF_DELETE)) != 0) {
+        am_if_down(vdc, entry);
+        return;
+    }
+    uint32_t adj_flags = (entry.flags & UFIB_AM_PEER_GATEWAY) != 0 ? UFIB_ADJ_PEER_GW : 0;
+    if (is_zero(entry.mac)) {
+        am_adj_unresolved(vdc, entry);
+        return;
+    }
+    adj_flags |= UFIB_ADJ_FROM_AM | UFIB_ADJ_RESOLVED;
+    am_adj_resolved(vdc, entry, adj_flags);
+}
+
+/* A consistency entry goes to the checker; the last one of a walk ends it. */
+static void am_check_entry(ufib_vdc *vdc, const ufib_am_hdr &hdr, const ufib_am_entry &entry, bool last) {
+    const ufib_family *family = family_of_afi(entry.afi);
+    if (family == nullptr || ufib_am_check.check == nullptr) return;
+    ufib_am_check.check(vdc, *family, entry);
+    const uint8_t end = family->index == UFIB_STATS_V4 ? UFIB_AM_LAST_V4_CHECK : UFIB_AM_LAST_V6_CHECK;
+    if (last && (hdr.flags & end) != 0) ufib_am_check.walk(vdc, *family);
+}
+
+static bool ufib_am_errors(const ufib_am_hdr &hdr) {
+    if (wire_get(hdr.count) != 0) return false;
+    ufib_err_raise(UFIB_ERR_REQUEST, E_AM_API);
+    UFIB_ERR("am notification has 0 entries");
+    return true;
+}
+
+void ufib_am_bulk_notification(ufib_vdc *vdc, wire_cursor payload) {
+    ufib_errno = 0;
+    ufib_am_hdr hdr;
+    if (wire_take(&payload, &hdr) != 0 || ufib_am_errors(hdr)) return;
+    for (uint32_t left = wire_get(hdr.count); left > 0; left--) {
+        const ufib_am_entry *entry = wire_peek<ufib_am_entry>(payload);
+        const size_t len = entry == nullptr ? 0 : wire_get(entry->len);
+        if (len < sizeof *entry || len > payload.left) {
+            ufib_err_raise(UFIB_ERR_REQUEST, E_AM_API);
+            ufib_count(vdc->desc->ufib_stats, UFIB_STATS_V4, &ufib_family_stats::malformed_records);
+            UFIB_ERR("am notification: bad entry length");
+            break;
+        }
+        payload.next += len;
+        payload.left -= len;
+        if ((entry->flags & UFIB_AM_CHECK) != 0) {
+            am_check_entry(vdc, hdr, *entry, left == 1);
+            continue;
+        }
+        am_notification(vdc, *entry);
+        (void)ufib_platform_one_write_ready();
+    }
+    (void)ufib_platform_all_writes_ready();
+}
+
+int ufib_fu_am_notification(fu_event *event, fu_event_node **out) {
+    int status;
+    lcfwd_mts_handler_init(event, out, &status, OPC_AM_NOTIFICATION);
+    if (status != 0) return status;
+    const mts_msg *message = lcfwd_event_message(event);
+    const uint8_t *payload = lcfwd_mts_payload(message, sizeof(ufib_am_hdr));
+    if (payload == nullptr) {
+        UFIB_ERR("ERROR: %s - null payload", __func__);
+        return LCFWD_BAD_MESSAGE;
+    }
+    if (lcfwd_stop_update) {
+        UFIB_ERR("ERROR: lcfwd_stop_update is on");
+        return LCFWD_OK;
+    }
+    lcfwd_vdc_desc *vdc = lcfwd_mts_vdc(message);
+    if (vdc == nullptr) {
+        UFIB_ERR("ERROR: %s - failed to set vdc ctxt", __func__);
+        return LCFWD_BAD_MESSAGE;
+    }
+    if ((vdc->flags & LCFWD_VDC_ACTIVE) == 0 || vdc->ufib == nullptr) return LCFWD_OK;
+    lcfwd_count(vdc->ufib_stats, &ufib_vdc_stats::adjacency_updates);
+    ufib_am_bulk_notification(vdc->ufib, {payload, mts_payload_size(message)});
+    return LCFWD_OK;
+}

@@ -1,0 +1,127 @@
+/* How prefixes die, or are kept in software for those who still hold them. */
+#include "core/lcfwd_log.h"
+#include "host/system/system.h"
+#include "platform/ufib_platform.h"
+#include "ufib/ufib_adj.h"
+#include "ufib/ufib_hooks.h"
+#include "ufib/ufib_prefix.h"
+#include "ufib/ufib_pss.h"
+#include "ufib/ufib_vdc.h"
+
+/* Cards that keep an index for an entry that has no handle; none on this machine. */
+bool (*ufib_card_keeps_hw_index)(int card_id);
+
+static void prefix_out_of_trie(ufib_table *table, ufib_pfx *pfx) {
+    const int status =
+        pt_delete(table->attr, &ufib_prefix_side(pfx)->trie, ufib_pfx_address(pfx), pfx->mask_len);
+    if (status == 0) return;
+    if (ufib_prefix_is_rnh(pfx))
+        UFIB_ERR("pt delete failed for rnh %s table 0x%x, ret_val: %d", ufib_pfx_str(pfx), table->table_id,
+                 status);
+    else
+        UFIB_ERR("pt delete failed for %s table 0x%x, ret_val: %d", ufib_pfx_str(pfx), table->table_id,
+                 status);
+}
+
+/* Nobody may hold it, unless its VDC is being deleted: that releases the holders that do not outlive a VDC. */
+static uint8_t ufib_prefix_destroy_holder_locks(const ufib_table *table, ufib_pfx *pfx) {
+    const lcfwd_vdc_desc *vdc = lcfwd_vdc_row(table->vdc_id);
+    if (vdc != nullptr && (vdc->flags & LCFWD_VDC_DELETING) != 0)
+        for (const lcfwd_holder_lock_row &row : vdc_del_rel_route_holder_lock)
+            if (row.enabled) pfx->holders &= static_cast<uint8_t>(~(1u << row.index));
+    return pfx->holders;
+}
+
+/* An attached next hop that was dropping for want of a neighbour leaves that state with its prefix. */
+static void clear_attached_drop(ufib_vdc *vdc, ufib_obj *next) {
+    if (next == nullptr || !ufib_obj_is_adj(next)) return;
+    auto *adj = reinterpret_cast<ufib_adj *>(next);
+    constexpr uint32_t dropping = UFIB_ADJ_ATTACHED | UFIB_ADJ_DROP;
+    if ((adj->flags & dropping) != dropping || (adj->flags & UFIB_ADJ_RESOLVED) != 0) return;
+    if (adj == ufib_adj_get_global(vdc, ufib_adj_family(adj).global_mcast_src)) return;
+    (void)ufib_adj_create(vdc, ufib_adj_family(adj), adj, adj->key, {});
+}
+
+/* True when a card of the fixed list says that an entry without a handle still has an index. */
+static bool hw_index_remains(ufib_pfx *pfx) {
+    if (ufib_card_keeps_hw_index == nullptr) return false;
+    if (!ufib_card_keeps_hw_index(pfm_get_sw_card_id_from_module(card_get_slot_num()))) return false;
+    return ufib_prefix_family(pfx).index == 0 ? ufib_platform_table.get_hw_index_before_del(pfx) != 0
+                                              : ufib_platform_table.get_v6_hw_index_before_del(pfx) != 0;
+}
+
+static void prefix_delete_records(ufib_pfx *pfx) {
+    if (pfx->map_cache != 0) return;
+    if (pfx->obj.handle == 0 && !(ufib_prefix_is_rnh(pfx) && !ufib_prefix_has_dependents(pfx))) return;
+    ufib_pss_delete_prefix(pfx);
+    if ((pfx->route_flags & ROUTE_DIRECT) != 0) ufib_pss_delete_dcsrif(pfx);
+}
+
+/* The old next object keeps one reference until the hardware entry that points at it is gone. */
+void ufib_prefix_destroy_and_hold_in_sw(ufib_table *table, ufib_pfx *pfx) {
+    ufib_vdc *vdc = ufib_vdc_get(table->vdc_id);
+    if (vdc == nullptr) {
+        UFIB_ERR("%s: Unable to get vdb from vdc id: %d", __func__, table->vdc_id);
+        return;
+    }
+    ufib_obj *old = pfx->obj.next;
+    clear_attached_drop(vdc, old);
+    if (old != nullptr) ufib_obj_hold(old);
+    ufib_prefix_unlink_next_obj(pfx, true);
+    const ufib_family &family = ufib_table_family(table);
+    ufib_adj *global = ufib_adj_get_global(
+        vdc, (pfx->holders & UFIB_HOLDER_MCAST_SRC) != 0 ? family.global_mcast_src : family.global_drop);
+    ufib_obj_link_objects(&pfx->obj.next, global == nullptr ? nullptr : &global->obj);
+    prefix_delete_records(pfx);
+    if (pfx->obj.handle != 0 || hw_index_remains(pfx)) ufib_platform_delete_prefix(pfx);
+    if (old == nullptr) return;
+    ufib_obj_drop(old);
+    ufib_obj_delete(nullptr, old);
+}
+
+/* An RNH that others still resolve through stays, marked and dropping, until the last of them goes. */
+static int rnh_keep_for_dependents(ufib_pfx *pfx) {
+    pfx->flags |= UFIB_PFX_FLAG_RNH_DELETE_MARKED;
+    pfx->route_flags |= ROUTE_DROP;
+    ufib_pss_insert_prefix(pfx);
+    if (ufib_hook.process_rnh_update != nullptr)
+        ufib_hook.process_rnh_update(pfx, ufib_prefix_family(pfx).index == 0, true, nullptr);
+    return 1;
+}
+
+static void prefix_leave(ufib_table *table, ufib_pfx *pfx) {
+    prefix_out_of_trie(table, pfx);
+    if (pfx->rnh != nullptr && pfx->rnh->pending.owner != nullptr)
+        dbly_linkage_remove(pfx->rnh->pending.owner, &pfx->rnh->pending);
+    ufib_prefix_uncount(pfx);
+    ufib_prefix_unlink_next_obj(pfx, true);
+    if (ufib_table_is_empty(table)) (void)ufib_table_dpl_queue(table);
+    ufib_prefix_free(pfx);
+}
+
+int ufib_prefix_destroy(ufib_table *table, ufib_pfx *pfx) {
+    if (pfx->holders != 0 && ufib_prefix_destroy_holder_locks(table, pfx) != 0) {
+        ufib_err_raise(UFIB_ERR_LOCKED, E_DEL_PFX_LOCKED);
+        return 0;
+    }
+    if (pfx->map_cache != 0 && ufib_hook.lisp_prefix_deleted != nullptr) ufib_hook.lisp_prefix_deleted(pfx);
+    ufib_prefix_destroy_and_hold_in_sw(table, pfx);
+    if (ufib_prefix_has_dependents(pfx)) return rnh_keep_for_dependents(pfx);
+    prefix_leave(table, pfx);
+    return 1;
+}
+
+void ufib_prefix_delete(ufib_table *table, ufib_pfx *pfx) { prefix_leave(table, pfx); }
+
+/* The library has taken the entry out by itself. A label keeps the prefix, at drop. */
+void ufib_prefix_rollback(ufib_table *table, ufib_pfx *pfx) {
+    if (ufib_hook.ipsg_destroy != nullptr) ufib_hook.ipsg_destroy(pfx);
+    pfx->obj.handle = 0;
+    if (pfx->labels != nullptr || (pfx->holders & UFIB_HOLDER_FEC) != 0) {
+        pfx->holders = UFIB_HOLDER_FEC;
+        ufib_prefix_destroy_and_hold_in_sw(table, pfx);
+        return;
+    }
+    ufib_prefix_unlink_next_obj(pfx, true);
+    prefix_leave(table, pfx);
+}

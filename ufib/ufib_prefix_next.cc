@@ -1,0 +1,61 @@
+/* The next object of a prefix. */
+#include "core/lcfwd_log.h"
+#include "core/ufib_funcstats.h"
+#include "platform/ufib_platform.h"
+#include "ufib/ufib_adj.h"
+#include "ufib/ufib_hooks.h"
+#include "ufib/ufib_prefix.h"
+
+/* Recursive and overlay hops resolve through other routes; an RNH may not do so itself. */
+static ufib_obj *next_vobj(ufib_vdc *vdc, ufib_pfx *pfx, const ufib_prefix_update &update) {
+    ufib_obj *vobj = nullptr;
+    if (ufib_prefix_is_rnh(pfx))
+        ufib_err_raise(UFIB_ERR_ITEM, E_ROUTE_NHINFO_INVALID);
+    else if (ufib_hook.get_create_vobj == nullptr)
+        ufib_err_raise(UFIB_ERR_ITEM, E_VOBJ_NOMEM);
+    else
+        vobj = ufib_hook.get_create_vobj(vdc, pfx, update.hops, update.record);
+    if (vobj == nullptr) UFIB_ERR("ufib_get_create_vobj failed");
+    return vobj;
+}
+
+static ufib_obj *next_ecmp(ufib_vdc *vdc, ufib_pfx *pfx, const ufib_prefix_update &update,
+                           uint32_t adj_flags) {
+    if (ufib_hook.get_create_ecmp == nullptr) {
+        ufib_err_raise(UFIB_ERR_ITEM, E_ECMP_NOMEM);
+        return nullptr;
+    }
+    return ufib_hook.get_create_ecmp(vdc, pfx, update.hops, adj_flags, update.record);
+}
+
+ufib_obj *ufib_prefix_get_create_next(ufib_vdc *vdc, ufib_pfx *pfx, const ufib_prefix_update &update) {
+    const nh_rec *hop = ufib_nh_first(update.hops);
+    if (hop == nullptr) return nullptr;
+    uint64_t stamp;
+    ufib_funcstats_start(&stamp);
+    const uint32_t adj_flags = ufib_route_to_adj_flags(update.route_flags);
+    ufib_obj *next;
+    if (ufib_route_has_nve(update.hops) || ufib_route_has_rnh(update.hops))
+        next = next_vobj(vdc, pfx, update);
+    else if (pfx->nh_count > 1)
+        next = next_ecmp(vdc, pfx, update, adj_flags);
+    else
+        next = ufib_get_create_adj_from_nh(vdc, ufib_prefix_family(pfx), hop, adj_flags, update.record, 0);
+    ufib_funcstats_end(UFIB_FS_NEXT_OBJECT, &stamp);
+    return next;
+}
+
+void ufib_prefix_unlink_next_obj(ufib_pfx *pfx, bool delete_now) {
+    if (pfx->obj.next != nullptr && ufib_obj_type_of(pfx->obj.next) == UFIB_OBJ_VOBJ &&
+        ufib_hook.vobj_unlink != nullptr)
+        ufib_hook.vobj_unlink(pfx, pfx->obj.next);
+    ufib_obj_unlink_objects(&pfx->obj.next, delete_now);
+}
+
+void ufib_prefix_link_next_obj(ufib_pfx *pfx, ufib_obj *obj, bool delete_now) {
+    if (pfx->obj.next == obj) return;
+    ufib_prefix_unlink_next_obj(pfx, delete_now);
+    ufib_obj_link_objects(&pfx->obj.next, obj);
+    if (obj != nullptr && ufib_obj_type_of(obj) == UFIB_OBJ_VOBJ && ufib_hook.vobj_link != nullptr)
+        ufib_hook.vobj_link(pfx, obj);
+}
