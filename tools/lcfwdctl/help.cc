@@ -9,6 +9,7 @@ static const char common_options[] =
     "Options of every command:\n"
     "  --slot LIST      instances to talk to: 1, or 1,3, or 1-4 (default 1; may be repeated)\n"
     "  --root DIR       root directory of the instance; {slot} in DIR stands for the slot's number\n"
+    "                   (default: the variable LCFWD_ROOT, else the machine's own)\n"
     "  --vdc ID         the virtual device context that speaks (default 1)\n"
     "  --timeout MS     longest wait for one answer (default 10000)\n"
     "  --json           tables and figures as JSON\n"

@@ -2,11 +2,13 @@
 #include "tools/lcfwdctl/help.h"
 
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 
 int main(int argc, char **argv) {
     /* A reader of our output that ends early, or a peer that goes away, is reported by the call that meets it. */
     signal(SIGPIPE, SIG_IGN);
+    if (const char *root = getenv("LCFWD_ROOT"); root != nullptr) ctl.root = root;
     if (argc < 2 || strcmp(argv[1], "--help") == 0 || strcmp(argv[1], "help") == 0) {
         if (argc > 2)
             ctl_help_command(argv[2]);

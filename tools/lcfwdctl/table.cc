@@ -70,8 +70,12 @@ void ctl_table_print(const ctl_table &table) {
 }
 
 std::string ctl_grouped(uint64_t value) {
-    std::string text = std::to_string(value);
-    for (size_t at = text.size(); at > 3; at -= 3) text.insert(at - 3, ",");
+    const std::string digits = std::to_string(value);
+    std::string text;
+    for (size_t i = 0; i < digits.size(); i++) {
+        if (i != 0 && (digits.size() - i) % 3 == 0) text.push_back(',');
+        text.push_back(digits[i]);
+    }
     return text;
 }
 
