@@ -102,6 +102,7 @@ static int queue_open(mts_queue *queue, uint32_t sap, const uint32_t options[3],
     queue->uuid = options[2];
     snprintf(queue->name, sizeof queue->name, "%s", name == nullptr ? "" : name);
     queue->waiting.count_max = queue->depth;
+    queue->waiting.bytes_max = MTS_WAITING_BYTES;
     queue->slot = static_cast<mts_slot *>(malloc(sizeof(mts_slot)));
     return queue->slot == nullptr ? ENOMEM : bus.transport->bind(queue);
 }
@@ -158,7 +159,7 @@ uint32_t mts_src_vdc_id_get(const mts_msg *message) { return message->source_vdc
 
 int mts_wait(int64_t timeout_ns) {
     if (bus.transport == nullptr) return ENOTCONN;
-    return bus.transport->wait(timeout_ns);
+    return bus.transport->wait(mts_receive_more() ? 0 : timeout_ns);
 }
 
 void mts_wake() {

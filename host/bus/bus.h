@@ -113,7 +113,7 @@ int mts_send(uint32_t queue, uint32_t node, uint32_t sap, uint32_t opcode, const
 uint32_t mts_rr_token_get(uint32_t queue);
 
 /* Waits for the answer with 'token' on 'queue'; other messages of the queue stay, in order. The answer is to be
- * given to mts_drop() before the next question. 0 or -1: EBADF, ETIMEDOUT, ENOBUFS (depth of the queue
+ * given to mts_drop() before the next question. 0 or -1: EBADF, ETIMEDOUT, ENOBUFS (depth of the queue, or 64 MiB,
  * reached while waiting), EBUSY (last answer not dropped), EDEADLK (in-process transport and no answer there). */
 int mts_recv(uint32_t queue, uint32_t token, mts_msg **message);
 

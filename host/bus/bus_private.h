@@ -60,5 +60,9 @@ constexpr uint32_t MTS_SUBSCRIPTIONS_PER_PEER = 8;
 
 const mts_config *mts_config_get();
 const mts_transport *mts_transport_get(); /* null before mts_start() */
+bool mts_receive_more();                  /* asks once: must be looked at again before a wait may begin */
 void mts_receive_reset();
+
+/* Bytes of other messages that a queue puts aside while a question is open. */
+constexpr size_t MTS_WAITING_BYTES = 64 * 1024 * 1024;
 void mts_send_reset();

@@ -13,6 +13,7 @@ constexpr uint32_t FRAMES_PER_LOOK = 64;
 static struct {
     mts_slot *question; /* for the answers that mts_recv() waits for; made at the first question */
     bool question_lent;
+    bool more; /* a look ended by its bound: there may be more to read although no new event will tell */
     mts_slot *held[MTS_HELD_MAX];
 } receive;
 
@@ -60,7 +61,14 @@ static int transport_message(mts_queue *queue, mts_slot *slot) {
             return 0;
         }
     }
+    receive.more = true;
     return EAGAIN;
+}
+
+bool mts_receive_more() {
+    const bool more = receive.more;
+    receive.more = false;
+    return more;
 }
 
 /* Copies a frame that was put aside into 'slot'. It was decoded once, so it decodes again. */
@@ -78,6 +86,7 @@ static void queue_look(mts_queue *queue) {
     if (frame_fifo_front(&queue->waiting, &frame)) {
         slot_fill(queue->slot, queue, &frame);
         frame_fifo_pop(&queue->waiting);
+        if (queue->waiting.count == 0) frame_fifo_free(&queue->waiting);
         queue->state = MTS_SLOT_PENDING;
     } else if (transport_message(queue, queue->slot) == 0) {
         queue->state = MTS_SLOT_PENDING;
@@ -122,18 +131,20 @@ static bool answer_waiting(mts_queue *queue, uint32_t token, mts_slot *slot) {
     return false;
 }
 
-/* Takes what has come: 0 with the answer in 'slot', all else put aside; EAGAIN; ENOBUFS. */
+/* Takes what has come: 0 with the answer in 'slot', all else put aside; EAGAIN; ENOBUFS: no more can be put aside, so
+ * no more is read. */
 static int answer_take(mts_queue *queue, uint32_t token, mts_slot *slot) {
-    while (transport_message(queue, slot) == 0) {
+    for (;;) {
+        if (!frame_fifo_fits(&queue->waiting, BUS_FRAME_MAX)) return ENOBUFS;
+        if (transport_message(queue, slot) != 0) return EAGAIN;
         if (is_answer(&slot->message, token)) return 0;
         const mts_msg *other = &slot->message;
         const int status = frame_fifo_push(&queue->waiting, other->peer, slot->frame, BUS_FRAME_HEADER,
                                            other->payload, other->payload_size);
         if (status == 0) continue;
-        mts_counts.dropped++;
+        mts_counts.dropped++; /* memory is short */
         return status;
     }
-    return EAGAIN;
 }
 
 static int answer_wait(mts_queue *queue, uint32_t token, mts_slot *slot) {

@@ -10,11 +10,17 @@ struct frame_mark {
     uint32_t tag;
 };
 
+bool frame_fifo_fits(const frame_fifo *fifo, size_t size) {
+    const size_t used = fifo->tail - fifo->head;
+    return fifo->count < fifo->count_max && size <= UINT32_MAX &&
+           sizeof(frame_mark) + size <= fifo->bytes_max &&
+           used <= fifo->bytes_max - sizeof(frame_mark) - size;
+}
+
 /* Makes room for 'need' bytes behind the tail: first by moving the frames to the front of the block, then by
  * growing. Growth doubles, so that steady traffic soon allocates nothing. */
 static bool fifo_make_room(frame_fifo *fifo, size_t need) {
     const size_t used = fifo->tail - fifo->head;
-    if (need > fifo->bytes_max || used > fifo->bytes_max - need) return false;
     if (fifo->capacity - fifo->tail >= need) return true;
     /* Moving costs as much as the frames are long; it pays only if it frees at least half of the block. */
     const bool grow = fifo->capacity - used < need || used > fifo->capacity / 2;
@@ -38,9 +44,7 @@ static bool fifo_make_room(frame_fifo *fifo, size_t need) {
 int frame_fifo_push(frame_fifo *fifo, uint32_t tag, const void *head, size_t head_size, const void *body,
                     size_t body_size) {
     const size_t size = head_size + body_size;
-    if (size > UINT32_MAX || fifo->count >= fifo->count_max ||
-        !fifo_make_room(fifo, sizeof(frame_mark) + size))
-        return ENOBUFS;
+    if (!frame_fifo_fits(fifo, size) || !fifo_make_room(fifo, sizeof(frame_mark) + size)) return ENOBUFS;
     const frame_mark mark = {static_cast<uint32_t>(size), tag};
     uint8_t *at = fifo->block + fifo->tail;
     memcpy(at, &mark, sizeof mark);

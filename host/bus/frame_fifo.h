@@ -22,6 +22,9 @@ struct frame_view {
     uint32_t tag;
 };
 
+/* Whether the bounds allow one more frame of 'size' bytes. */
+[[nodiscard]] bool frame_fifo_fits(const frame_fifo *fifo, size_t size);
+
 /* Puts head + body as one frame behind the others; 'tag' comes back with it. 0, or ENOBUFS: a bound is reached, or
  * memory is short; nothing has changed then. */
 [[nodiscard]] int frame_fifo_push(frame_fifo *fifo, uint32_t tag, const void *head, size_t head_size,

@@ -123,6 +123,23 @@ TEST_F(bus_local, a_question_waits_for_its_token_and_leaves_the_others_in_order)
     EXPECT_EQ(receive_all(), (std::vector<uint32_t>{1, 3}));
 }
 
+TEST_F(bus_local, what_a_question_cannot_put_aside_stays_where_it_is) {
+    const uint32_t small = bind(300, 3);
+    mts_msg message = request(1, 1);
+    message.destination.sap = 300;
+    for (message.opcode = 1; message.opcode <= 3; message.opcode++) ASSERT_EQ(mts_local_inject(&message), 0);
+    mts_msg *answer = nullptr;
+    EXPECT_EQ(mts_recv(small, 5, &answer), -1);
+    EXPECT_EQ(errno, ENOBUFS);
+    ASSERT_EQ(mts_local_inject(&message), 0);
+    EXPECT_EQ(mts_recv(small, 5, &answer), -1);
+    EXPECT_EQ(errno, ENOBUFS);
+    for (uint32_t opcode = 1; opcode <= 4; opcode++, mts_drop(answer)) {
+        ASSERT_EQ(fu_mts_recv(small, &answer, 1, 0), 0);
+        EXPECT_EQ(mts_opc_get(answer), opcode);
+    }
+}
+
 TEST_F(bus_local, depth_bounds_the_queue) {
     const uint32_t small = bind(300, 4);
     mts_msg message = request(1, 1);

@@ -58,6 +58,17 @@ TEST_F(bus_socket, garbage_is_counted_and_survived_by_its_own_connection) {
     EXPECT_EQ(mts_counters_get()->bad_frames, 7u) << "the end of a connection is no frame";
 }
 
+TEST_F(bus_socket, a_message_behind_much_garbage_needs_no_further_event_to_be_found) {
+    const int fd = raw_connect(UCAST);
+    for (int i = 0; i < 200; i++) raw_send(fd, std::vector<uint8_t>(20));
+    raw_send(fd, frame_of(7));
+    int waits = 0;
+    for (; !mts_queue_ready(ucast); waits++) ASSERT_EQ(mts_wait(-1), 0);
+    EXPECT_LT(waits, 10);
+    EXPECT_EQ(serve(ucast), opcodes{7});
+    close(fd);
+}
+
 TEST_F(bus_socket, one_connection_in_overload_leaves_the_others_their_turn) {
     const int loud = raw_connect(UCAST), quiet = raw_connect(UCAST);
     for (uint32_t i = 0; i < 100; i++) raw_send(loud, frame_of(1));
