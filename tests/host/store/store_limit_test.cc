@@ -81,7 +81,7 @@ TEST_F(store_limit, a_full_file_system_refuses_records_and_harms_nothing) {
     const store_records before = all(service);
     int refused = 0;
     uint32_t next = 100;
-    for (int round = 0; round < 40; round++, next += 500) {
+    for (uint32_t round = 0; round < 40; round++, next += 500) {
         store_fault_set(STORE_FAULT_GROW, round % 2, 1);
         const int code = fill(next, next + 500, 21);
         ASSERT_TRUE(code == 0 || code == STORE_NO_SPACE);
