@@ -1,11 +1,11 @@
-/* host/bus/bus.h: the message bus of the card, as the process sees it. A queue is bound to a SAP; messages wait in
- * it until they are received. A message has an opcode, a version, the addresses of both ends, the context (VDC) of
- * its sender and a token by which an answer finds its question.
+/* host/bus/bus.h: the message bus of the card, as the process sees it. A queue is bound to a SAP; messages
+ * wait in it until they are received. A message has an opcode, a version, the addresses of both ends, the
+ * context (VDC) of its sender and a token by which an answer finds its question.
  *
- * Two transports stand behind this interface: sockets under the run directory (docs/bus.md has the bytes), and
- * queues inside the process for tests (host/bus/bus_local.h).
- * One thread. No call blocks but mts_wait() and mts_recv(). All numbers here are in host order; payloads are the
- * sender's bytes. Calls that return -1 set errno. */
+ * Two transports stand behind this interface: sockets under the run directory (docs/bus.md has the bytes),
+ * and queues inside the process for tests (host/bus/bus_local.h). One thread. No call blocks but mts_wait()
+ * and mts_recv(). All numbers here are in host order; payloads are the sender's bytes. Calls that return -1
+ * set errno. */
 #pragma once
 
 #include <cstddef>
@@ -32,7 +32,8 @@ struct mts_address {
     uint32_t sap;
 };
 
-/* Addresses that a client wants to hear of: (node & node_mask) == (address.node & node_mask), the same for SAPs. */
+/* Addresses that a client wants to hear of: (node & node_mask) == (address.node & node_mask), the same for
+ * SAPs. */
 struct bus_subscription {
     uint32_t node;
     uint32_t node_mask;
@@ -72,13 +73,14 @@ const char *mts_error_text(); /* what the last failing mts_start() or mts_bind()
 /* Closes all queues and connections, removes the sockets, forgets everything. */
 void mts_reset();
 
-/* Binds a queue to 'sap'; from now on messages wait in it. 'options' are {1, depth in messages, uuid}; 'name' is
- * for display. Returns the handle (above 0), or -1: EINVAL (null options, depth not in 1..MTS_QUEUE_DEPTH_MAX),
- * EADDRINUSE (SAP taken), ENOTCONN (not started), EMFILE (no queue left), or the socket's own error. */
+/* Binds a queue to 'sap'; from now on messages wait in it. 'options' are {1, depth in messages, uuid}; 'name'
+ * is for display. Returns the handle (above 0), or -1: EINVAL (null options, depth not in
+ * 1..MTS_QUEUE_DEPTH_MAX), EADDRINUSE (SAP taken), ENOTCONN (not started), EMFILE (no queue left), or the
+ * socket's own error. */
 int64_t mts_bind(int kind, uint32_t sap, const uint32_t options[3], const char *name);
 
-/* Keeps the option word of one opcode on a queue: it is shown by tools and changes nothing in this bus. 0 or -1:
- * EBADF (no such queue), ENOSPC (more than 512 opcodes). */
+/* Keeps the option word of one opcode on a queue: it is shown by tools and changes nothing in this bus. 0 or
+ * -1: EBADF (no such queue), ENOSPC (more than 512 opcodes). */
 int mts_options_set(uint32_t queue, uint32_t opcode, uint32_t value);
 [[nodiscard]] bool mts_options_get(uint32_t queue, uint32_t opcode, uint32_t *value);
 
@@ -102,36 +104,39 @@ struct mts_opts {
     uint32_t vdc; /* source VDC; 0 with a request = the request's */
 };
 
-/* Sends 'size' bytes to a node and SAP, or, with 'request' given, as the answer to it (opcode 0 = the request's).
- * Never blocks: a connection that does not take its messages has a bounded queue, and what does not fit is
- * dropped and counted. 0 or -1: EBADF (queue), EMSGSIZE, EHOSTUNREACH (nobody listens there, or the asker has
- * gone), ENOBUFS (dropped). 'flags' is not used. */
+/* Sends 'size' bytes to a node and SAP, or, with 'request' given, as the answer to it (opcode 0 = the
+ * request's). Never blocks: a connection that does not take its messages has a bounded queue, and what does
+ * not fit is dropped and counted. 0 or -1: EBADF (queue), EMSGSIZE, EHOSTUNREACH (nobody listens there, or
+ * the asker has gone), ENOBUFS (dropped). 'flags' is not used. */
 int mts_send(uint32_t queue, uint32_t node, uint32_t sap, uint32_t opcode, const void *payload, size_t size,
              int flags, const mts_msg *request, const mts_opts *options);
 
 /* Token of the last question sent from 'queue'; 0 = none yet. */
 uint32_t mts_rr_token_get(uint32_t queue);
 
-/* Waits for the answer with 'token' on 'queue'; other messages of the queue stay, in order. The answer is to be
- * given to mts_drop() before the next question. 0 or -1: EBADF, ETIMEDOUT, ENOBUFS (depth of the queue, or 64 MiB,
- * reached while waiting), EBUSY (last answer not dropped), EDEADLK (in-process transport and no answer there). */
+/* Waits for the answer with 'token' on 'queue'; other messages of the queue stay, in order. The answer is to
+ * be given to mts_drop() before the next question. 0 or -1: EBADF, ETIMEDOUT, ENOBUFS (depth of the queue, or
+ * 64 MiB, reached while waiting), EBUSY (last answer not dropped), EDEADLK (in-process transport and no
+ * answer there). */
 int mts_recv(uint32_t queue, uint32_t token, mts_msg **message);
 
 /* Gives a received message back; its payload is no longer valid. Null is no fault. */
 void mts_drop(mts_msg *message);
 
-/* Keeps a received message, in place, after its handler has returned, so that it can be answered later; the queue
- * goes on with another buffer. Ends with mts_drop(). 0, ENOMEM, or ENOBUFS (MTS_HELD_MAX are held already). */
+/* Keeps a received message, in place, after its handler has returned, so that it can be answered later; the
+ * queue goes on with another buffer. Ends with mts_drop(). 0, ENOMEM, or ENOBUFS (MTS_HELD_MAX are held
+ * already). */
 constexpr uint32_t MTS_HELD_MAX = 64;
 [[nodiscard]] int mts_hold(mts_msg *message);
 
-/* For the engine. Looks for new messages, for at most 'timeout_ns' (negative = for ever, 0 = not at all); returns
- * early for mts_wake() and for signals. 0 or an errno (EDEADLK: in-process transport, waiting for ever). */
+/* For the engine. Looks for new messages, for at most 'timeout_ns' (negative = for ever, 0 = not at all);
+ * returns early for mts_wake() and for signals. 0 or an errno (EDEADLK: in-process transport, waiting for
+ * ever). */
 int mts_wait(int64_t timeout_ns);
 /* True when the queue holds a message; reads from the connections known to be ready, makes no wait. */
 [[nodiscard]] bool mts_queue_ready(uint32_t queue);
-/* The next message of the queue, in place in the queue's buffer until mts_drop(). 0 or -1: EBADF, EAGAIN (none),
- * EBUSY (the last one is not dropped yet). */
+/* The next message of the queue, in place in the queue's buffer until mts_drop(). 0 or -1: EBADF, EAGAIN
+ * (none), EBUSY (the last one is not dropped yet). */
 int mts_queue_receive(uint32_t queue, mts_msg **message);
 /* Ends a running or the next mts_wait() at once. May be called from a signal handler. */
 void mts_wake();

@@ -32,8 +32,8 @@ struct bus_client {
     uint8_t frame[BUS_FRAME_MAX];
 };
 
-/* What is left of a time-out. It ends when the clock says so or, with a clock that stands still, when a wait has
- * taken all of it. */
+/* What is left of a time-out. It ends when the clock says so or, with a clock that stands still, when a wait
+ * has taken all of it. */
 struct deadline {
     int timeout_ms; /* -1 = none */
     uint64_t begin_ns;
@@ -220,7 +220,8 @@ int bus_client_respond(bus_client *client, const mts_msg *question, const void *
     return send_frame(connection, &message, BUS_FRAME_MESSAGE, &limit);
 }
 
-/* One frame of a connection that is said to be readable. EAGAIN: none after all, or not a frame of this bus. */
+/* One frame of a connection that is said to be readable. EAGAIN: none after all, or not a frame of this
+ * bus. */
 static int receive_frame(bus_client *client, bus_connection *connection, mts_msg *message,
                          bus_frame_kind *kind) {
     const ssize_t got = recv(connection->fd, client->frame, sizeof client->frame, MSG_DONTWAIT | MSG_TRUNC);

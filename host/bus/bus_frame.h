@@ -1,5 +1,6 @@
-/* host/bus/bus_frame.h: the bytes of one message on a socket: a header of 48 bytes, then the payload. One frame is
- * one packet. Every number of the header is big-endian; docs/bus.md is the description for others. */
+/* host/bus/bus_frame.h: the bytes of one message on a socket: a header of 48 bytes, then the payload. One
+ * frame is one packet. Every number of the header is big-endian; docs/bus.md is the description for
+ * others. */
 #pragma once
 
 #include "host/bus/bus.h"
@@ -24,9 +25,9 @@ bus_subscription bus_subscription_decode(const uint8_t in[BUS_FRAME_SUBSCRIPTION
 /* Writes the header of 'message' (payload_size is its length field) to 'out'. */
 void bus_frame_encode(const mts_msg *message, bus_frame_kind kind, uint8_t out[BUS_FRAME_HEADER]);
 
-/* Reads a frame of 'size' bytes: fills 'message' (its payload points into 'frame') and 'kind'. EBADMSG: shorter
- * than the header, wrong magic, version or kind, or a length field that does not agree with 'size'; the message
- * is then unchanged. Does not set queue and peer. */
+/* Reads a frame of 'size' bytes: fills 'message' (its payload points into 'frame') and 'kind'. EBADMSG:
+ * shorter than the header, wrong magic, version or kind, or a length field that does not agree with 'size';
+ * the message is then unchanged. Does not set queue and peer. */
 [[nodiscard]] int bus_frame_decode(uint8_t *frame, size_t size, mts_msg *message, bus_frame_kind *kind);
 
 uint32_t bus_get_u32(const uint8_t *at);

@@ -1,13 +1,13 @@
-/* host/bus/bus_local.h: the in-process transport's other end, for tests: put messages into the queues that the
- * process has bound, and take what it sent. Steady traffic makes no allocation. One thread. */
+/* host/bus/bus_local.h: the in-process transport's other end, for tests: put messages into the queues that
+ * the process has bound, and take what it sent. Steady traffic makes no allocation. One thread. */
 #pragma once
 
 #include "host/bus/bus.h"
 
 #include <vector>
 
-/* Puts a copy of 'message' (destination.sap names the queue) behind what waits there. 0, ENOENT (SAP not bound),
- * EMSGSIZE, or ENOBUFS when the queue's depth is reached (counted as dropped). */
+/* Puts a copy of 'message' (destination.sap names the queue) behind what waits there. 0, ENOENT (SAP not
+ * bound), EMSGSIZE, or ENOBUFS when the queue's depth is reached (counted as dropped). */
 [[nodiscard]] int mts_local_inject(const mts_msg *message);
 
 /* Puts raw frame bytes, as a hostile client would send them. Errors as above. */

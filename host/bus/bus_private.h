@@ -34,11 +34,12 @@ struct mts_transport {
     int (*open)(const mts_config *config);
     void (*close)();
     int (*bind)(mts_queue *queue); /* queue->handle and sap are set */
-    /* The next frame of a queue into 'buffer' (BUS_FRAME_MAX bytes). '*size' may pass the buffer: the rest of a
-     * frame that is too long is lost. EAGAIN: none. */
+    /* The next frame of a queue into 'buffer' (BUS_FRAME_MAX bytes). '*size' may pass the buffer: the rest of
+     * a frame that is too long is lost. EAGAIN: none. */
     int (*receive)(mts_queue *queue, uint8_t *buffer, size_t *size, uint32_t *peer);
     int (*wait)(int64_t timeout_ns); /* as mts_wait() */
-    /* To message->peer, or, if that is 0, to whoever listens at message->destination. EHOSTUNREACH, ENOBUFS. */
+    /* To message->peer, or, if that is 0, to whoever listens at message->destination. EHOSTUNREACH,
+     * ENOBUFS. */
     int (*send)(const mts_msg *message, bus_frame_kind kind);
     int (*subscribe)(uint32_t peer, const bus_subscription *subscription); /* ENOSPC */
 };

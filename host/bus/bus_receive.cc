@@ -6,8 +6,8 @@
 #include <cstdlib>
 #include <cstring>
 
-/* Frames that are no message (garbage, subscriptions) and may be worked off in one go. A sender of garbage alone
- * so gets no more of a turn than others do. */
+/* Frames that are no message (garbage, subscriptions) and may be worked off in one go. A sender of garbage
+ * alone so gets no more of a turn than others do. */
 constexpr uint32_t FRAMES_PER_LOOK = 64;
 
 static struct {
@@ -131,8 +131,8 @@ static bool answer_waiting(mts_queue *queue, uint32_t token, mts_slot *slot) {
     return false;
 }
 
-/* Takes what has come: 0 with the answer in 'slot', all else put aside; EAGAIN; ENOBUFS: no more can be put aside, so
- * no more is read. */
+/* Takes what has come: 0 with the answer in 'slot', all else put aside; EAGAIN; ENOBUFS: no more can be put
+ * aside, so no more is read. */
 static int answer_take(mts_queue *queue, uint32_t token, mts_slot *slot) {
     for (;;) {
         if (!frame_fifo_fits(&queue->waiting, BUS_FRAME_MAX)) return ENOBUFS;

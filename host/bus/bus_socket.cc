@@ -1,5 +1,5 @@
-/* The socket transport: one listening SOCK_SEQPACKET socket for each SAP, all of them and their connections watched
- * by one epoll descriptor. */
+/* The socket transport: one listening SOCK_SEQPACKET socket for each SAP, all of them and their connections
+ * watched by one epoll descriptor. */
 #include "host/bus/bus_private.h"
 #include "host/bus/run_directory.h"
 #include "host/bus/socket_peer.h"
@@ -66,7 +66,8 @@ static void socket_close() {
     sock.open = false;
 }
 
-/* The lock tells a running process from sockets that a dead one left: it goes with the process, however that ends. */
+/* The lock tells a running process from sockets that a dead one left: it goes with the process, however that
+ * ends. */
 static int lock_slot() {
     sock.lock = openat(sock.directory, "lock", O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
     if (sock.lock < 0) return errno;
@@ -237,7 +238,8 @@ static bool peer_wants(const socket_peer *peer, const mts_address *address) {
     return false;
 }
 
-/* A notice goes to all who asked for the address; a question to the first of them, since one answer is wanted. */
+/* A notice goes to all who asked for the address; a question to the first of them, since one answer is
+ * wanted. */
 static int send_to_address(const mts_msg *message, const uint8_t header[BUS_FRAME_HEADER]) {
     int worst = EHOSTUNREACH;
     bool delivered = false;

@@ -1,5 +1,5 @@
-/* host/bus/frame_fifo.h: frames of any length, first in first out, in one block of memory that is used again and
- * again. It grows up to a bound and never above; an empty one costs nothing. One thread. */
+/* host/bus/frame_fifo.h: frames of any length, first in first out, in one block of memory that is used again
+ * and again. It grows up to a bound and never above; an empty one costs nothing. One thread. */
 #pragma once
 
 #include <cstddef>
@@ -25,8 +25,8 @@ struct frame_view {
 /* Whether the bounds allow one more frame of 'size' bytes. */
 [[nodiscard]] bool frame_fifo_fits(const frame_fifo *fifo, size_t size);
 
-/* Puts head + body as one frame behind the others; 'tag' comes back with it. 0, or ENOBUFS: a bound is reached, or
- * memory is short; nothing has changed then. */
+/* Puts head + body as one frame behind the others; 'tag' comes back with it. 0, or ENOBUFS: a bound is
+ * reached, or memory is short; nothing has changed then. */
 [[nodiscard]] int frame_fifo_push(frame_fifo *fifo, uint32_t tag, const void *head, size_t head_size,
                                   const void *body, size_t body_size);
 

@@ -1,4 +1,5 @@
-/* Names of the opcodes that travel on this bus, and the SAP of the card that serves each; 0 = not a card's. */
+/* Names of the opcodes that travel on this bus, and the SAP of the card that serves each; 0 = not a
+ * card's. */
 #include "host/bus/bus.h"
 
 #include <algorithm>

@@ -122,8 +122,8 @@ void socket_peers_reset() {
     table.made = false;
 }
 
-/* An empty packet and the end of the connection both read as 0 bytes: it is the end when the other side has closed
- * and nothing more is there. */
+/* An empty packet and the end of the connection both read as 0 bytes: it is the end when the other side has
+ * closed and nothing more is there. */
 static bool is_end(const socket_peer *peer) {
     int left = 0;
     pollfd state = {peer->fd, POLLIN | POLLRDHUP, 0};

@@ -1,5 +1,5 @@
-/* host/bus/socket_peer.h: the connections of the socket transport: who may connect, what each may be sent, and
- * which of them have something to read. For host/bus/ only. */
+/* host/bus/socket_peer.h: the connections of the socket transport: who may connect, what each may be sent,
+ * and which of them have something to read. For host/bus/ only. */
 #pragma once
 
 #include "host/bus/bus_private.h"

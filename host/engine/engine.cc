@@ -34,7 +34,8 @@ int fu_init_arg_ascii_gen_info(fu_init_arg *arg, int (*ascii_gen)(void *context)
     return arg->ascii_gen == nullptr ? FU_EINVAL : 0;
 }
 
-/* What a dead run left behind must go before the first database is opened; what it left to restart from must stay. */
+/* What a dead run left behind must go before the first database is opened; what it left to restart from must
+ * stay. */
 static int services_open() {
     if (fu_is_stateless_restart() && store_remove_leftovers() != STORE_OK) return FU_ESTART;
     for (uint32_t i = 0; i < engine.global.arg.service_count; i++)

@@ -1,6 +1,6 @@
-/* host/engine/engine.h: the event engine that drives the process. It owns the loop: dequeue an event, demux it, free
- * what came of it; the process gives it the functions for that, and a table of opcodes. Statuses are 0 or a
- * number of the framework (15 bad argument, 18 unknown opcode, 77 start failed). One thread. */
+/* host/engine/engine.h: the event engine that drives the process. It owns the loop: dequeue an event, demux
+ * it, free what came of it; the process gives it the functions for that, and a table of opcodes. Statuses are
+ * 0 or a number of the framework (15 bad argument, 18 unknown opcode, 77 start failed). One thread. */
 #pragma once
 
 #include "host/bus/fu_mts.h"
@@ -102,14 +102,14 @@ extern fu_global *fu_global_get(); /* never null; opcodes is null before fu_glob
 [[nodiscard]] int fu_init_arg_add_pss_service(fu_init_arg *arg, const fu_pss_service_arg *service);
 [[nodiscard]] int fu_init_arg_ascii_gen_info(fu_init_arg *arg, int (*ascii_gen)(void *context));
 
-/* Builds the opcode table (an opcode may stand twice if both rows have the same handlers), decides between cold
- * start and restart (see fu_is_stateless_restart), removes what a dead run left in the store on a cold start,
- * and opens the services. 0; FU_ESTART: two different rows for one opcode, a service refused; FU_EINVAL: a
- * callback is missing. */
+/* Builds the opcode table (an opcode may stand twice if both rows have the same handlers), decides between
+ * cold start and restart (see fu_is_stateless_restart), removes what a dead run left in the store on a cold
+ * start, and opens the services. 0; FU_ESTART: two different rows for one opcode, a service refused;
+ * FU_EINVAL: a callback is missing. */
 [[nodiscard]] int fu_global_initialize(fu_init_arg *arg);
 
-/* True when the process starts without usable stored state (cold start), false when the store survived. The host
- * may set it before fu_global_initialize(); otherwise the store is asked. */
+/* True when the process starts without usable stored state (cold start), false when the store survived. The
+ * host may set it before fu_global_initialize(); otherwise the store is asked. */
 [[nodiscard]] bool fu_is_stateless_restart();
 void fu_stateless_restart_set(bool cold);
 
@@ -155,33 +155,35 @@ struct fu_sel {
 /* Prepares a selector; it becomes the one of fu_fsm_step(). 0 or FU_EINVAL. */
 [[nodiscard]] int fu_priority_select_init(fu_sel *selector, int options);
 
-/* Adds a source. A source of weight w gets w turns in a round while it has work, in rotation with the others; a
- * negative weight is served when no other source is ready. 0, FU_EINVAL (unknown type, weight 0, condition queue
- * missing), FU_ENOMEM. */
+/* Adds a source. A source of weight w gets w turns in a round while it has work, in rotation with the others;
+ * a negative weight is served when no other source is ready. 0, FU_EINVAL (unknown type, weight 0, condition
+ * queue missing), FU_ENOMEM. */
 [[nodiscard]] int fu_priority_select_add_queue(fu_sel *selector, int type, int weight, uint32_t handle,
                                                fu_cq *cq, bool (*predicate)(void *), int id);
 
-/* Waits until a source is ready or the time-out (null = none) has passed; signals do not end the wait. Returns
- * the source whose turn it is, or null. '*error' is 0, or FU_SELECT_ERROR with an errno in the low 12 bits; a stop
- * request ends the wait with EINTR there. */
+/* Waits until a source is ready or the time-out (null = none) has passed; signals do not end the wait.
+ * Returns the source whose turn it is, or null. '*error' is 0, or FU_SELECT_ERROR with an errno in the low 12
+ * bits; a stop request ends the wait with EINTR there. */
 constexpr uint32_t FU_SELECT_ERROR = 0x41c00000;
 const fu_src *fu_priority_select(fu_sel *selector, const struct timeval *timeout, uint32_t *error);
 
 /* ---- loop ---- */
 
-/* Runs the loop until fu_fsm_stop(). A status of dequeue or demux is counted, logged (fu_log_set) and survived. */
+/* Runs the loop until fu_fsm_stop(). A status of dequeue or demux is counted, logged (fu_log_set) and
+ * survived. */
 void fu_fsm_engine();
 
-/* For tests: one turn without waiting. With no source ready it runs the timers that are due. False when there was
- * nothing to do. */
+/* For tests: one turn without waiting. With no source ready it runs the timers that are due. False when there
+ * was nothing to do. */
 bool fu_fsm_step();
 
 /* Ends the loop after the turn in progress. May be called from a signal handler. */
 void fu_fsm_stop();
 [[nodiscard]] bool fu_fsm_stop_requested();
 
-/* With 'flag' 1 the loop does not drop 'message' when its handler returns: the handler answers it later and gives
- * it to fu_mts_drop() itself. 0 or an errno, as mts_hold(). 'context' and another 'flag' are not used. */
+/* With 'flag' 1 the loop does not drop 'message' when its handler returns: the handler answers it later and
+ * gives it to fu_mts_drop() itself. 0 or an errno, as mts_hold(). 'context' and another 'flag' are not
+ * used. */
 [[nodiscard]] int fu_fsm_context_set_out_flag(void *context, int flag, mts_msg *message);
 
 /* ---- health ---- */
@@ -189,8 +191,8 @@ void fu_fsm_stop();
 void fu_sysmgr_update_and_send_heartbeat(int argument);
 void fu_condnal_cleanup_done();
 
-/* Busy time without a heartbeat that is still healthy, in nanoseconds; 0 = not watched. A turn's begin counts as
- * a beat. */
+/* Busy time without a heartbeat that is still healthy, in nanoseconds; 0 = not watched. A turn's begin counts
+ * as a beat. */
 void fu_watchdog_set(uint64_t limit_ns);
 
 struct fu_counters {

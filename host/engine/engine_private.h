@@ -8,7 +8,8 @@ struct fu_hash {
     uint32_t mask;
 };
 
-/* Builds the table over 'rows' (borrowed). 0; FU_ENOMEM; FU_ESTART: two rows of one opcode with unlike handlers. */
+/* Builds the table over 'rows' (borrowed). 0; FU_ENOMEM; FU_ESTART: two rows of one opcode with unlike
+ * handlers. */
 [[nodiscard]] int fu_hash_build(fu_hash *table, mts_row *rows, uint32_t count);
 void fu_hash_free(fu_hash *table);
 

@@ -1,14 +1,14 @@
-/* The weighted selector. In a round each source of weight w has w turns; the turns go round among the sources that
- * have work and turns left, so that a heavy source is spread over the round and does not come as one block. When no
- * source with work has a turn left, the next round begins. */
+/* The weighted selector. In a round each source of weight w has w turns; the turns go round among the sources
+ * that have work and turns left, so that a heavy source is spread over the round and does not come as one
+ * block. When no source with work has a turn left, the next round begins. */
 #include "host/engine/engine_private.h"
 
 #include <sys/time.h>
 
 #include <cerrno>
 
-/* The transport is asked for news when nothing known is ready, and at least every so many turns: a system call for
- * each turn would cost more than a small message. */
+/* The transport is asked for news when nothing known is ready, and at least every so many turns: a system
+ * call for each turn would cost more than a small message. */
 constexpr uint32_t TURNS_PER_POLL = 8;
 
 int fu_priority_select_init(fu_sel *selector, int) {
@@ -117,8 +117,8 @@ static uint32_t select_error(int status) { return FU_SELECT_ERROR | (static_cast
 const fu_src *fu_priority_select(fu_sel *selector, const timeval *timeout, uint32_t *error) {
     *error = 0;
     const int64_t limit = nanoseconds(timeout);
-    /* A wait that ends early (a signal, a connection without a message) is taken up again only when it has no limit;
-     * with one, the caller looks at its timers and comes back. */
+    /* A wait that ends early (a signal, a connection without a message) is taken up again only when it has no
+     * limit; with one, the caller looks at its timers and comes back. */
     for (bool waited = false;;) {
         if (fu_fsm_stop_requested()) {
             *error = select_error(EINTR);

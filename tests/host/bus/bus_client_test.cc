@@ -8,8 +8,8 @@
 #include <cerrno>
 #include <thread>
 
-/* The process's end runs on a thread of its own here: the client's calls wait for it. Only one of the two threads
- * touches the process's end at any time. */
+/* The process's end runs on a thread of its own here: the client's calls wait for it. Only one of the two
+ * threads touches the process's end at any time. */
 struct bus_client_pair : socket_rig {
     bus_client *client = nullptr;
 

@@ -1,5 +1,5 @@
-/* tests/host/bus/socket_rig.h: a process's end of the bus over real sockets, in a private root directory; the test
- * itself plays the clients. */
+/* tests/host/bus/socket_rig.h: a process's end of the bus over real sockets, in a private root directory; the
+ * test itself plays the clients. */
 #pragma once
 
 #include "host/bus/bus.h"
@@ -72,7 +72,8 @@ struct socket_rig : testing::Test {
     static void raw_send(int fd, const std::vector<uint8_t> &frame) {
         EXPECT_EQ(send(fd, frame.data(), frame.size(), MSG_NOSIGNAL), static_cast<ssize_t>(frame.size()));
     }
-    /* Receives the opcodes that wait on a queue; 'answer' sends each back an answer of so many bytes (-1 = none). */
+    /* Receives the opcodes that wait on a queue; 'answer' sends each back an answer of so many bytes (-1 =
+     * none). */
     static std::vector<uint32_t> serve(uint32_t queue, int answer = -1) {
         std::vector<uint32_t> opcodes;
         const std::vector<uint8_t> bytes(answer < 0 ? 0 : static_cast<size_t>(answer));
