@@ -65,6 +65,9 @@ bool ufib_pi_adj_is_global(const void *adj) {
 uint32_t ufib_pi_adj_get_acl_refcount(const void *adj) {
     return adj == nullptr ? 0 : uint32_t{adj_of(adj)->pbr_count} + adj_of(adj)->wccp_count;
 }
+bool ufib_pi_adj_is_v4(const void *adj) {
+    return adj != nullptr && ufib_adj_family(adj_of(adj)).index == UFIB_STATS_V4;
+}
 bool ufib_pi_adj_is_peer_gw(const void *adj) { return has_flag(adj, UFIB_ADJ_PEER_GW); }
 void *ufib_pi_adj_get_platform_space(void *adj) {
     return adj == nullptr ? nullptr : ufib_adj_platform_space(static_cast<ufib_adj *>(adj));
