@@ -200,9 +200,14 @@ static int all_writes_ready() {
 static bool table_required(const ufib_platform_table_request *request) {
     return fake.table_required && fake.tables_not_required.count(request->table_id) == 0;
 }
+static void cli_show_command(cmd_handle *handle, uint32_t vdc_id, uint32_t command) {
+    note("cli_show_command " + number(command));
+    if (fake.show_command != nullptr) fake.show_command(handle, vdc_id, command);
+}
 static bool optimize_wildcard_table() { return fake.optimize_wildcard; }
 
 static void ufib_api_init(ufib_platform_api *api, ufib_platform_caps *caps, int) {
+    api->cli_show_command = cli_show_command;
     api->insert_v4_table = insert_v4_table;
     api->insert_v6_table = insert_v6_table;
     api->delete_v4_table = delete_v4_table;

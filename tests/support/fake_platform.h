@@ -32,7 +32,8 @@ struct fake_platform {
     bool optimize_wildcard = false;
     std::map<uint32_t, bool> tables_not_required; /* by table id */
     ufib_platform_caps caps;
-    uint32_t restarts; /* api_init calls with the restart flag */
+    void (*show_command)(cmd_handle *, uint32_t, uint32_t); /* serves commands of the library's own */
+    uint32_t restarts;                                      /* api_init calls with the restart flag */
 };
 extern fake_platform fake;
 

@@ -173,13 +173,13 @@ std::vector<rig_message> lcfwd_rig::take(uint32_t opcode) {
 static bool record_note(void *ctx, const void *key, uint32_t key_len, const void *value, uint32_t value_len) {
     const uint8_t *k = static_cast<const uint8_t *>(key);
     const uint8_t *v = static_cast<const uint8_t *>(value);
-    auto *out = static_cast<std::map<bytes, bytes> *>(ctx);
-    (*out)[bytes(k, k + key_len)] = bytes(v, v + value_len);
+    auto *out = static_cast<std::map<std::string, std::string> *>(ctx);
+    (*out)[hex_from_bytes(bytes(k, k + key_len))] = hex_from_bytes(bytes(v, v + value_len));
     return true;
 }
 
-std::map<bytes, bytes> lcfwd_rig::records(const std::string &file) const {
-    std::map<bytes, bytes> out;
+std::map<std::string, std::string> lcfwd_rig::records(const std::string &file) const {
+    std::map<std::string, std::string> out;
     const std::string path = root + "/dev/shm/lcfwd_" + file;
     if (!std::filesystem::exists(path)) return out;
     if (store_inspect_file(path.c_str(), record_note, &out, nullptr) != 0) {

@@ -81,8 +81,9 @@ public:
     std::vector<rig_message> take();
     std::vector<rig_message> take(uint32_t opcode); /* of one opcode; the others are forgotten too */
 
-    /* The records of a database file ("prefix_vdc_1", "vdc"), as another process would read them. */
-    std::map<bytes, bytes> records(const std::string &file) const;
+    /* The records of a database file ("prefix_vdc_1", "vdc"), as another process would read them: keys and values in
+     * hex digits. */
+    std::map<std::string, std::string> records(const std::string &file) const;
     std::string log_text() const; /* the text log from its beginning */
     bool log_has(const std::string &text) const { return log_text().find(text) != std::string::npos; }
     /* Rendered records of the binary trace of a VDC that begin with 'prefix'. */
