@@ -1,10 +1,10 @@
 /* host/command/command.h: operators' commands as a process sees them: a request with a number, attributes and
- * maybe a cookie; output in typed pieces; one terminal answer. The bytes stand in command_wire.h, the rendering of
- * the output as text or as JSON in command_render.h.
+ * maybe a cookie; output in typed pieces; one terminal answer. The bytes stand in command_wire.h, the
+ * rendering of the output as text or as JSON in command_render.h.
  *
- * A handle is the service's own; it is good until the next cmd_req_handle_get(). Output is collected in a fixed
- * buffer that goes to the client, as a part of the answer, whenever it is full: output has no limit and needs no
- * allocation. One thread, one request at a time. */
+ * A handle is the service's own; it is good until the next cmd_req_handle_get(). Output is collected in a
+ * fixed buffer that goes to the client, as a part of the answer, whenever it is full: output has no limit and
+ * needs no allocation. One thread, one request at a time. */
 #pragma once
 
 #include <concepts>
@@ -18,7 +18,8 @@ inline constexpr uint32_t CMD_COOKIE_MAX = 1024;
 inline constexpr uint32_t CMD_PIECE_ARGS_MAX = 32;
 
 /* ---- start ---- */
-/* The queue on which requests arrive and from which answers leave. 0, or the status of cmd_fail_next_init(). */
+/* The queue on which requests arrive and from which answers leave. 0, or the status of cmd_fail_next_init().
+ */
 [[nodiscard]] int cmd_backend_init(uint32_t queue);
 void cmd_fail_next_init(int status);
 void cmd_reset(); /* process teardown */
@@ -29,8 +30,8 @@ void cli_set_dynamic_integer_range(const char *token, uint32_t low, uint32_t hig
 [[nodiscard]] int cli_get_dynamic_integer_range(const char *token, uint32_t *low, uint32_t *high);
 
 /* ---- request ---- */
-/* Takes the request out of a message and starts its output anew. 0, or EBADMSG when the message is shorter than it
- * says ('*out' is null; the sender's request is rejected by the caller or stays unanswered). */
+/* Takes the request out of a message and starts its output anew. 0, or EBADMSG when the message is shorter
+ * than it says ('*out' is null; the sender's request is rejected by the caller or stays unanswered). */
 [[nodiscard]] int cmd_req_handle_get(mts_msg *message, cmd_handle **out);
 [[nodiscard]] uint32_t cmd_req_vdc_get(const cmd_handle *handle);
 [[nodiscard]] bool cmd_req_action_is_get(const cmd_handle *handle); /* show, not set or clear */
@@ -55,8 +56,8 @@ void cmd_req_route_context_get(const cmd_handle *handle, char *name, size_t size
 /* The cookie that the answer before gave, or null and a length of 0. It lies in the request. */
 [[nodiscard]] const void *cmd_req_cookie_get(const cmd_handle *handle, uint32_t *length);
 
-/* ---- terminal answers: exactly one for a request; a second one is dropped and counted. 0, or -1 when the bus
- * refused the answer. ---- */
+/* ---- terminal answers: exactly one for a request; a second one is dropped and counted. 0, or -1 when the
+ * bus refused the answer. ---- */
 int cmd_rep_send_ok(cmd_handle *handle);
 int cmd_rsp_send_ok(cmd_handle *handle); /* another name for it */
 int cmd_rep_send_nok(cmd_handle *handle, int code, const char *text);
@@ -92,8 +93,8 @@ struct cmd_arg {
     uint8_t data[17];
 };
 
-/* Wraps 'length' bytes at 'data' (texts: any length up to 65535; others: numbers in host order, addresses in network
- * order, with the size of their type). 0 or EINVAL when the length is not that of the type. */
+/* Wraps 'length' bytes at 'data' (texts: any length up to 65535; others: numbers in host order, addresses in
+ * network order, with the size of their type). 0 or EINVAL when the length is not that of the type. */
 [[nodiscard]] int cmd_prt_arg_make(cmd_arg *out, cmd_arg_type type, const void *data, size_t length);
 
 [[nodiscard]] cmd_arg cmd_text(const char *text, const char *key = nullptr);
@@ -108,9 +109,10 @@ struct cmd_arg {
 [[nodiscard]] cmd_arg cmd_ipv6_net(const void *bytes16, uint8_t mask, const char *key = nullptr);
 [[nodiscard]] cmd_arg cmd_mac(const uint8_t mac[6], const char *key = nullptr);
 
-/* Adds a piece: a printf-like format whose conversions (%s %d %i %u %x %X %o %c %f, with flags, width, precision and
- * length letters) take the values in turn; %s takes every type in its own form. 0; EINVAL for more than
- * CMD_PIECE_ARGS_MAX values or a piece that no buffer holds (nothing is added); -1 when a part could not be sent. */
+/* Adds a piece: a printf-like format whose conversions (%s %d %i %u %x %X %o %c %f, with flags, width,
+ * precision and length letters) take the values in turn; %s takes every type in its own form. 0; EINVAL for
+ * more than CMD_PIECE_ARGS_MAX values or a piece that no buffer holds (nothing is added); -1 when a part
+ * could not be sent. */
 int cmd_prt_args(cmd_handle *handle, const char *format, const cmd_arg *args, uint32_t count);
 
 template <class... types>
@@ -127,8 +129,8 @@ requires(std::same_as<types, cmd_arg> &&...) inline int cmd_prt(cmd_handle *hand
 /* Adds text that only people want: heads of columns, ruled lines. JSON leaves it out. */
 int cmd_prt_decoration(cmd_handle *handle, const char *text);
 
-/* Structure for JSON, nothing in text: a list of rows in the present object, a row of it, and an object with a name.
- * A list that the continuation of an answer begins again under the same name goes on. */
+/* Structure for JSON, nothing in text: a list of rows in the present object, a row of it, and an object with
+ * a name. A list that the continuation of an answer begins again under the same name goes on. */
 int cmd_prt_list_begin(cmd_handle *handle, const char *name);
 int cmd_prt_list_end(cmd_handle *handle);
 int cmd_prt_row_begin(cmd_handle *handle);

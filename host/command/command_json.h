@@ -1,7 +1,8 @@
 /* host/command/command_json.h: pieces as JSON, written as they come. Inside host/command only.
  *
- * The end of a list is written late: when the next piece begins a list of the same name, the list simply goes on.
- * That joins the lists of an answer that comes in several messages without keeping any of them in memory. */
+ * The end of a list is written late: when the next piece begins a list of the same name, the list simply goes
+ * on. That joins the lists of an answer that comes in several messages without keeping any of them in memory.
+ */
 #pragma once
 
 #include "host/command/command_wire.h"
@@ -31,5 +32,6 @@ struct json_writer {
 
 void json_begin(json_writer *writer, std::string *out);
 void json_end(json_writer *writer);
-/* 0, or EBADMSG for an end that nothing began or for too many levels. The values of the piece are checked already. */
+/* 0, or EBADMSG for an end that nothing began or for too many levels. The values of the piece are checked
+ * already. */
 [[nodiscard]] int json_piece(json_writer *writer, const cmd_piece *piece);

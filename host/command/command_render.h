@@ -1,11 +1,11 @@
-/* host/command/command_render.h: output of commands, as text for people or as JSON for programs, from the same
- * pieces. A client feeds it the answers as they come; text and JSON leave it at once, so that an output of any
- * length needs little memory.
+/* host/command/command_render.h: output of commands, as text for people or as JSON for programs, from the
+ * same pieces. A client feeds it the answers as they come; text and JSON leave it at once, so that an output
+ * of any length needs little memory.
  *
- * JSON: the whole output is one object. A value becomes a member under its key; without one the key is the text
- * before it, in lower case, words joined by '_'. A key that the object has already gets "_2", "_3" and so on. Texts
- * without values are collected in the member "text" at the end of their object. Numbers stay numbers (64-bit ones
- * also), addresses and MACs become strings. */
+ * JSON: the whole output is one object. A value becomes a member under its key; without one the key is the
+ * text before it, in lower case, words joined by '_'. A key that the object has already gets "_2", "_3" and
+ * so on. Texts without values are collected in the member "text" at the end of their object. Numbers stay
+ * numbers (64-bit ones also), addresses and MACs become strings. */
 #pragma once
 
 #include "host/command/command_wire.h"

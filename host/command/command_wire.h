@@ -1,17 +1,18 @@
 /* host/command/command_wire.h: the bytes of requests and answers of the command service, for both sides.
  *
  * Request (payload of opcode 7679), numbers big-endian:
- *   u16 VDC id | u8 action (1 get, 2 set) | u8 0 | u32 command number | u32 cookie length | cookie | attributes
+ *   u16 VDC id | u8 action (1 get, 2 set) | u8 0 | u32 command number | u32 cookie length | cookie |
+ *   attributes
  * The attributes are a TLV array (host/tlv); without any the array may be missing.
  *
  * Answer:
  *   u8 kind | u8 0 | u16 code | u32 cookie length | cookie | pieces
- * Kind 1 ok, 2 refused (code, and one text piece with the reason), 3 output complete, 4 output with a cookie: ask
- * again; 5 a part of the output, more follows by itself. All but 5 end the request.
+ * Kind 1 ok, 2 refused (code, and one text piece with the reason), 3 output complete, 4 output with a cookie:
+ * ask again; 5 a part of the output, more follows by itself. All but 5 end the request.
  *
  * Piece: u8 kind | u8 count of values | u16 bytes of the whole piece | u16 length of the text | text | values
- *   kinds: 1 print (the text is the format), 2 decoration, 3 list begin, 4 list end, 5 row begin, 6 row end, 7 object
- *   begin, 8 object end (the text of a begin is the name)
+ *   kinds: 1 print (the text is the format), 2 decoration, 3 list begin, 4 list end, 5 row begin, 6 row end,
+ *   7 object begin, 8 object end (the text of a begin is the name)
  * Value: u8 type (cmd_arg_type) | u8 length of the key | u16 length of the data | key | data
  *   numbers are big-endian, of 4 bytes for CMD_ARG_U32, else of 8. */
 #pragma once
@@ -50,8 +51,8 @@ inline constexpr uint32_t CMD_ANSWER_MAX = 65536; /* no answer is longer, head a
 /* The attribute that names the VRF of a command; its data are the name without NUL. */
 inline constexpr uint16_t CMD_ATTR_ROUTE_CONTEXT = 0xfff0;
 
-/* Writes a request without attributes; 'attributes' (a finished TLV array, may be null) follows it. The length, or
- * 0 when it does not fit. */
+/* Writes a request without attributes; 'attributes' (a finished TLV array, may be null) follows it. The
+ * length, or 0 when it does not fit. */
 [[nodiscard]] size_t cmd_request_write(void *out, size_t out_size, uint16_t vdc_id, cmd_action action,
                                        uint32_t command, const void *cookie, uint32_t cookie_length,
                                        const void *attributes, uint32_t attributes_size);

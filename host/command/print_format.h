@@ -1,5 +1,5 @@
-/* host/command/print_format.h: printf-like formats that arrive in messages, taken apart. They are never given to
- * printf: each conversion is rebuilt from checked parts. Inside host/command only. */
+/* host/command/print_format.h: printf-like formats that arrive in messages, taken apart. They are never given
+ * to printf: each conversion is rebuilt from checked parts. Inside host/command only. */
 #pragma once
 
 #include "host/command/command_wire.h"
@@ -24,7 +24,8 @@ inline constexpr int FORMAT_WIDTH_MAX = 512;
 /* Adds literal text with "%%" made "%". */
 void format_literal(std::string_view literal, std::string *out);
 
-/* Adds a value in the form that the conversion asks for; a type that does not fit the letter takes its own form. */
+/* Adds a value in the form that the conversion asks for; a type that does not fit the letter takes its own
+ * form. */
 void format_value(const format_part *part, const cmd_value *value, std::string *out);
 
 /* A value in its own form. */

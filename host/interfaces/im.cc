@@ -7,7 +7,8 @@
 #include <cerrno>
 #include <cstring>
 
-static constexpr uint32_t IM_MTRACK_TYPE = 0;
+static constexpr uint32_t IM_MTRACK_TYPE =
+    MTRACK_TYPES_MAX - 1; /* apart from the types that the process names */
 static constexpr uint16_t RESPONSE_NOTICE = 1;
 static constexpr uint16_t RESPONSE_STATUS = 2;
 

@@ -22,6 +22,7 @@ void im_fail_next_init(int status);
 [[nodiscard]] int im_parse_vmm_pld(const void *payload, size_t size, vmm_pld **out);
 void im_free_vmm_pld(vmm_pld *payload); /* null is allowed */
 
-/* The answer to a notice: a TLV array (host/tlv) with element 1, the twelve bytes of the notice, and element 2, a
- * u32 status that is 0. On 0 '*out' is the caller's, to be given back with mtrack_free(). Else ENOMEM. */
+/* The answer to a notice: a TLV array (host/tlv) with element 1, the twelve bytes of the notice, and element
+ * 2, a u32 status that is 0. On 0 '*out' is the caller's, to be given back with mtrack_free(). Else ENOMEM.
+ */
 [[nodiscard]] int im_vmm_resp_pld_to_tlv(const vmm_pld *payload, void **out, size_t *size);

@@ -1,4 +1,5 @@
-/* The configuration file: read whole, parsed into a table of its own, and put in place only when every row is good. */
+/* The configuration file: read whole, parsed into a table of its own, and put in place only when every row is
+ * good. */
 #include "host/interfaces/interface_table.h"
 
 #include <cctype>

@@ -1,7 +1,9 @@
-/* host/interfaces/interfaces.h: the interfaces and VRF contexts of the machine: one table, filled from a small text
- * file or by calls, and a numbering rule that answers for every interface that the table does not name.
+/* host/interfaces/interfaces.h: the interfaces and VRF contexts of the machine: one table, filled from a
+ * small text file or by calls, and a numbering rule that answers for every interface that the table does not
+ * name.
  *
- * The rule: the top byte of an interface index is the type of the interface, and names are made from the rest:
+ * The rule: the top byte of an interface index is the type of the interface, and names are made from the
+ * rest:
  *   0x01 "mgmt<n>"   0x09 "Vlan<n>"   0x15 "inband<n>"   0x16 "port-channel<n>"   0x17 "Null<n>"
  *   0x18 "Overlay<n>"   0x22 "Tunnel<n>"   (n is the low 24 bits)
  *   0x1a "Ethernet<slot>/<port>"   (slot is the third byte, port the low 16 bits)
@@ -11,9 +13,9 @@
  *   interface INDEX NAME [type N] [vdc N] [mac AA:BB:CC:DD:EE:FF]
  *   context VDC NAME [ipv4 TABLE] [ipv6 TABLE]
  *   bridge-domain VDC VLAN BD
- * An interface without "type" has the type of the rule; without "vdc" it is known in all contexts. As long as no
- * context row names a VDC, that VDC has one context "default" with the tables 1 and 0x80000001.
- * MACs are six bytes in the order of transmission. One thread. */
+ * An interface without "type" has the type of the rule; without "vdc" it is known in all contexts. As long as
+ * no context row names a VDC, that VDC has one context "default" with the tables 1 and 0x80000001. MACs are
+ * six bytes in the order of transmission. One thread. */
 #pragma once
 
 #include <cstddef>
@@ -42,8 +44,9 @@ struct interface_row {
     char name[IF_NAME_MAX];
 };
 
-/* Reads a file ('path' is a path of the caller, not taken below the root) in place of the whole table. 0, an errno,
- * or EBADMSG for a bad row; then the table is unchanged and '*line' (may be null) is the number of the row. */
+/* Reads a file ('path' is a path of the caller, not taken below the root) in place of the whole table. 0, an
+ * errno, or EBADMSG for a bad row; then the table is unchanged and '*line' (may be null) is the number of the
+ * row. */
 [[nodiscard]] int interfaces_load(const char *path, uint32_t *line);
 
 /* The same from text in memory; 'size' bytes. */
@@ -69,7 +72,7 @@ void interfaces_reset();
 /* The name of an index, of the table or by the rule, else "if_index 0x..."; always NUL-terminated. */
 void if_index_to_name(uint32_t if_index, char *out, size_t out_size);
 
-/* The MAC that routes on an interface: the first asks for all but VLAN interfaces, the second for these. 0 = known,
- * else ENOENT with 'mac' unchanged. */
+/* The MAC that routes on an interface: the first asks for all but VLAN interfaces, the second for these. 0 =
+ * known, else ENOENT with 'mac' unchanged. */
 [[nodiscard]] int ethpm_gldb_get_interface_router_mac(uint32_t if_index, uint32_t vdc_id, uint8_t mac[6]);
 [[nodiscard]] int svi_gldb_get_interface_router_mac(uint32_t if_index, uint32_t vdc_id, uint8_t mac[6]);

@@ -15,8 +15,8 @@ struct mtrack_account {
     uint32_t failures;
 };
 
-/* Names the types 0 to count - 1. The texts are borrowed for the life of the process. EINVAL if there are more than
- * MTRACK_TYPES_MAX names; ENOMEM when a test asked for it with mtrack_fail_next_init(). */
+/* Names the types 0 to count - 1. The texts are borrowed for the life of the process. EINVAL if there are
+ * more than MTRACK_TYPES_MAX names; ENOMEM when a test asked for it with mtrack_fail_next_init(). */
 [[nodiscard]] int mtrack_init(const char *title, uint32_t uuid, const char *const *names, uint32_t count);
 void mtrack_fail_next_init();
 

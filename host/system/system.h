@@ -1,5 +1,5 @@
-/* host/system/system.h: what the machine tells the process about itself and its start: restart reason, card and
- * slot, the context of system calls, yields and cycles. Tests and the start-up code set the answers in
+/* host/system/system.h: what the machine tells the process about itself and its start: restart reason, card
+ * and slot, the context of system calls, yields and cycles. Tests and the start-up code set the answers in
  * 'host_system_config'; what was asked of the system is counted in 'host_system_counters'. One thread. */
 #pragma once
 
@@ -31,8 +31,8 @@ struct host_system_counters {
 };
 [[nodiscard]] const host_system_counters *host_system_counters_get();
 
-/* Process teardown: configuration, counters, the current context, the capabilities and the memory accounts are as
- * at start. Blocks of mtrack_alloc() stay with their owners. */
+/* Process teardown: configuration, counters, the current context, the capabilities and the memory accounts
+ * are as at start. Blocks of mtrack_alloc() stay with their owners. */
 void host_system_reset();
 
 /* ---- process manager ---- */
@@ -54,13 +54,15 @@ struct plat_info {
 [[nodiscard]] int pfm_get_sw_card_id_from_module(int module);
 
 /* ---- configuration checker ---- */
-/* Notes that a capability is in use, so that a downgrade that lacks it can be refused. The newest 64 are kept. */
+/* Notes that a capability is in use, so that a downgrade that lacks it can be refused. The newest 64 are
+ * kept. */
 void confcheck_add_cap(uint32_t queue, uint32_t capability, uint32_t uuid, int arg1, int arg2);
 [[nodiscard]] bool confcheck_has_cap(uint32_t capability);
 
 /* ---- feature manager ---- */
-/* Reads a notice: u32 feature set, u32 status, big-endian; status 1 installed, 2 disabled, 3 enabled, others none.
- * 0, or EBADMSG (counted; the outputs are unchanged) when the payload is null or shorter than 8 bytes. */
+/* Reads a notice: u32 feature set, u32 status, big-endian; status 1 installed, 2 disabled, 3 enabled, others
+ * none. 0, or EBADMSG (counted; the outputs are unchanged) when the payload is null or shorter than 8 bytes.
+ */
 [[nodiscard]] int fm_get_feature_set_status_from_notif(const void *payload, size_t size,
                                                        uint32_t *feature_set, uint32_t *status);
 

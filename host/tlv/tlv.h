@@ -4,8 +4,8 @@
  *   array    u16 count | u16 total bytes, these four included | elements, one after the other
  *   element  u16 type  | u16 length of the data               | data, zero-padded to the alignment
  *
- * Reading never leaves the room that the caller gives, and never believes the array's own count or total beyond
- * it: an array that lies ends the walk with TLV_BAD. Nothing here allocates. Units: bytes. One thread.
+ * Reading never leaves the room that the caller gives, and never believes the array's own count or total
+ * beyond it: an array that lies ends the walk with TLV_BAD. Nothing here allocates. Units: bytes. One thread.
  * Everything is inline, because a route is taken apart and put together with it. */
 #pragma once
 
@@ -25,8 +25,8 @@ struct tlv {
 };
 static_assert(sizeof(tlv) == TLV_ELEMENT_HEAD && alignof(tlv) == 1);
 
-/* An array under construction: where its bytes lie and how many fit. The bytes are borrowed; they are whole and
- * readable after each call, so the struct may be dropped at any time. */
+/* An array under construction: where its bytes lie and how many fit. The bytes are borrowed; they are whole
+ * and readable after each call, so the struct may be dropped at any time. */
 struct tlv_aligned_array {
     uint8_t *bytes;
     uint32_t capacity; /* at most 65535 are used, the total has 16 bits */
@@ -51,8 +51,8 @@ inline uint32_t tlv_aligned_data_size_get(uint32_t length, uint32_t align = 1) {
     return TLV_ELEMENT_HEAD + tlv_padded(length, align);
 }
 
-/* Begins an empty array in 'bytes'. TLV_FULL if 'capacity' has no room for the head; nothing is written then and
- * every later add fails. */
+/* Begins an empty array in 'bytes'. TLV_FULL if 'capacity' has no room for the head; nothing is written then
+ * and every later add fails. */
 inline int tlv_aligned_array_init(tlv_aligned_array *array, void *bytes, uint32_t capacity, uint32_t align) {
     *array = {static_cast<uint8_t *>(bytes), capacity > UINT16_MAX ? UINT16_MAX : capacity, align};
     if (capacity < TLV_ARRAY_HEAD) return TLV_FULL;
@@ -61,8 +61,8 @@ inline int tlv_aligned_array_init(tlv_aligned_array *array, void *bytes, uint32_
     return TLV_OK;
 }
 
-/* Appends an element with a copy of 'data' ('length' bytes, may be null if 0). TLV_FULL when it does not fit; the
- * array is unchanged then. */
+/* Appends an element with a copy of 'data' ('length' bytes, may be null if 0). TLV_FULL when it does not fit;
+ * the array is unchanged then. */
 [[nodiscard]] inline int tlv_aligned_array_add_tlv(tlv_aligned_array *array, uint16_t type, uint16_t length,
                                                    const void *data) {
     if (array->capacity < TLV_ARRAY_HEAD) return TLV_FULL;
@@ -80,21 +80,22 @@ inline int tlv_aligned_array_init(tlv_aligned_array *array, void *bytes, uint32_
     return TLV_OK;
 }
 
-/* Bytes of a finished array, head included. 0 if 'room' has no head. Only for arrays of our own making: the number
- * is the array's own word. */
+/* Bytes of a finished array, head included. 0 if 'room' has no head. Only for arrays of our own making: the
+ * number is the array's own word. */
 inline uint32_t tlv_aligned_array_size_get(const void *bytes, uint32_t room = TLV_ARRAY_HEAD) {
     return room < TLV_ARRAY_HEAD ? 0 : tlv_read_u16(static_cast<const uint8_t *>(bytes) + 2);
 }
 
-/* The number of elements that the array claims; 0 if 'room' has no head. A loop over it still ends at the first
- * get_next that is not TLV_OK. */
+/* The number of elements that the array claims; 0 if 'room' has no head. A loop over it still ends at the
+ * first get_next that is not TLV_OK. */
 inline uint32_t tlv_aligned_array_get_num_tlvs(const void *bytes, uint32_t room) {
     return room < TLV_ARRAY_HEAD ? 0 : tlv_read_u16(static_cast<const uint8_t *>(bytes));
 }
 
-/* Steps '*cursor' to the next element; null starts at the first. 'room' is what the container has left for the
- * array. TLV_OK: the element and all its data lie within room. TLV_END: no more. TLV_BAD: the array has no head,
- * claims more than the room, or its next element passes its end. '*cursor' is unchanged if not TLV_OK. */
+/* Steps '*cursor' to the next element; null starts at the first. 'room' is what the container has left for
+ * the array. TLV_OK: the element and all its data lie within room. TLV_END: no more. TLV_BAD: the array has
+ * no head, claims more than the room, or its next element passes its end. '*cursor' is unchanged if not
+ * TLV_OK. */
 [[nodiscard]] inline int tlv_aligned_array_get_next_tlv(const void *bytes, uint32_t room, const tlv **cursor,
                                                         uint32_t align = 1) {
     if (room < TLV_ARRAY_HEAD) return TLV_BAD;

@@ -143,8 +143,8 @@ static bool head_same_shape(const bl_file_head *a, const bl_file_head *b) {
     return true;
 }
 
-/* Writes the wanted head over a file of another shape. The slots keep what they hold: their stamps do not fit the
- * positions, so nobody takes them. The magic comes last, a reader that comes first finds no trace. */
+/* Writes the wanted head over a file of another shape. The slots keep what they hold: their stamps do not fit
+ * the positions, so nobody takes them. The magic comes last, a reader that comes first finds no trace. */
 static void head_write(bl_file_head *file, const bl_file_head *wanted) {
     std::memset(file->magic, 0, sizeof file->magic);
     file->vdc_id = wanted->vdc_id;

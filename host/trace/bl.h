@@ -1,10 +1,10 @@
-/* host/trace/bl.h: the compact binary trace. A log (one for each VDC) has a ring of records for each level; the
- * rings lie in a file "/dev/shm/lctrace_bl_<vdc>_<log>" that other processes may read at any time and that outlives
- * the process: a new process goes on where the old one stopped.
+/* host/trace/bl.h: the compact binary trace. A log (one for each VDC) has a ring of records for each level;
+ * the rings lie in a file "/dev/shm/lctrace_bl_<vdc>_<log>" that other processes may read at any time and
+ * that outlives the process: a new process goes on where the old one stopped.
  *
- * A record holds an event number and typed arguments, no text: the reader makes the text with the format row of
- * the event. Writing costs a clock reading and a copy of some tens of bytes; no allocation, no system call.
- * One writing thread. See bl_reader.h for reading. */
+ * A record holds an event number and typed arguments, no text: the reader makes the text with the format row
+ * of the event. Writing costs a clock reading and a copy of some tens of bytes; no allocation, no system
+ * call. One writing thread. See bl_reader.h for reading. */
 #pragma once
 
 #include <concepts>
@@ -19,14 +19,14 @@ inline constexpr uint32_t BL_RECORD_BYTES = 192; /* fixed size of a record in th
 inline constexpr uint32_t BL_ARGS_BYTES = 160;   /* of them for arguments, each with 2 bytes of head */
 inline constexpr uint32_t BL_FORMATS_MAX = 4096;
 
-/* A level row. The high half of word 0 is the number of records of its ring, the low half the level; word 1 is kept
- * in the file for readers; the other words are zero. A row whose word 0 is 0 makes no ring. */
+/* A level row. The high half of word 0 is the number of records of its ring, the low half the level; word 1
+ * is kept in the file for readers; the other words are zero. A row whose word 0 is 0 makes no ring. */
 struct bl_level {
     uint32_t word[5];
 };
 
-/* A format row; its index is the event number. Placeholders, each taking the next argument: $s$ text, $i32$ and
- * $i64$ decimal, $i32x$ hexadecimal, $float$, $ipv4$, $ipv4&mask$, $ipv6$, $ipv6&mask$. */
+/* A format row; its index is the event number. Placeholders, each taking the next argument: $s$ text, $i32$
+ * and $i64$ decimal, $i32x$ and $i64x$ hexadecimal, $float$, $ipv4$, $ipv4&mask$, $ipv6$, $ipv6&mask$. */
 struct bl_format {
     const char *text;
 };
@@ -85,25 +85,27 @@ inline bl_arg bl_arg_of(number value) {
     return arg;
 }
 
-/* Registers the formats of a log id for all VDCs and writes them beside the rings ("lctrace_formats_<log>"). The
- * rows are copied. 0, EINVAL (log id or count out of range), or an errno of writing the file. */
+/* Registers the formats of a log id for all VDCs and writes them beside the rings ("lctrace_formats_<log>").
+ * The rows are copied. 0, EINVAL (log id or count out of range), or an errno of writing the file. */
 [[nodiscard]] int bl_reg_trace_formats(uint32_t log_id, const bl_format *rows, uint32_t count);
 
-/* Opens the log of a VDC. A file of the same shape goes on, any other is replaced. 'instance' is noted in the file.
- * 0 also when the file cannot be had and the rings lie in private memory (bl_counters says so). EINVAL: an id, a
- * level or a size out of range. EEXIST: already open. ENOMEM. */
+/* Opens the log of a VDC. A file of the same shape goes on, any other is replaced. 'instance' is noted in the
+ * file. 0 also when the file cannot be had and the rings lie in private memory (bl_counters says so). EINVAL:
+ * an id, a level or a size out of range. EEXIST: already open. ENOMEM. */
 [[nodiscard]] int bl_open(uint32_t vdc_id, uint32_t log_id, uint32_t instance, const bl_level *levels,
                           uint32_t count);
 
 /* Closes a log; the file stays for readers. ENOENT if it is not open. */
 int bl_close(uint32_t vdc_id, uint32_t log_id);
 
-/* Writes one record; see bl_log(). Arguments that find no room are cut or left out, and the record says so. */
+/* Writes one record; see bl_log(). Arguments that find no room are cut or left out, and the record says so.
+ */
 void bl_log_args(uint32_t vdc_id, uint32_t log_id, uint32_t level, uint32_t event, const bl_arg *args,
                  uint32_t count);
 
-/* bl_log(vdc, log, level, 0, 1, event, arguments...): one record of event 'event'. Without an open log, or at a
- * level without a ring, the record is dropped and counted. The fourth and fifth argument select nothing here. */
+/* bl_log(vdc, log, level, 0, 1, event, arguments...): one record of event 'event'. Without an open log, or at
+ * a level without a ring, the record is dropped and counted. The fourth and fifth argument select nothing
+ * here. */
 template <class... types>
 inline void bl_log(uint32_t vdc_id, uint32_t log_id, uint32_t level, uint32_t /*area*/, uint32_t /*flags*/,
                    uint32_t event, const types &...values) {

@@ -1,8 +1,8 @@
-/* host/trace/bl_file.h: the file of a binary trace log. Inside host/trace only.
- * The head, then for each ring 'records' slots of BL_RECORD_BYTES. Host byte order: the file never leaves the
- * machine. A slot is whole when its stamp is 2 * position + 2, with 'position' counting the records of its ring from
- * 0; the stamp is odd while the slot is written. So a reader knows both that a record is whole and which one it is,
- * and a process killed in the middle of a record leaves one that nobody takes. */
+/* host/trace/bl_file.h: the file of a binary trace log. Inside host/trace only. The head, then for each ring
+ * 'records' slots of BL_RECORD_BYTES. Host byte order: the file never leaves the machine. A slot is whole
+ * when its stamp is 2 * position + 2, with 'position' counting the records of its ring from 0; the stamp is
+ * odd while the slot is written. So a reader knows both that a record is whole and which one it is, and a
+ * process killed in the middle of a record leaves one that nobody takes. */
 #pragma once
 
 #include "host/trace/bl.h"

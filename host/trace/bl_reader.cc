@@ -114,8 +114,8 @@ static bool ring_copy(reader_ring *ring) {
     return slot->stamp.load(std::memory_order_relaxed) == whole && record->size <= BL_ARGS_BYTES;
 }
 
-/* Takes the next whole record of a ring. Ends after at most one round of the ring, because each step that fails
- * goes on to a newer record. */
+/* Takes the next whole record of a ring. Ends after at most one round of the ring, because each step that
+ * fails goes on to a newer record. */
 static bool ring_take(bl_reader *reader, reader_ring *ring) {
     while (!ring->pending) {
         const uint64_t end = ring->head->position.load(std::memory_order_acquire);

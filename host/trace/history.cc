@@ -16,8 +16,8 @@ static constexpr uint64_t HISTORY_DATA = 64; /* offset of the ring's bytes in th
 static constexpr uint32_t HISTORY_MIN = 4096;
 static constexpr uint64_t HISTORY_STEP = 65536; /* bytes that are made sure of at a time */
 
-/* 'tail' and 'head' count all bytes ever written; the ring holds those from tail up to head. The writer moves the
- * tail before it overwrites what lies there, and the head after a record is whole. */
+/* 'tail' and 'head' count all bytes ever written; the ring holds those from tail up to head. The writer moves
+ * the tail before it overwrites what lies there, and the head after a record is whole. */
 struct history_file_head {
     char magic[8];
     uint32_t uuid;
@@ -136,7 +136,8 @@ void history_close(history_ring *ring) {
     delete ring;
 }
 
-/* Writing to a file in memory that has no page left kills the process; so pages are asked for first, in steps. */
+/* Writing to a file in memory that has no page left kills the process; so pages are asked for first, in
+ * steps. */
 static bool ring_reserve(history_ring *ring, uint64_t end) {
     const uint64_t want = HISTORY_DATA + std::min<uint64_t>(end, ring->bytes);
     if (want <= ring->reserved) return true;

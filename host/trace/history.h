@@ -1,7 +1,7 @@
-/* host/trace/history.h: a history of texts in a bounded ring of bytes; the oldest texts make room for the newest.
- * A ring lies in a file "/dev/shm/lctrace_hist_<uuid>_<instance>" (or in private memory when the file cannot be
- * had), readable by other processes while it is written; a ring of the same size goes on after a restart.
- * Units: bytes. One writer. */
+/* host/trace/history.h: a history of texts in a bounded ring of bytes; the oldest texts make room for the
+ * newest. A ring lies in a file "/dev/shm/lctrace_hist_<uuid>_<instance>" (or in private memory when the file
+ * cannot be had), readable by other processes while it is written; a ring of the same size goes on after a
+ * restart. Units: bytes. One writer. */
 #pragma once
 
 #include <cstddef>

@@ -1,5 +1,5 @@
-/* host/trace/sdwrap.h: the debug and history service: named debug elements that can be switched, histories of texts
- * for each service (uuid) and instance, and the debug print. One thread. */
+/* host/trace/sdwrap.h: the debug and history service: named debug elements that can be switched, histories of
+ * texts for each service (uuid) and instance, and the debug print. One thread. */
 #pragma once
 
 #include <cstdarg>
@@ -35,8 +35,8 @@ struct sdwrap_facility {
 extern const sdwrap_facility *sdwrap_sys_facility;
 [[nodiscard]] int sdwrap_sys_init_helper(uint32_t queue, const char *name, const char *title, uint32_t size);
 
-/* Histories: the main one (sdwrap_hist_event), one of a uuid, or one of a uuid and instance. 0, EINVAL, ENOMEM or
- * ENOSPC (table full). A second call for the same one does nothing. */
+/* Histories: the main one (sdwrap_hist_event), one of a uuid, or one of a uuid and instance. 0, EINVAL,
+ * ENOMEM or ENOSPC (table full). A second call for the same one does nothing. */
 [[nodiscard]] int sdwrap_hist_init(uint32_t bytes);
 [[nodiscard]] int sdwrap_hist_init_for_uuid(uint32_t uuid, uint32_t bytes);
 [[nodiscard]] int sdwrap_hist_init_for_uuid_inst(uint32_t uuid, uint32_t instance, uint32_t bytes);
@@ -45,8 +45,8 @@ extern const sdwrap_facility *sdwrap_sys_facility;
 [[nodiscard]] bool sdwrap_hist_event_subtype_check(uint32_t family, uint32_t subtype);
 void sdwrap_hist_set_event_subtype(uint32_t family, uint32_t subtype, bool on);
 
-/* Stores a text of at most 'length' bytes; it ends at the first NUL, so a length that counts more than the text is
- * harmless. Without a history of that name the event is counted as dropped. */
+/* Stores a text of at most 'length' bytes; it ends at the first NUL, so a length that counts more than the
+ * text is harmless. Without a history of that name the event is counted as dropped. */
 void sdwrap_hist_event(uint32_t family, uint32_t length, const char *text);
 void sdwrap_his_log_event_for_uuid_inst(uint32_t uuid, uint32_t family, uint32_t instance, uint32_t flags,
                                         uint32_t length, const char *text);
@@ -56,7 +56,8 @@ void sdwrap_his_log_event_for_uuid_inst(uint32_t uuid, uint32_t family, uint32_t
 int sdwrap_dbg_set(uint32_t subtype, bool on);               /* 0, or ENOENT when no element has the number */
 [[nodiscard]] const char *sdwrap_dbg_name(uint32_t subtype); /* "" when unknown */
 
-/* Prints a debug line: to the sink, which is standard error until another is set, and to a history of its own. */
+/* Prints a debug line: to the sink, which is standard error until another is set, and to a history of its
+ * own. */
 void buginf(const char *format, ...) __attribute__((format(printf, 1, 2)));
 void sdwrap_set_buginf_sink(void (*sink)(void *ctx, const char *text), void *ctx); /* null: standard error */
 

@@ -4,7 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
-/* A message of the catalogue. The text takes two values: the facility's name in upper case (%s), the severity (%d). */
+/* A message of the catalogue. The text takes two values: the facility's name in upper case (%s), the severity
+ * (%d). */
 struct syslog_message {
     const char *tag;
     const char *text;
@@ -23,8 +24,8 @@ struct syslog_sent {
     char text[256];
 };
 
-/* Sends a message in the name of sdwrap_sys_facility ("UNKNOWN" when none is set). The newest SYSLOG_RING_MESSAGES
- * are kept, and each goes to the debug history. 0, or EINVAL for a null message. */
+/* Sends a message in the name of sdwrap_sys_facility ("UNKNOWN" when none is set). The newest
+ * SYSLOG_RING_MESSAGES are kept, and each goes to the debug history. 0, or EINVAL for a null message. */
 int syslog_send_lc_message_to_sup(int kind, uint32_t node, int number, const syslog_message *message);
 
 [[nodiscard]] uint64_t syslog_sent_count();                     /* ever */

@@ -6,5 +6,6 @@
 #include "host/trace/sdwrap.h"
 #include "host/trace/syslog.h"
 
-/* Process teardown: closes every log and history (the files stay), forgets elements, formats, faults and counters. */
+/* Process teardown: closes every log and history (the files stay), forgets elements, formats, faults and
+ * counters. */
 void trace_reset();

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <fstream>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -137,6 +138,37 @@ TEST_F(bl_trace, a_new_process_goes_on_where_a_killed_one_stopped) {
     bl_close(3, 1);
     ASSERT_EQ(bl_open(3, 1, 1, levels, 3), 0); /* other levels: the old records mean nothing */
     EXPECT_TRUE(read(3).empty());
+}
+
+TEST_F(bl_trace, beside_a_running_writer_a_reader_sees_whole_records_only) {
+    ASSERT_EQ(bl_open(6, 1, 1, small_levels, 1), 0);
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        for (uint32_t i = 0; i < 400000; i++)
+            bl_log(6, 1, 1, 0, 1, 3, i, i * 3, std::string(i % 50, 'x').c_str());
+        _exit(0);
+    }
+    bl_reader *reader;
+    ASSERT_EQ(bl_reader_open(6, 1, &reader), 0);
+    uint64_t seen = 0, last = 0;
+    bl_record record;
+    for (bool running = true; running || last != 400000;) {
+        running = running && waitpid(child, nullptr, WNOHANG) == 0;
+        while (bl_reader_next(reader, &record)) {
+            uint32_t i, threefold;
+            std::memcpy(&i, record.args + 2, sizeof i);
+            std::memcpy(&threefold, record.args + 8, sizeof threefold);
+            ASSERT_EQ(threefold, i * 3);
+            ASSERT_EQ(record.size, 12 + 2 + i % 50);
+            ASSERT_EQ(record.sequence, i + 1);
+            ASSERT_GT(record.sequence, last);
+            last = record.sequence;
+            seen++;
+        }
+    }
+    EXPECT_EQ(seen + bl_reader_lost(reader), 400000u);
+    bl_reader_close(reader);
 }
 
 TEST_F(bl_trace, opening_refuses_what_makes_no_log) {

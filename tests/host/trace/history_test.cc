@@ -93,6 +93,32 @@ TEST_F(history, a_reader_that_is_overtaken_goes_on_with_the_oldest_text) {
     history_close(ring);
 }
 
+TEST_F(history, beside_a_running_writer_a_reader_sees_whole_texts_only) {
+    history_ring *ring;
+    ASSERT_EQ(history_open(2, 1, 4096, &ring), 0);
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        for (size_t i = 0; i < 200000; i++) history_add(ring, 1, numbered(i).data(), numbered(i).size());
+        _exit(0);
+    }
+    history_reader *reader;
+    ASSERT_EQ(history_reader_open(2, 1, &reader), 0);
+    history_event event;
+    size_t next = 0;
+    for (bool running = true; running || next != 200000;) {
+        running = running && waitpid(child, nullptr, WNOHANG) == 0;
+        while (history_reader_next(reader, &event)) {
+            const size_t i = std::strtoul(event.text, nullptr, 10);
+            ASSERT_EQ(event.text, numbered(i));
+            ASSERT_GE(i, next);
+            next = i + 1;
+        }
+    }
+    history_reader_close(reader);
+    history_close(ring);
+}
+
 TEST_F(history, a_damaged_file_is_never_read_or_written_outside_its_bounds) {
     history_ring *ring;
     ASSERT_EQ(history_open(9, 1, 4096, &ring), 0);
