@@ -14,8 +14,9 @@ static const syslog_message syslog_msg_LCFWD_PSS_RUNNING_OUT_OF_SPACE = {
 lcfwd_pss_culprit lcfwd_pss_culprit_find() {
     lcfwd_pss_culprit found = {0, 0, true};
     for (uint32_t kind = 0; kind < LCFWD_PSS_KIND_COUNT; kind++) {
-        if (lcfwd_pss_ops_add_count[kind] >= found.count) found = {kind, lcfwd_pss_ops_add_count[kind], true};
-        if (lcfwd_pss_ops_del_count[kind] > found.count) found = {kind, lcfwd_pss_ops_del_count[kind], false};
+        const bool add = lcfwd_pss_ops_add_count[kind] >= lcfwd_pss_ops_del_count[kind];
+        const uint32_t count = add ? lcfwd_pss_ops_add_count[kind] : lcfwd_pss_ops_del_count[kind];
+        if (count >= found.count) found = {kind, count, add};
     }
     return found;
 }

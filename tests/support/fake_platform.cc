@@ -195,6 +195,7 @@ static int one_write_ready() {
 }
 static int all_writes_ready() {
     note("all_writes_ready");
+    if (fake.on_all_writes != nullptr) fake.on_all_writes();
     return fake.all_writes_result;
 }
 static bool table_required(const ufib_platform_table_request *request) {

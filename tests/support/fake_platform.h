@@ -28,6 +28,7 @@ struct fake_platform {
     std::map<std::string, int> fail_all; /* slot name: refuse every call */
     int one_write_result;                /* what the write brackets give */
     int all_writes_result;
+    void (*on_all_writes)(); /* runs inside all_writes_ready */
     bool table_required = true;
     bool optimize_wildcard = false;
     std::map<uint32_t, bool> tables_not_required; /* by table id */
