@@ -159,6 +159,6 @@ bool softfwd_damage_entry(softfwd_damage what, uint32_t handle) {
     if (what == SOFTFWD_DAMAGE_ADDRESS)
         key_flip(&entry->key, entry->mask_len == 0 ? 0 : entry->mask_len - 1u);
     if (what == SOFTFWD_DAMAGE_HOST_BITS) key_flip(&entry->key, entry->mask_len);
-    if (what == SOFTFWD_DAMAGE_NEXT) entry->a_word ^= uint64_t{1} << 32;
+    if (what == SOFTFWD_DAMAGE_NEXT) entry->a_word ^= uint64_t{1} << 51; /* far from any handle */
     return true;
 }

@@ -194,8 +194,7 @@ static int header_create() {
 /* Tells readers of the tables that are in the way that others took their place. */
 static void mark_replaced(softfwd_file *old) {
     if (old->base == nullptr || old->bytes < sizeof(softfwd_header)) return;
-    auto *head = reinterpret_cast<softfwd_header *>(old->base);
-    if (head->magic == SOFTFWD_TABLES_MAGIC) softfwd_store(&head->a_replaced, uint32_t{1});
+    softfwd_store(&reinterpret_cast<softfwd_header *>(old->base)->a_replaced, uint32_t{1});
 }
 
 static int tables_create(const softfwd_paths *paths) {
@@ -214,6 +213,15 @@ static int tables_create(const softfwd_paths *paths) {
     return status != 0 ? status : softfwd_file_publish(paths->tables);
 }
 
+/* Memory under the counters of every handle that was ever given out. */
+static bool counters_ensure() {
+    softfwd_engine *engine = &softfwd_state;
+    const uint64_t hits = (uint64_t{engine->head->prefix_bump} / 64 + 1) * sizeof(uint64_t);
+    const uint64_t counts = uint64_t{engine->head->adj_bump} * sizeof(softfwd_adj_counter);
+    return softfwd_region_ensure(&engine->counters, &engine->counter_head->hits, hits) == 0 &&
+           softfwd_region_ensure(&engine->counters, &engine->counter_head->adjs, counts) == 0;
+}
+
 /* Takes over what stands in the file of tables. False when that cannot be used; said. */
 static bool tables_adopt(const softfwd_paths *paths) {
     softfwd_engine *engine = &softfwd_state;
@@ -229,7 +237,7 @@ static bool tables_adopt(const softfwd_paths *paths) {
     if (why == nullptr) {
         softfwd_engine_bind();
         softfwd_store(&engine->head->a_readers_identity, engine->places->identity);
-        why = softfwd_takeover();
+        why = counters_ensure() ? softfwd_takeover() : "no memory for counters";
     }
     if (why == nullptr) return true;
     softfwd_say("the tables in %s cannot be used (%s): starting with empty ones", paths->tables, why);

@@ -138,6 +138,7 @@ struct softfwd_region {
     uint64_t a_committed; /* from the start of the region: has memory, may be touched */
 };
 
+/* The members up to 'a_replaced' keep their places in every layout: a newer writer sends older readers away. */
 struct softfwd_header {
     uint64_t magic;
     uint32_t layout;

@@ -1,0 +1,44 @@
+/* tests/softfwd/fake_model.h: the smallest model that the engine can read: prefixes and adjacencies that the test fills
+ * in, and the cookies of both families. Its ufib_pi_* are linked in the place of the real ones. */
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+struct fake_adj {
+    bool v4 = true;
+    uint32_t vdc_id = 1;
+    uint32_t if_index = 0;
+    uint32_t address = 0; /* IPv4, host order */
+    std::array<uint8_t, 16> address6{};
+    std::array<uint8_t, 6> dmac{}, smac{};
+    bool resolved = false, glean = false, drop = false, punt = false, global = false, has_smac = false;
+    uint32_t format = 1;
+    uint32_t handle = 0;
+    uint8_t space[32] = {};
+};
+
+struct fake_prefix {
+    bool v4 = true;
+    uint32_t vdc_id = 1;
+    uint32_t table_id = 1;
+    uint32_t table_handle = 0;
+    uint32_t address = 0; /* IPv4, host order */
+    std::array<uint8_t, 16> address6{};
+    uint32_t bits = 0;
+    fake_adj *next = nullptr;
+    bool local = false, direct = false;
+    bool tagged = false;
+    uint16_t tag = 0;
+    uint32_t handle = 0;
+    uint8_t space[32] = {};
+};
+
+struct fake_cookie {
+    std::vector<void *> entries; /* at most 30 */
+    std::vector<int> results;    /* 1: none yet */
+    bool processed = false;
+    void init() { *this = {}; }
+};
+extern fake_cookie fake_cookie_v4, fake_cookie_v6;
