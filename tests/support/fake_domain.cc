@@ -2,6 +2,7 @@
 
 #include "core/lcfwd_vdc.h"
 #include "persist/lcfwd_pss.h"
+#include "platform/ufib_platform.h"
 
 fake_domain_state fake_domains;
 
@@ -25,6 +26,7 @@ template <lcfwd_domain_id id> static int pss_init(fu_init_arg *) {
 }
 template <lcfwd_domain_id id> static void init(bool restart) {
     note(name_of<id>(), restart ? "init restart" : "init");
+    if (id == LCFWD_DOMAIN_UFIB) ufib_platform_bind(restart); /* the unicast domain binds its table */
 }
 template <lcfwd_domain_id id> static void vdc_create(lcfwd_vdc_desc *vdc, bool restart) {
     note(name_of<id>(), "vdc_create " + vdc_text(vdc) + (restart ? " restart" : ""));
