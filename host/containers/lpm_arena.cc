@@ -57,13 +57,17 @@ static uint32_t removal_reserve(const lpm_arena_head *head) {
     return head->limit / 8 < RESERVE_UNITS ? head->limit / 8 : RESERVE_UNITS;
 }
 
-static uint32_t take_fresh(lpm_arena *arena, uint32_t units, bool for_removal) {
+bool lpm_arena_has_room(lpm_arena *arena, uint32_t units) {
     lpm_arena_head *head = arena->head;
     const uint32_t want = units + removal_reserve(head);
     if (head->limit - head->bump < want && arena->hooks.grow != nullptr)
         head->limit = arena->hooks.grow(arena->hooks.ctx, head->bump + want);
-    const uint32_t left = head->limit - head->bump;
-    if (left < (for_removal ? units : units + removal_reserve(head))) return 0;
+    return head->limit - head->bump >= units + removal_reserve(head);
+}
+
+static uint32_t take_fresh(lpm_arena *arena, uint32_t units, bool for_removal) {
+    lpm_arena_head *head = arena->head;
+    if (!lpm_arena_has_room(arena, units) && (!for_removal || head->limit - head->bump < units)) return 0;
     const uint32_t block = head->bump;
     head->bump += units;
     return block;

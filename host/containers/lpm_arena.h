@@ -80,6 +80,8 @@ void lpm_arena_free(lpm_arena *arena, uint32_t block, uint32_t units);
  * full arena still lets routes go; removals ('for_removal') may use it. 0 or ENOMEM. */
 [[nodiscard]] int lpm_arena_take(lpm_arena *arena, const uint32_t *units, unsigned count, bool for_removal,
                                  uint32_t *blocks);
+/* Whether fresh memory for 'units' in all is there or can be had, beside the reserve. */
+[[nodiscard]] bool lpm_arena_has_room(lpm_arena *arena, uint32_t units);
 /* Retires a block through the hook, or frees it at once without one. A block larger than LPM_BLOCK_UNITS_MAX is
  * cut up when it is freed. */
 void lpm_arena_retire(lpm_arena *arena, uint32_t block, uint32_t units);

@@ -35,20 +35,21 @@ static const uint32_t *node_match(const lpm_node *node, unsigned branch, unsigne
 
 /* On the way down only the branches are looked at; the routes are looked for from below, where the longest is. */
 template <typename word>
-static uint32_t best_value(const passed_node *passed, unsigned count, word key, unsigned *bits) {
+static const uint32_t *best_route(const passed_node *passed, unsigned count, word key, unsigned *bits) {
     while (count-- > 0) {
         unsigned length;
         const uint32_t *value = node_match(passed[count].node, lpm_branch(key, passed[count].depth), &length);
         if (value == nullptr) continue;
         *bits = passed[count].depth + length;
-        return lpm_load(value);
+        return value;
     }
-    return 0;
+    return nullptr;
 }
 
-template <typename word> static uint32_t match(const void *base, uint32_t slot, word key, unsigned *bits) {
+template <typename word>
+static uint32_t match_below(const void *base, uint32_t slot, unsigned depth, word key, unsigned *bits) {
     passed_node passed[levels_max<word>];
-    unsigned count = 0, depth = 0;
+    unsigned count = 0;
     while (slot != 0 && depth < lpm_width<word> && count < levels_max<word>) {
         if (lpm_slot_kind(slot) == LPM_NODE) {
             const auto *node = lpm_at<lpm_node>(base, slot);
@@ -68,7 +69,31 @@ template <typename word> static uint32_t match(const void *base, uint32_t slot, 
         }
         slot = lpm_load(&tail->word);
     }
-    return best_value(passed, count, key, bits);
+    const uint32_t *value = best_route(passed, count, key, bits);
+    return value == nullptr ? 0 : lpm_load(value);
+}
+
+/* By far the most frequent case below a fan: a node that holds the route and leads no further. Null: any other. */
+template <typename word>
+static const uint32_t *fan_node_match(const void *base, uint32_t slot, word key, unsigned *length) {
+    if (slot == 0 || lpm_slot_kind(slot) != LPM_NODE) return nullptr;
+    const auto *node = lpm_at<lpm_node>(base, slot);
+    const unsigned branch = lpm_branch(key, LPM_FAN_BITS);
+    return (node->children >> branch & 1) != 0 ? nullptr : node_match(node, branch, length);
+}
+
+template <typename word> static uint32_t match(const void *base, uint32_t slot, word key, unsigned *bits) {
+    if (lpm_slot_kind(slot) != LPM_FAN) return match_below(base, slot, 0, key, bits);
+    const auto *fan = lpm_at<lpm_fan>(base, slot);
+    const uint32_t below = lpm_load(lpm_fan_slot(fan, key));
+    unsigned length;
+    const uint32_t *found = fan_node_match(base, below, key, &length);
+    if (found != nullptr) {
+        *bits = LPM_FAN_BITS + length;
+        return lpm_load(found);
+    }
+    const uint32_t value = match_below(base, below, LPM_FAN_BITS, key, bits);
+    return value != 0 ? value : match_below(base, lpm_load(&fan->shorter), 0, key, bits);
 }
 
 uint32_t lpm_match(const void *base, const lpm_trie *trie, const lpm_key &address, unsigned *bits) {
@@ -81,64 +106,88 @@ uint32_t lpm_match_v4(const void *base, const lpm_trie *trie, uint32_t address) 
     return match(base, lpm_load(&trie->root), uint64_t{address} << 32, &ignored);
 }
 
-/* Many look-ups side by side: each lane goes one block further a turn, and asks for the memory of its next one while
- * the others work. */
-static constexpr unsigned LANES = 8;
+/* Many look-ups side by side: each goes one block further a turn, and asks for the memory of its next step while the
+ * others work. */
+static constexpr unsigned LANES = 32;
 
 template <typename word> struct lane {
     word key;
-    uint32_t slot; /* 0: done */
-    uint32_t value;
+    const uint32_t *found; /* the value of a leaf */
+    uint32_t slot;
     unsigned depth, count;
     passed_node passed[levels_max<word>];
 };
 
-template <typename word> static void lane_follow(const void *base, lane<word> *at, uint32_t slot) {
-    at->slot = at->depth < lpm_width<word> && at->count < levels_max<word> ? slot : 0;
-    const auto *next = lpm_at<uint8_t>(base, at->slot);
-    __builtin_prefetch(next);
-    __builtin_prefetch(next + 64);
+/* True while there is a next block. */
+template <typename word> static bool lane_follow(const void *base, lane<word> *at, uint32_t slot) {
+    if (slot == 0 || at->depth >= lpm_width<word> || at->count >= levels_max<word>) return false;
+    at->slot = slot;
+    __builtin_prefetch(lpm_at<uint8_t>(base, slot));
+    return true;
 }
 
-template <typename word> static void lane_step(const void *base, lane<word> *at) {
+template <typename word> static bool lane_step(const void *base, lane<word> *at) {
     if (lpm_slot_kind(at->slot) == LPM_NODE) {
         const auto *node = lpm_at<lpm_node>(base, at->slot);
         const unsigned branch = lpm_branch(at->key, at->depth);
         at->passed[at->count++] = {node, at->depth};
-        const bool child = (node->children >> branch & 1) != 0;
+        if ((node->children >> branch & 1) == 0) return false;
         at->depth += LPM_STRIDE;
-        lane_follow(base, at, child ? lpm_load(lpm_slots(node) + lpm_child_place(node, branch)) : 0);
-        return;
+        return lane_follow(base, at, lpm_load(lpm_slots(node) + lpm_child_place(node, branch)));
     }
     const auto *tail = lpm_at<lpm_tail>(base, at->slot);
-    const bool leaf = lpm_slot_kind(at->slot) == LPM_LEAF;
-    const bool covers = lpm_tail_covers(tail, at->depth, at->key);
+    if (!lpm_tail_covers(tail, at->depth, at->key)) return false;
+    if (lpm_slot_kind(at->slot) == LPM_LEAF) {
+        at->found = &tail->word;
+        return false;
+    }
     at->depth = lpm_tail_length(tail);
-    if (leaf && covers) at->value = lpm_load(&tail->word);
-    lane_follow(base, at, covers && !leaf ? lpm_load(&tail->word) : 0);
+    return lane_follow(base, at, lpm_load(&tail->word));
+}
+
+template <typename word>
+static void lanes_run(const void *base, uint32_t root, lane<word> *lanes, unsigned count) {
+    uint8_t busy[LANES];
+    unsigned busy_count = 0;
+    const auto *fan = lpm_slot_kind(root) == LPM_FAN ? lpm_at<lpm_fan>(base, root) : nullptr;
+    for (unsigned i = 0; i < count; i++) {
+        lanes[i].found = nullptr;
+        lanes[i].count = 0;
+        lanes[i].depth = fan != nullptr ? LPM_FAN_BITS : 0;
+        const uint32_t first = fan != nullptr ? lpm_load(lpm_fan_slot(fan, lanes[i].key)) : root;
+        busy[busy_count] = static_cast<uint8_t>(i);
+        busy_count += lane_follow(base, &lanes[i], first) ? 1 : 0;
+    }
+    while (busy_count > 0) {
+        unsigned left = 0;
+        for (unsigned i = 0; i < busy_count; i++) {
+            const uint8_t n = busy[i];
+            busy[left] = n;
+            left += lane_step(base, &lanes[n]) ? 1 : 0;
+        }
+        busy_count = left;
+    }
 }
 
 template <typename word, typename address>
 static void match_group(const void *base, const lpm_trie *trie, const address *addresses, uint32_t *values,
                         unsigned count, word (*key_of)(const address &)) {
     lane<word> lanes[LANES];
+    const uint32_t root = lpm_load(&trie->root);
+    for (unsigned i = 0; i < count; i++) lanes[i].key = key_of(addresses[i]);
+    lanes_run(base, root, lanes, count);
     for (unsigned i = 0; i < count; i++) {
-        lanes[i].key = key_of(addresses[i]);
-        lanes[i].slot = lpm_load(&trie->root);
-        lanes[i].value = lanes[i].depth = lanes[i].count = 0;
-    }
-    for (bool busy = true; busy;) {
-        busy = false;
-        for (unsigned i = 0; i < count; i++) {
-            if (lanes[i].slot == 0) continue;
-            lane_step(base, &lanes[i]);
-            busy = true;
-        }
+        unsigned ignored;
+        if (lanes[i].found == nullptr)
+            lanes[i].found = best_route(lanes[i].passed, lanes[i].count, lanes[i].key, &ignored);
+        __builtin_prefetch(lanes[i].found);
     }
     for (unsigned i = 0; i < count; i++) {
         unsigned ignored;
-        values[i] = lanes[i].value;
-        if (values[i] == 0) values[i] = best_value(lanes[i].passed, lanes[i].count, lanes[i].key, &ignored);
+        values[i] = lanes[i].found == nullptr ? 0 : lpm_load(lanes[i].found);
+        if (lanes[i].found == nullptr && lpm_slot_kind(root) == LPM_FAN)
+            values[i] =
+                match_below(base, lpm_load(&lpm_at<lpm_fan>(base, root)->shorter), 0, lanes[i].key, &ignored);
     }
 }
 
@@ -172,18 +221,15 @@ static uint32_t *node_longest(const lpm_node *node, unsigned depth, lpm_bits key
     }
 }
 
-uint32_t lpm_match_prefix(const void *base, const lpm_trie *trie, const lpm_key &key, unsigned max_bits,
-                          unsigned *bits) {
-    unsigned ignored, depth = 0, length = 0;
-    if (bits == nullptr) bits = &ignored;
-    const lpm_bits whole = lpm_join(key);
+static uint32_t match_prefix_below(const void *base, uint32_t slot, unsigned depth, lpm_bits key,
+                                   unsigned max_bits, unsigned *bits) {
     const uint32_t *best = nullptr;
-    uint32_t slot = lpm_load(&trie->root);
     while (slot != 0 && depth <= max_bits && depth < LPM_BITS_MAX) {
         if (lpm_slot_kind(slot) == LPM_NODE) {
             const auto *node = lpm_at<lpm_node>(base, slot);
-            const unsigned branch = lpm_branch(whole, depth);
-            const uint32_t *value = node_longest(node, depth, whole, max_bits, &length);
+            const unsigned branch = lpm_branch(key, depth);
+            unsigned length;
+            const uint32_t *value = node_longest(node, depth, key, max_bits, &length);
             if (value != nullptr) {
                 best = value;
                 *bits = length;
@@ -194,7 +240,7 @@ uint32_t lpm_match_prefix(const void *base, const lpm_trie *trie, const lpm_key 
             continue;
         }
         const auto *tail = lpm_at<lpm_tail>(base, slot);
-        if (lpm_tail_length(tail) > max_bits || !lpm_tail_covers(tail, depth, whole)) break;
+        if (lpm_tail_length(tail) > max_bits || !lpm_tail_covers(tail, depth, key)) break;
         depth = lpm_tail_length(tail);
         if (lpm_slot_kind(slot) == LPM_LEAF) {
             *bits = depth;
@@ -205,11 +251,30 @@ uint32_t lpm_match_prefix(const void *base, const lpm_trie *trie, const lpm_key 
     return best == nullptr ? 0 : lpm_load(best);
 }
 
+uint32_t lpm_match_prefix(const void *base, const lpm_trie *trie, const lpm_key &key, unsigned max_bits,
+                          unsigned *bits) {
+    unsigned ignored;
+    if (bits == nullptr) bits = &ignored;
+    const lpm_bits whole = lpm_join(key);
+    uint32_t slot = lpm_load(&trie->root);
+    if (lpm_slot_kind(slot) == LPM_FAN) {
+        const auto *fan = lpm_at<lpm_fan>(base, slot);
+        slot = lpm_load(&fan->shorter);
+        if (max_bits > LPM_FAN_BITS) {
+            const uint32_t longer = lpm_load(lpm_fan_slot(fan, whole));
+            const uint32_t value = match_prefix_below(base, longer, LPM_FAN_BITS, whole, max_bits, bits);
+            if (value != 0) return value;
+        }
+    }
+    return match_prefix_below(base, slot, 0, whole, max_bits, bits);
+}
+
 uint32_t lpm_exact(const void *base, const lpm_trie *trie, const lpm_key &key, unsigned bits) {
     if (bits > LPM_BITS_MAX) return 0;
     const lpm_bits whole = lpm_join(key);
-    uint32_t slot = lpm_load(&trie->root);
-    for (unsigned depth = 0; slot != 0 && depth <= bits;) {
+    unsigned depth;
+    uint32_t slot = lpm_load(lpm_start(base, const_cast<uint32_t *>(&trie->root), whole, bits, &depth));
+    while (slot != 0 && depth <= bits) {
         if (lpm_slot_kind(slot) == LPM_NODE) {
             const auto *node = lpm_at<lpm_node>(base, slot);
             if (bits - depth <= LPM_STRIDE) {

@@ -12,14 +12,6 @@ struct block_walk {
     void *ctx;
 };
 
-static uint32_t block_units(const void *base, uint32_t slot, unsigned depth) {
-    if (lpm_slot_kind(slot) == LPM_NODE) {
-        const auto *node = lpm_at<lpm_node>(base, slot);
-        return lpm_node_units(lpm_child_count(node) + lpm_value_count(node));
-    }
-    return lpm_tail_units(lpm_tail_length(lpm_at<lpm_tail>(base, slot)) - depth);
-}
-
 /* Depth is bounded by LPM_LEVELS_MAX: enter() refuses a block that does not lead further down. */
 static bool walk_blocks(const block_walk &walk, uint32_t slot, unsigned depth) {
     if (slot == 0) return true;
@@ -32,6 +24,11 @@ static bool walk_blocks(const block_walk &walk, uint32_t slot, unsigned depth) {
         const unsigned count = lpm_child_count(node);
         for (unsigned i = 0; i < count; i++)
             if (!walk_blocks(walk, lpm_slots(node)[i], depth + LPM_STRIDE)) return false;
+    } else if (lpm_slot_kind(slot) == LPM_FAN) {
+        const auto *fan = lpm_at<lpm_fan>(walk.base, slot);
+        if (!walk_blocks(walk, fan->shorter, 0)) return false;
+        for (uint32_t i = 0; i < LPM_FAN_SLOTS; i++)
+            if (!walk_blocks(walk, lpm_fan_slots(fan)[i], LPM_FAN_BITS)) return false;
     }
     return walk.leave(walk.ctx, slot, depth);
 }
@@ -40,7 +37,7 @@ static bool nothing_to_do(void *, uint32_t, unsigned) { return true; }
 
 static bool retire_block(void *ctx, uint32_t slot, unsigned depth) {
     auto *arena = static_cast<lpm_arena *>(ctx);
-    lpm_arena_retire(arena, lpm_slot_block(slot), block_units(arena->base, slot, depth));
+    lpm_arena_retire(arena, lpm_slot_block(slot), lpm_block_units(arena->base, slot, depth));
     return true;
 }
 
@@ -59,7 +56,7 @@ struct size_count {
 
 static bool count_block(void *ctx, uint32_t slot, unsigned depth) {
     auto *count = static_cast<size_count *>(ctx);
-    count->units += block_units(count->base, slot, depth);
+    count->units += lpm_block_units(count->base, slot, depth);
     return true;
 }
 
@@ -73,6 +70,7 @@ uint64_t lpm_trie_bytes(const void *base, const lpm_trie *trie) {
 
 struct marking {
     lpm_rebuild *rebuild;
+    uint32_t root; /* of the trie: only it may be a fan */
     uint32_t routes;
 };
 
@@ -118,18 +116,19 @@ static bool mark_block(void *ctx, uint32_t slot, unsigned depth) {
     const lpm_arena *arena = mark->rebuild->arena;
     const lpm_kind kind = lpm_slot_kind(slot);
     const uint32_t unit = lpm_slot_block(slot), least = kind == LPM_NODE ? lpm_node_units(2) : 1;
-    if (kind > LPM_SKIP || unit < arena->head->first || unit >= arena->head->bump) return false;
+    if (unit < arena->head->first || unit >= arena->head->bump) return false;
+    if (kind == LPM_FAN) return slot == mark->root && mark_units(mark->rebuild, unit, LPM_FAN_UNITS);
     if (least > arena->head->bump - unit) return false;
     if (kind == LPM_NODE) {
         const auto *node = lpm_at<lpm_node>(arena->base, slot);
         if (!node_is_sound(node, depth)) return false;
-        if (!mark_units(mark->rebuild, unit, block_units(arena->base, slot, depth))) return false;
+        if (!mark_units(mark->rebuild, unit, lpm_block_units(arena->base, slot, depth))) return false;
         mark->routes += lpm_value_count(node);
         return values_are_sound(node);
     }
     if (!tail_is_sound(lpm_at<lpm_tail>(arena->base, slot), kind, depth)) return false;
     mark->routes += kind == LPM_LEAF ? 1 : 0;
-    return mark_units(mark->rebuild, unit, block_units(arena->base, slot, depth));
+    return mark_units(mark->rebuild, unit, lpm_block_units(arena->base, slot, depth));
 }
 
 int lpm_rebuild_begin(lpm_rebuild *rebuild, lpm_arena *arena) {
@@ -141,8 +140,9 @@ int lpm_rebuild_begin(lpm_rebuild *rebuild, lpm_arena *arena) {
 }
 
 int lpm_rebuild_mark(lpm_rebuild *rebuild, lpm_trie *trie) {
-    marking mark{rebuild, 0};
+    marking mark{rebuild, trie->root, 0};
     if (!walk_blocks({rebuild->arena->base, mark_block, nothing_to_do, &mark}, trie->root, 0)) return EBADMSG;
+    if (mark.routes == 0 && trie->root != 0) return EBADMSG;
     trie->route_count = mark.routes;
     return 0;
 }

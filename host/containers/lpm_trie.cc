@@ -3,38 +3,36 @@
 #include <cerrno>
 #include <cstring>
 
-/* One update: the blocks that it takes, all before anything is written, so that it can still be refused; then one
- * publication; then what it replaced is retired. */
-struct update {
-    lpm_arena *arena;
-    uint32_t units[4], blocks[4];
-    unsigned planned, used;
-};
+void lpm_plan(lpm_update *update, uint32_t units) { update->units[update->planned++] = units; }
 
-static void plan(update *change, uint32_t units) { change->units[change->planned++] = units; }
-static int plan_take(update *change, bool for_removal) {
-    change->used = 0;
-    return lpm_arena_take(change->arena, change->units, change->planned, for_removal, change->blocks);
+int lpm_plan_take(lpm_update *update, bool for_removal) {
+    update->used = 0;
+    return lpm_arena_take(update->arena, update->units, update->planned, for_removal, update->blocks);
 }
-static uint32_t plan_next(update *change) { return change->blocks[change->used++]; }
 
-static void retire_slot(lpm_arena *arena, uint32_t slot, unsigned depth) {
-    uint32_t units;
-    if (lpm_slot_kind(slot) == LPM_NODE) {
-        const auto *node = lpm_at<lpm_node>(arena->base, slot);
-        units = lpm_node_units(lpm_child_count(node) + lpm_value_count(node));
-    } else {
-        units = lpm_tail_units(lpm_tail_length(lpm_at<lpm_tail>(arena->base, slot)) - depth);
+static uint32_t plan_next(lpm_update *update) { return update->blocks[update->used++]; }
+
+uint32_t lpm_block_units(const void *base, uint32_t slot, unsigned depth) {
+    switch (lpm_slot_kind(slot)) {
+    case LPM_FAN: return LPM_FAN_UNITS;
+    case LPM_NODE: {
+        const auto *node = lpm_at<lpm_node>(base, slot);
+        return lpm_node_units(lpm_child_count(node) + lpm_value_count(node));
     }
-    lpm_arena_retire(arena, lpm_slot_block(slot), units);
+    default: return lpm_tail_units(lpm_tail_length(lpm_at<lpm_tail>(base, slot)) - depth);
+    }
+}
+
+void lpm_retire_slot(lpm_arena *arena, uint32_t slot, unsigned depth) {
+    lpm_arena_retire(arena, lpm_slot_block(slot), lpm_block_units(arena->base, slot, depth));
 }
 
 /* --- building blocks --- */
 
-static uint32_t tail_write(update *change, lpm_kind kind, unsigned depth, lpm_bits key, unsigned length,
-                           uint32_t word) {
-    const uint32_t slot = lpm_slot(plan_next(change), kind);
-    auto *tail = lpm_at<lpm_tail>(change->arena->base, slot);
+uint32_t lpm_tail_write(lpm_update *update, lpm_kind kind, unsigned depth, lpm_bits key, unsigned length,
+                        uint32_t word) {
+    const uint32_t slot = lpm_slot(plan_next(update), kind);
+    auto *tail = lpm_at<lpm_tail>(update->arena->base, slot);
     const lpm_bits bits = (key & lpm_lead<lpm_bits>(length)) << depth;
     const uint32_t units = lpm_tail_units(length - depth);
     tail->word = word;
@@ -45,9 +43,9 @@ static uint32_t tail_write(update *change, lpm_kind kind, unsigned depth, lpm_bi
     return slot;
 }
 
-static lpm_node *node_new(update *change, uint32_t *slot) {
-    *slot = lpm_slot(plan_next(change), LPM_NODE);
-    auto *node = lpm_at<lpm_node>(change->arena->base, *slot);
+lpm_node *lpm_node_new(lpm_update *update, uint32_t *slot) {
+    *slot = lpm_slot(plan_next(update), LPM_NODE);
+    auto *node = lpm_at<lpm_node>(update->arena->base, *slot);
     *node = {0, 0, 0};
     return node;
 }
@@ -135,7 +133,7 @@ uint32_t lpm_find(const lpm_arena *arena, lpm_trie *trie, const lpm_key &key, un
     spot->key = lpm_split(whole);
     spot->root = trie->root;
     spot->bits = bits;
-    spot->tail = &trie->root;
+    spot->tail = lpm_start(arena->base, &trie->root, whole, bits, &spot->tail_depth);
     spot_descend(arena, spot, whole);
     return spot->value == nullptr ? 0 : *spot->value;
 }
@@ -158,17 +156,17 @@ static int add_value(lpm_arena *arena, const lpm_spot *spot, uint32_t value) {
     const uint32_t old = *spot->node;
     const auto *from = lpm_at<lpm_node>(arena->base, old);
     const unsigned count = slot_count(from);
-    update change{.arena = arena, .units = {}, .blocks = {}, .planned = 0, .used = 0};
-    plan(&change, lpm_node_units(count + 1));
-    if (plan_take(&change, false) != 0) return ENOMEM;
+    lpm_update change{.arena = arena, .units = {}, .blocks = {}, .planned = 0, .used = 0};
+    lpm_plan(&change, lpm_node_units(count + 1));
+    if (lpm_plan_take(&change, false) != 0) return ENOMEM;
     const lpm_position at = lpm_place_of(lpm_join(spot->key), spot->node_depth, spot->bits);
     uint32_t slot;
-    lpm_node *to = node_new(&change, &slot);
+    lpm_node *to = lpm_node_new(&change, &slot);
     *to = *from;
     copy_with(from, to, count, value_place(from, at), value);
     map_flip(to, at);
     lpm_publish(spot->node, slot);
-    retire_slot(arena, old, spot->node_depth);
+    lpm_retire_slot(arena, old, spot->node_depth);
     return 0;
 }
 
@@ -177,19 +175,19 @@ static int add_child(lpm_arena *arena, const lpm_spot *spot, uint32_t value) {
     const auto *from = lpm_at<lpm_node>(arena->base, old);
     const unsigned count = slot_count(from), below = spot->node_depth + LPM_STRIDE;
     const lpm_bits key = lpm_join(spot->key);
-    update change{.arena = arena, .units = {}, .blocks = {}, .planned = 0, .used = 0};
-    plan(&change, lpm_node_units(count + 1));
-    plan(&change, lpm_tail_units(spot->bits - below));
-    if (plan_take(&change, false) != 0) return ENOMEM;
+    lpm_update change{.arena = arena, .units = {}, .blocks = {}, .planned = 0, .used = 0};
+    lpm_plan(&change, lpm_node_units(count + 1));
+    lpm_plan(&change, lpm_tail_units(spot->bits - below));
+    if (lpm_plan_take(&change, false) != 0) return ENOMEM;
     uint32_t slot;
-    lpm_node *to = node_new(&change, &slot);
-    const uint32_t leaf = tail_write(&change, LPM_LEAF, below, key, spot->bits, value);
+    lpm_node *to = lpm_node_new(&change, &slot);
+    const uint32_t leaf = lpm_tail_write(&change, LPM_LEAF, below, key, spot->bits, value);
     const unsigned branch = lpm_branch(key, spot->node_depth);
     *to = *from;
     copy_with(from, to, count, lpm_child_place(from, branch), leaf);
     to->children |= lpm_bit(branch);
     lpm_publish(spot->node, slot);
-    retire_slot(arena, old, spot->node_depth);
+    lpm_retire_slot(arena, old, spot->node_depth);
     return 0;
 }
 
@@ -231,12 +229,12 @@ static bool split_inside(const split &s, bool new_one) {
 }
 static bool split_direct(const split &s) { return s.kind == LPM_SKIP && s.length == s.branch + LPM_STRIDE; }
 
-static void split_plan(const split &s, update *change) {
+static void split_plan(const split &s, lpm_update *change) {
     const unsigned below = s.branch + LPM_STRIDE;
-    plan(change, lpm_node_units(2));
-    if (!split_inside(s, false) && !split_direct(s)) plan(change, lpm_tail_units(s.length - below));
-    if (!split_inside(s, true)) plan(change, lpm_tail_units(s.new_length - below));
-    if (s.branch > s.depth) plan(change, lpm_tail_units(s.branch - s.depth));
+    lpm_plan(change, lpm_node_units(2));
+    if (!split_inside(s, false) && !split_direct(s)) lpm_plan(change, lpm_tail_units(s.length - below));
+    if (!split_inside(s, true)) lpm_plan(change, lpm_tail_units(s.new_length - below));
+    if (s.branch > s.depth) lpm_plan(change, lpm_tail_units(s.branch - s.depth));
 }
 
 struct split_child {
@@ -245,19 +243,19 @@ struct split_child {
 };
 
 /* Puts the two entries of a new node in their order: children first, then upper, then sixth. */
-static void split_fill(const split &s, update *change, lpm_node *node, uint32_t value) {
+static void split_fill(const split &s, lpm_update *change, lpm_node *node, uint32_t value) {
     const unsigned below = s.branch + LPM_STRIDE;
     split_child children[2];
     unsigned child_count = 0;
     const bool old_inside = split_inside(s, false), new_inside = split_inside(s, true);
     if (!old_inside)
-        children[child_count++] = {lpm_branch(s.key, s.branch),
-                                   split_direct(s)
-                                       ? s.tail->word
-                                       : tail_write(change, s.kind, below, s.key, s.length, s.tail->word)};
+        children[child_count++] = {
+            lpm_branch(s.key, s.branch),
+            split_direct(s) ? s.tail->word
+                            : lpm_tail_write(change, s.kind, below, s.key, s.length, s.tail->word)};
     if (!new_inside)
         children[child_count++] = {lpm_branch(s.new_key, s.branch),
-                                   tail_write(change, LPM_LEAF, below, s.new_key, s.new_length, value)};
+                                   lpm_tail_write(change, LPM_LEAF, below, s.new_key, s.new_length, value)};
     for (unsigned i = 0; i < child_count; i++) node->children |= lpm_bit(children[i].branch);
     const lpm_position old_at = lpm_place_of(s.key, s.branch, old_inside ? s.length : s.branch);
     const lpm_position new_at = lpm_place_of(s.new_key, s.branch, new_inside ? s.new_length : s.branch);
@@ -272,23 +270,24 @@ static void split_fill(const split &s, update *change, lpm_node *node, uint32_t 
 static int add_split(lpm_arena *arena, const lpm_spot *spot, uint32_t value) {
     const uint32_t old = *spot->tail;
     const split s = split_measure(arena, spot);
-    update change{.arena = arena, .units = {}, .blocks = {}, .planned = 0, .used = 0};
+    lpm_update change{.arena = arena, .units = {}, .blocks = {}, .planned = 0, .used = 0};
     split_plan(s, &change);
-    if (plan_take(&change, false) != 0) return ENOMEM;
+    if (lpm_plan_take(&change, false) != 0) return ENOMEM;
     uint32_t slot;
-    lpm_node *node = node_new(&change, &slot);
+    lpm_node *node = lpm_node_new(&change, &slot);
     split_fill(s, &change, node, value);
-    if (s.branch > s.depth) slot = tail_write(&change, LPM_SKIP, s.depth, s.new_key, s.branch, slot);
+    if (s.branch > s.depth) slot = lpm_tail_write(&change, LPM_SKIP, s.depth, s.new_key, s.branch, slot);
     lpm_publish(spot->tail, slot);
-    retire_slot(arena, old, s.depth);
+    lpm_retire_slot(arena, old, s.depth);
     return 0;
 }
 
 static int add_first(lpm_arena *arena, const lpm_spot *spot, uint32_t value) {
-    update change{.arena = arena, .units = {}, .blocks = {}, .planned = 0, .used = 0};
-    plan(&change, lpm_tail_units(spot->bits));
-    if (plan_take(&change, false) != 0) return ENOMEM;
-    lpm_publish(spot->tail, tail_write(&change, LPM_LEAF, 0, lpm_join(spot->key), spot->bits, value));
+    lpm_update change{.arena = arena, .units = {}, .blocks = {}, .planned = 0, .used = 0};
+    lpm_plan(&change, lpm_tail_units(spot->bits - spot->tail_depth));
+    if (lpm_plan_take(&change, false) != 0) return ENOMEM;
+    lpm_publish(spot->tail,
+                lpm_tail_write(&change, LPM_LEAF, spot->tail_depth, lpm_join(spot->key), spot->bits, value));
     return 0;
 }
 
@@ -312,6 +311,7 @@ int lpm_add(lpm_arena *arena, lpm_trie *trie, const lpm_key &key, unsigned bits,
     if (status != 0) return status;
     trie->route_count++;
     arena->change_count++;
+    lpm_fan_consider(arena, trie);
     return 0;
 }
 
@@ -387,14 +387,15 @@ static survivor survivor_of(const lpm_arena *arena, const lpm_spot *spot, const 
 static int remove_collapse(lpm_arena *arena, const lpm_spot *spot, const removal &gone) {
     const uint32_t old_node = *spot->node, old_outer = *spot->outer;
     const survivor left = survivor_of(arena, spot, lpm_at<lpm_node>(arena->base, old_node), gone);
-    update change{.arena = arena, .units = {}, .blocks = {}, .planned = 0, .used = 0};
-    plan(&change, lpm_tail_units(left.length - spot->outer_depth));
-    if (plan_take(&change, true) != 0) return ENOMEM;
-    const uint32_t slot = tail_write(&change, left.kind, spot->outer_depth, left.key, left.length, left.word);
+    lpm_update change{.arena = arena, .units = {}, .blocks = {}, .planned = 0, .used = 0};
+    lpm_plan(&change, lpm_tail_units(left.length - spot->outer_depth));
+    if (lpm_plan_take(&change, true) != 0) return ENOMEM;
+    const uint32_t slot =
+        lpm_tail_write(&change, left.kind, spot->outer_depth, left.key, left.length, left.word);
     lpm_publish(spot->outer, slot);
-    if (spot->outer != spot->node) retire_slot(arena, old_outer, spot->outer_depth);
-    if (left.replaced != 0) retire_slot(arena, left.replaced, spot->node_depth + LPM_STRIDE);
-    retire_slot(arena, old_node, spot->node_depth);
+    if (spot->outer != spot->node) lpm_retire_slot(arena, old_outer, spot->outer_depth);
+    if (left.replaced != 0) lpm_retire_slot(arena, left.replaced, spot->node_depth + LPM_STRIDE);
+    lpm_retire_slot(arena, old_node, spot->node_depth);
     return 0;
 }
 
@@ -402,11 +403,11 @@ static int remove_shrink(lpm_arena *arena, const lpm_spot *spot, const removal &
     const uint32_t old = *spot->node;
     const auto *from = lpm_at<lpm_node>(arena->base, old);
     const unsigned count = slot_count(from);
-    update change{.arena = arena, .units = {}, .blocks = {}, .planned = 0, .used = 0};
-    plan(&change, lpm_node_units(count - 1));
-    if (plan_take(&change, true) != 0) return ENOMEM;
+    lpm_update change{.arena = arena, .units = {}, .blocks = {}, .planned = 0, .used = 0};
+    lpm_plan(&change, lpm_node_units(count - 1));
+    if (lpm_plan_take(&change, true) != 0) return ENOMEM;
     uint32_t slot;
-    lpm_node *to = node_new(&change, &slot);
+    lpm_node *to = lpm_node_new(&change, &slot);
     *to = *from;
     copy_without(from, to, count, gone.place);
     if (gone.is_value)
@@ -414,7 +415,7 @@ static int remove_shrink(lpm_arena *arena, const lpm_spot *spot, const removal &
     else
         to->children &= ~lpm_bit(gone.branch);
     lpm_publish(spot->node, slot);
-    retire_slot(arena, old, spot->node_depth);
+    lpm_retire_slot(arena, old, spot->node_depth);
     return 0;
 }
 
@@ -424,15 +425,19 @@ int lpm_delete(lpm_arena *arena, lpm_trie *trie, const lpm_key &key, unsigned bi
     if (at->value == nullptr) return ENOENT;
     const uint32_t leaf = at->tail != nullptr ? *at->tail : 0;
     int status = 0;
+    if (trie->route_count == 1) { /* one store, also when the root is a fan */
+        lpm_clear(arena, trie);
+        return 0;
+    }
     if (at->node == nullptr) {
-        lpm_publish(&trie->root, 0);
+        lpm_publish(at->tail, 0);
     } else {
         const auto *node = lpm_at<lpm_node>(arena->base, *at->node);
         const removal gone = removal_of(at, node);
         status = slot_count(node) > 2 ? remove_shrink(arena, at, gone) : remove_collapse(arena, at, gone);
     }
     if (status != 0) return status;
-    if (leaf != 0) retire_slot(arena, leaf, at->tail_depth);
+    if (leaf != 0) lpm_retire_slot(arena, leaf, at->tail_depth);
     trie->route_count--;
     arena->change_count++;
     return 0;

@@ -5,6 +5,8 @@
  *         those of 'upper' in order of their bit, then those of 'sixth'.
  *   leaf  lpm_tail: one route; the bits of its key from 'depth' to its length.
  *   skip  lpm_tail: the slot of a node that lies at a depth of 'length'; the bits from 'depth' to there.
+ *   fan   lpm_fan, then 2^18 u32 slots: only as the root of a large table. The slot of the first 18 bits of a key holds,
+ *         as if at depth 18, what is longer than that; 'shorter' is the root of a trie of its own for the rest.
  * A route of length L lies in the node at the depth D with D < L <= D + 6 (length 0: in the node at depth 0), or in a
  * leaf. A node has two or more entries; below it no branch is missing: the trie of a set of routes has one form. */
 #pragma once
@@ -15,7 +17,7 @@
 
 __extension__ typedef unsigned __int128 lpm_bits;
 
-enum lpm_kind : uint32_t { LPM_NODE = 0, LPM_LEAF = 1, LPM_SKIP = 2 };
+enum lpm_kind : uint32_t { LPM_NODE = 0, LPM_LEAF = 1, LPM_SKIP = 2, LPM_FAN = 3 };
 
 struct lpm_node {
     uint64_t upper;    /* bit (1 << n) + b: the route of n bits b (n 0..5) below the node */
@@ -28,7 +30,15 @@ struct lpm_tail {
     uint32_t tag;  /* length << 24 | the first 24 bits; then 64 and 64 bits more if the length needs them */
 };
 
+struct lpm_fan {
+    uint32_t shorter;
+    uint32_t spare;
+};
+
 inline constexpr unsigned LPM_STRIDE = 6;
+inline constexpr unsigned LPM_FAN_BITS = 18;
+inline constexpr uint32_t LPM_FAN_SLOTS = 1u << LPM_FAN_BITS;
+inline constexpr uint32_t LPM_FAN_UNITS = 1 + LPM_FAN_SLOTS / 2;
 inline constexpr unsigned LPM_TAG_BITS = 24;
 /* Levels on one way down: 128 bits in strides of six. */
 inline constexpr unsigned LPM_LEVELS_MAX = 22;
@@ -69,6 +79,9 @@ inline unsigned lpm_upper_place(const lpm_node *node, unsigned heap) {
 }
 inline unsigned lpm_sixth_place(const lpm_node *node, unsigned branch) {
     return lpm_child_count(node) + lpm_popcount(node->upper) + lpm_popcount(node->sixth & lpm_below(branch));
+}
+inline uint32_t *lpm_fan_slots(const lpm_fan *fan) {
+    return reinterpret_cast<uint32_t *>(const_cast<lpm_fan *>(fan) + 1);
 }
 inline uint32_t lpm_node_units(unsigned slots) {
     return static_cast<uint32_t>((sizeof(lpm_node) + slots * sizeof(uint32_t) + LPM_UNIT_BYTES - 1) /
@@ -113,6 +126,20 @@ template <typename word> inline bool lpm_tail_covers(const lpm_tail *tail, unsig
     const word held = lpm_lead<word>(lpm_tail_length(tail) - depth);
     return (((key << depth) & held) ^ lpm_tail_bits<word>(tail, depth)) == 0;
 }
+/* Where the way of a route begins: below a fan, or at the root itself. */
+template <typename word> inline uint32_t *lpm_fan_slot(const lpm_fan *fan, word key) {
+    return lpm_fan_slots(fan) + static_cast<uint32_t>(key >> (lpm_width<word> - LPM_FAN_BITS));
+}
+inline uint32_t *lpm_start(const void *base, uint32_t *root, lpm_bits key, unsigned bits, unsigned *depth) {
+    const uint32_t slot = lpm_load(root);
+    *depth = 0;
+    if (lpm_slot_kind(slot) != LPM_FAN) return root;
+    auto *fan = lpm_at<lpm_fan>(base, slot);
+    if (bits <= LPM_FAN_BITS) return &fan->shorter;
+    *depth = LPM_FAN_BITS;
+    return lpm_fan_slot(fan, key);
+}
+
 /* The whole key of a tail at 'depth' that lies on the way of 'key'. */
 inline lpm_bits lpm_tail_key(const lpm_tail *tail, unsigned depth, lpm_bits key) {
     return (key & lpm_lead<lpm_bits>(depth)) | lpm_tail_bits<lpm_bits>(tail, depth) >> depth;
@@ -135,3 +162,24 @@ inline bool lpm_has(const lpm_node *node, lpm_position at) {
 inline uint32_t *lpm_value_of(const lpm_node *node, lpm_position at) {
     return lpm_slots(node) + (at.sixth ? lpm_sixth_place(node, at.bit) : lpm_upper_place(node, at.bit));
 }
+
+/* Building blocks that the files of the writer share: a plan of the blocks that one update takes, all before anything
+ * is written, so that it can still be refused. */
+struct lpm_update {
+    lpm_arena *arena;
+    uint32_t units[4], blocks[4];
+    unsigned planned, used;
+};
+void lpm_plan(lpm_update *update, uint32_t units);
+[[nodiscard]] int lpm_plan_take(lpm_update *update, bool for_removal);
+/* Writes a leaf or skip at 'depth' into the next planned block; its slot. */
+uint32_t lpm_tail_write(lpm_update *update, lpm_kind kind, unsigned depth, lpm_bits key, unsigned length,
+                        uint32_t word);
+/* An empty node in the next planned block. */
+lpm_node *lpm_node_new(lpm_update *update, uint32_t *slot);
+uint32_t lpm_block_units(const void *base, uint32_t slot, unsigned depth);
+void lpm_retire_slot(lpm_arena *arena, uint32_t slot, unsigned depth);
+
+/* Gives a table that has grown large and dense a fan as its root; does nothing when it is not worth it, or when the
+ * arena has no room. Called after an addition. */
+void lpm_fan_consider(lpm_arena *arena, lpm_trie *trie);

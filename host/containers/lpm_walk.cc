@@ -111,9 +111,10 @@ static bool unwind(const void *base, const walk_frame *frames, unsigned count, l
 }
 
 /* The first route at or behind ('key', 'bits'). */
-static bool lower_bound(const void *base, uint32_t slot, lpm_bits key, unsigned bits, lpm_entry *out) {
+static bool lower_bound(const void *base, uint32_t slot, unsigned depth, lpm_bits key, unsigned bits,
+                        lpm_entry *out) {
     std::array<walk_frame, LPM_LEVELS_MAX> frames;
-    unsigned count = 0, depth = 0;
+    unsigned count = 0;
     while (slot != 0 && depth < LPM_BITS_MAX) {
         if (lpm_slot_kind(slot) == LPM_NODE) {
             const auto *node = lpm_at<lpm_node>(base, slot);
@@ -142,12 +143,41 @@ static bool lower_bound(const void *base, uint32_t slot, lpm_bits key, unsigned 
     return unwind(base, frames.data(), count, key, out);
 }
 
+/* The same among the routes below a fan. */
+static bool fan_lower_bound(const void *base, const lpm_fan *fan, lpm_bits key, unsigned bits,
+                            lpm_entry *out) {
+    auto index = static_cast<uint32_t>(key >> (LPM_BITS_MAX - LPM_FAN_BITS));
+    if (lower_bound(base, lpm_load(lpm_fan_slots(fan) + index), LPM_FAN_BITS, key, bits, out)) return true;
+    while (++index < LPM_FAN_SLOTS) {
+        const uint32_t slot = lpm_load(lpm_fan_slots(fan) + index);
+        const lpm_bits above = static_cast<lpm_bits>(index) << (LPM_BITS_MAX - LPM_FAN_BITS);
+        if (slot != 0 && subtree_first(base, slot, above, LPM_FAN_BITS, out)) return true;
+    }
+    return false;
+}
+
+static bool entry_is_before(const lpm_entry &a, const lpm_entry &b) {
+    const lpm_bits left = lpm_join(a.key), right = lpm_join(b.key);
+    return left != right ? left < right : a.bits < b.bits;
+}
+
+static bool walk_from(const void *base, uint32_t root, lpm_bits key, unsigned bits, lpm_entry *out) {
+    if (lpm_slot_kind(root) != LPM_FAN) return lower_bound(base, root, 0, key, bits, out);
+    const auto *fan = lpm_at<lpm_fan>(base, root);
+    lpm_entry shorter, longer;
+    const bool has_shorter = lower_bound(base, lpm_load(&fan->shorter), 0, key, bits, &shorter);
+    const bool has_longer = fan_lower_bound(base, fan, key, bits, &longer);
+    if (!has_shorter && !has_longer) return false;
+    *out = has_shorter && (!has_longer || entry_is_before(shorter, longer)) ? shorter : longer;
+    return true;
+}
+
 bool lpm_first(const void *base, const lpm_trie *trie, lpm_entry *out) {
-    return subtree_first(base, lpm_load(&trie->root), 0, 0, out);
+    return walk_from(base, lpm_load(&trie->root), 0, 0, out);
 }
 
 bool lpm_next(const void *base, const lpm_trie *trie, const lpm_key &key, unsigned bits, lpm_entry *out) {
-    return lower_bound(base, lpm_load(&trie->root), lpm_join(key) & lpm_lead<lpm_bits>(bits), bits + 1, out);
+    return walk_from(base, lpm_load(&trie->root), lpm_join(key) & lpm_lead<lpm_bits>(bits), bits + 1, out);
 }
 
 /* --- whole keys --- */

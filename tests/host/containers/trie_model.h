@@ -27,14 +27,11 @@ struct model_prefix {
     lpm_key key() const { return lpm_key_load(bytes.data(), bits); }
 };
 
-inline bool model_bit(const std::array<uint8_t, 16> &bytes, unsigned n) {
-    return (bytes[n / 8] >> (7 - n % 8) & 1) != 0;
-}
-
-inline bool model_covers(const model_prefix &prefix, const std::array<uint8_t, 16> &address) {
-    for (unsigned i = 0; i < prefix.bits; i++)
-        if (model_bit(prefix.bytes, i) != model_bit(address, i)) return false;
-    return true;
+/* The first 'bits' bits of an address. */
+inline model_prefix model_cut(std::array<uint8_t, 16> bytes, unsigned bits) {
+    for (unsigned i = bits; i < 128; i++)
+        bytes[i / 8] = static_cast<uint8_t>(bytes[i / 8] & ~(0x80u >> (i % 8)));
+    return {bytes, bits};
 }
 
 struct trie_model {
@@ -42,12 +39,11 @@ struct trie_model {
 
     /* The longest route of at most 'max_bits' that covers the address. */
     std::pair<uint32_t, unsigned> match(const std::array<uint8_t, 16> &address, unsigned max_bits) const {
-        std::pair<uint32_t, unsigned> best{0, 0};
-        for (const auto &[prefix, value] : routes)
-            if (prefix.bits <= max_bits && (best.first == 0 || prefix.bits >= best.second) &&
-                model_covers(prefix, address))
-                best = {value, prefix.bits};
-        return best;
+        for (unsigned bits = max_bits;; bits--) {
+            const auto found = routes.find(model_cut(address, bits));
+            if (found != routes.end()) return {found->second, bits};
+            if (bits == 0) return {0, 0};
+        }
     }
 };
 
@@ -79,9 +75,7 @@ struct prefix_source {
     model_prefix prefix() {
         model_prefix made{address(), below(width + 1)};
         if (below(3) == 0) made.bits = width - below(9);
-        for (unsigned i = made.bits; i < width; i++)
-            made.bytes[i / 8] = static_cast<uint8_t>(made.bytes[i / 8] & ~(0x80u >> (i % 8)));
-        return made;
+        return model_cut(made.bytes, made.bits);
     }
 
     uint32_t value() { return static_cast<uint32_t>(random()) | 1; }
