@@ -89,7 +89,8 @@ int lcfwd_fu_initialize() {
     if (fu_global_initialize_default_arg(&args) != 0) return lcfwd_exit(LCFWD_EXIT_DEFAULTS);
     init_arg_fill(&args);
     lcfwd_fu_pss_init(&args);
-    const int status = fu_init_arg_ascii_gen_info(&args, args.ascii_gen);
+    /* The state dump is the multicast side's: without it there is nothing to add. */
+    const int status = args.ascii_gen == nullptr ? 0 : fu_init_arg_ascii_gen_info(&args, args.ascii_gen);
     if (status != 0) {
         LCFWD_ERR("%s(%d): (Error) %s in adding ascii gen info\n", __func__, __LINE__, std::strerror(status));
     }
