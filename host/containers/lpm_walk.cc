@@ -1,6 +1,8 @@
 #include "host/containers/lpm_trie_private.h"
 
 #include <array>
+#include <bit>
+#include <cstring>
 
 /* The way down to where the walk goes on; each node is entered again behind the branch that was tried. */
 struct walk_frame {
@@ -182,18 +184,18 @@ bool lpm_next(const void *base, const lpm_trie *trie, const lpm_key &key, unsign
 
 /* --- whole keys --- */
 
+static uint64_t network_order(uint64_t word) {
+    return std::endian::native == std::endian::little ? __builtin_bswap64(word) : word;
+}
+
 lpm_key lpm_key_load(const uint8_t *bytes, unsigned bits) {
-    if (bits == 32)
-        return {static_cast<uint64_t>(bytes[0]) << 56 | static_cast<uint64_t>(bytes[1]) << 48 |
-                    static_cast<uint64_t>(bytes[2]) << 40 | static_cast<uint64_t>(bytes[3]) << 32,
-                0};
     uint64_t half[2] = {0, 0};
-    for (unsigned i = 0; i < (bits + 7) / 8 && i < 16; i++)
-        half[i / 8] |= static_cast<uint64_t>(bytes[i]) << (56 - 8 * (i % 8));
-    return lpm_split(lpm_join({half[0], half[1]}) & lpm_lead<lpm_bits>(bits));
+    std::memcpy(half, bytes, bits >= LPM_BITS_MAX ? sizeof half : (bits + 7) / 8);
+    const lpm_bits whole = lpm_join({network_order(half[0]), network_order(half[1])});
+    return lpm_split(whole & lpm_lead<lpm_bits>(bits));
 }
 
 void lpm_key_store(const lpm_key &key, uint8_t *bytes, unsigned byte_count) {
-    for (unsigned i = 0; i < byte_count && i < 16; i++)
-        bytes[i] = static_cast<uint8_t>((i < 8 ? key.hi : key.lo) >> (56 - 8 * (i % 8)));
+    const uint64_t half[2] = {network_order(key.hi), network_order(key.lo)};
+    std::memcpy(bytes, half, byte_count < sizeof half ? byte_count : sizeof half);
 }
