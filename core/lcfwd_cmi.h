@@ -1,6 +1,7 @@
-/* core/lcfwd_cmi.h: operators' commands: from a command message to its back-end. Back-ends register themselves;
- * a number of the set table whose back-end is not there does nothing, any unknown show number goes to the platform.
- * One thread; exactly one terminal answer to each request but for unknown set numbers, which get none. */
+/* core/lcfwd_cmi.h: operators' commands: from a command message to its back-end. Back-ends register
+ * themselves; a number of the set table whose back-end is not there does nothing, any unknown show number
+ * goes to the platform. One thread; exactly one terminal answer to each request but for unknown set
+ * numbers, which get none. */
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,5 @@
-/* core/lcfwd_db.h: facts about the process that are set once, and switches that stand for the whole process. */
+/* core/lcfwd_db.h: facts about the process that are set once, and switches that stand for the whole
+ * process. */
 #pragma once
 
 #include <cstdint>

@@ -1,6 +1,7 @@
-/* core/lcfwd_domain.h: what the core expects of a domain (unicast, multicast, labels). A domain is one table of
- * functions; a null function means that the domain has nothing to do at that point, a null table that the domain
- * is not part of this build. Tables are bound once, before start-up, by the program. One thread. */
+/* core/lcfwd_domain.h: what the core expects of a domain (unicast, multicast, labels). A domain is one
+ * table of functions; a null function means that the domain has nothing to do at that point, a null table
+ * that the domain is not part of this build. Tables are bound once, before start-up, by the program. One
+ * thread. */
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,5 @@
-/* core/lcfwd_export.h: entry points for a host process or the platform's layers; nothing in this process calls
- * them. C linkage: they are found by name. */
+/* core/lcfwd_export.h: entry points for a host process or the platform's layers; nothing in this process
+ * calls them. C linkage: they are found by name. */
 #pragma once
 
 #include <cstdint>

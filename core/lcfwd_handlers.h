@@ -1,6 +1,6 @@
-/* core/lcfwd_handlers.h: the message handlers that the opcode table names. The core defines those of the process
- * itself; the domains define theirs, and the linker closes the loop: the core includes nothing of a domain.
- * All follow the contract of core/lcfwd_mts.h. */
+/* core/lcfwd_handlers.h: the message handlers that the opcode table names. The core defines those of the
+ * process itself; the domains define theirs, and the linker closes the loop: the core includes nothing of
+ * a domain. All follow the contract of core/lcfwd_mts.h. */
 #pragma once
 
 struct fu_event;

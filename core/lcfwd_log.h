@@ -1,6 +1,7 @@
-/* core/lcfwd_log.h: where a forwarding process that nobody may stop leaves its marks: the rotating text log, the
- * history and debug service, and the binary trace. Text logging is slow on purpose (each line reaches the file
- * before the statement ends): hot paths write binary trace only. One thread; printf formats. */
+/* core/lcfwd_log.h: where a forwarding process that nobody may stop leaves its marks: the rotating text
+ * log, the history and debug service, and the binary trace. Text logging is slow on purpose (each line
+ * reaches the file before the statement ends): hot paths write binary trace only. One thread; printf
+ * formats. */
 #pragma once
 
 #include "core/lcfwd_vdc.h"

@@ -1,5 +1,5 @@
-/* core/lcfwd_log_file.h: the rotating text file of the log. Each line is flushed before the call returns: the last
- * line before a crash is the one that matters. Two generations exist at most. One thread. */
+/* core/lcfwd_log_file.h: the rotating text file of the log. Each line is flushed before the call returns:
+ * the last line before a crash is the one that matters. Two generations exist at most. One thread. */
 #pragma once
 
 #include <cstdio>
@@ -8,8 +8,8 @@ constexpr long LCFWD_LOG_FILE_MAX = 26214400; /* bytes; a file that is longer af
 
 extern FILE *lcfwd_log_fp; /* null: not open */
 
-/* Writes "[date time.microseconds] text", opening the file and making its directory when needed. A file that cannot
- * be opened is left alone. */
+/* Writes "[date time.microseconds] text", opening the file and making its directory when needed. A file
+ * that cannot be opened is left alone. */
 void lcfwd_log_file_write(const char *text);
 
 /* True when the file is open, or could be opened now; else false with errno. */

@@ -1,5 +1,5 @@
-/* core/lcfwd_main.h: start-up. The order is fixed: queues first, so that messages wait in them while the process
- * recovers; the engine last. One thread. */
+/* core/lcfwd_main.h: start-up. The order is fixed: queues first, so that messages wait in them while the
+ * process recovers; the engine last. One thread. */
 #pragma once
 
 #include "core/lcfwd_exit.h"
@@ -21,8 +21,8 @@ struct lcfwd_options {
     const char *interfaces_file; /* names and types of interfaces; null: the default numbering */
 };
 
-/* Runs the process: lcfwd_start(), then the engine until it is stopped. 0, or the exit code of a failed start when
- * the exit function returns. Domains and the platform library are bound before. */
+/* Runs the process: lcfwd_start(), then the engine until it is stopped. 0, or the exit code of a failed
+ * start when the exit function returns. Domains and the platform library are bound before. */
 [[nodiscard]] int lcfwd_main(const lcfwd_options *options);
 
 /* All of start-up up to the engine. 0 or the exit code. */

@@ -1,5 +1,5 @@
-/* core/lcfwd_opcodes.h: which queue and handler each message opcode has: three tables, merged once at start-up.
- * Opcode numbers are the message bus's. A row whose handler is null is accepted and dropped. */
+/* core/lcfwd_opcodes.h: which queue and handler each message opcode has: three tables, merged once at
+ * start-up. Opcode numbers are the message bus's. A row whose handler is null is accepted and dropped. */
 #pragma once
 
 #include "host/engine/engine.h"
@@ -19,7 +19,8 @@ extern const size_t lcfwd_mts_msg_info_count;
 extern const mts_row lcfwd_mts_cmi_msg_info_array[];
 extern const size_t lcfwd_mts_cmi_msg_info_count;
 
-/* The merged list: system, main, command rows, in that order. The framework's opcode hash is built from it. */
+/* The merged list: system, main, command rows, in that order. The framework's opcode hash is built from
+ * it. */
 extern mts_row *mts_msg_info_ptr;
 extern uint32_t lcfwd_sizeof_mts_msg_info_array; /* rows */
 

@@ -110,8 +110,8 @@ int lcfwd_mts_msg_handler(fu_event *event, fu_event_node **out) {
     return table_dispatch(event, out);
 }
 
-/* A message of the standby's channel goes through the debug service twice when it comes unwrapped: the service
- * counts on both looks. */
+/* A message of the standby's channel goes through the debug service twice when it comes unwrapped: the
+ * service counts on both looks. */
 int lcfwd_stdby_mts_msg_handler(fu_event *event, fu_event_node **out) {
     mts_msg *message = fu_event_message(event);
     if (message == nullptr) return LCFWD_BAD_MESSAGE;

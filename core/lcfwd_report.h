@@ -1,5 +1,6 @@
-/* core/lcfwd_report.h: the state of each VDC's unicast and multicast side, and the status report that the supervisor
- * gets when one changes and every 300 s. One thread; a report that cannot be sent is logged and forgotten. */
+/* core/lcfwd_report.h: the state of each VDC's unicast and multicast side, and the status report that the
+ * supervisor gets when one changes and every 300 s. One thread; a report that cannot be sent is logged and
+ * forgotten. */
 #pragma once
 
 #include "core/lcfwd_vdc.h"
@@ -31,8 +32,8 @@ constexpr uint8_t LCFWD_DOWNLOAD_END = 2;
 
 [[nodiscard]] const char *lcfwd_state_name(uint32_t state); /* "UNKNOWN" above 6 */
 
-/* Sets one side's state. The present value again: nothing happens. Else the VDC information record is written and
- * a report sent. */
+/* Sets one side's state. The present value again: nothing happens. Else the VDC information record is
+ * written and a report sent. */
 void lcfwd_state_change(lcfwd_vdc_desc *vdc, uint32_t state, bool unicast);
 
 void lcfwd_commence_reporting(lcfwd_vdc_desc *vdc, uint32_t ufib_state, uint32_t mfib_state);
@@ -48,7 +49,7 @@ void lcfwd_report_timer_expired(void *unused);
 void lcfwd_ufdm_up(lcfwd_vdc_desc *vdc); /* trace and report */
 void lcfwd_mfdm_up(lcfwd_vdc_desc *vdc);
 
-/* The download bracket. 'opcode' is LCFWD_DOWNLOAD_*; another value is logged. The first form takes the message's
- * payload of at least 3 bytes, the second of at least 1. */
+/* The download bracket. 'opcode' is LCFWD_DOWNLOAD_*; another value is logged. The first form takes the
+ * message's payload of at least 3 bytes, the second of at least 1. */
 void lcfwd_ufdm_download(lcfwd_vdc_desc *vdc, const uint8_t *payload);
 void lcfwd_mfdm_download(lcfwd_vdc_desc *vdc, const uint8_t *payload);

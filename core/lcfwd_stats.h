@@ -1,5 +1,5 @@
-/* core/lcfwd_stats.h: message counters of a VDC. The block is made with the VDC's model; every increment tests the
- * pointer, since messages may come before. Counters are u32 and wrap. */
+/* core/lcfwd_stats.h: message counters of a VDC. The block is made with the VDC's model; every increment
+ * tests the pointer, since messages may come before. Counters are u32 and wrap. */
 #pragma once
 
 #include "core/lcfwd_vdc.h"

@@ -1,6 +1,6 @@
-/* core/lcfwd_timer.h: the eight one-shot timers that the domains share. A callback starts its timer again if it
- * wants to. A timer exists once its owner has given a callback; a timer without one neither starts nor runs.
- * One thread: callbacks run from the pump, before the next message is received. */
+/* core/lcfwd_timer.h: the eight one-shot timers that the domains share. A callback starts its timer again
+ * if it wants to. A timer exists once its owner has given a callback; a timer without one neither starts
+ * nor runs. One thread: callbacks run from the pump, before the next message is received. */
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,6 @@
-/* core/lcfwd_upcalls.h: what the core calls of the store layer and the platform boundary, which stand above it:
- * declared here by name, defined there. The meaning of each stands in the headers of persist/ and platform/. */
+/* core/lcfwd_upcalls.h: what the core calls of the store layer and the platform boundary, which stand
+ * above it: declared here by name, defined there. The meaning of each stands in the headers of persist/
+ * and platform/. */
 #pragma once
 
 #include <cstdint>

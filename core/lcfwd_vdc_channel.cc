@@ -135,7 +135,8 @@ static int vdc_payload_take(fu_event *event, fu_event_node **out, uint32_t opcod
     return LCFWD_BAD_MESSAGE;
 }
 
-/* The supervisor asks for the report again; allowed in every state, for an upgrade ends in one that refuses much. */
+/* The supervisor asks for the report again; allowed in every state, for an upgrade ends in one that
+ * refuses much. */
 int fib_fu_ufdm_status_request(fu_event *event, fu_event_node **out) {
     lcfwd_vdc_desc *vdc = nullptr;
     const uint8_t *payload = nullptr;

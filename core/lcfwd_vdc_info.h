@@ -1,5 +1,5 @@
-/* core/lcfwd_vdc_info.h: what a restart must know of a VDC before anything else: its states, its MAC. Kept as one
- * stored record for each VDC that exists, byte-exact, in the machine's order. */
+/* core/lcfwd_vdc_info.h: what a restart must know of a VDC before anything else: its states, its MAC. Kept
+ * as one stored record for each VDC that exists, byte-exact, in the machine's order. */
 #pragma once
 
 #include "core/lcfwd_vdc.h"

@@ -1,5 +1,5 @@
-/* core/ufib_funcstats.h: how long measured functions take: calls and microseconds per function, off by default
- * (one test of a flag then). Row numbers are fixed: traces and shows name them. One thread. */
+/* core/ufib_funcstats.h: how long measured functions take: calls and microseconds per function, off by
+ * default (one test of a flag then). Row numbers are fixed: traces and shows name them. One thread. */
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,5 @@
-/* core/ufib_trace.h: the events of the binary trace: each has a number, and a format row that readers render it
- * with. Numbers are fixed: traces of an older process stay readable. */
+/* core/ufib_trace.h: the events of the binary trace: each has a number, and a format row that readers
+ * render it with. Numbers are fixed: traces of an older process stay readable. */
 #pragma once
 
 #include "host/trace/bl.h"

@@ -1,6 +1,6 @@
 /* core/wire.h: bounds-checked reading of packed, big-endian records. A leaf that every folder may use.
- * A record is a struct of wire_be<> and uint8_t members only: alignment 1, no padding. So the struct is the one
- * description of the layout, for reader, writer, test and show output.
+ * A record is a struct of wire_be<> and uint8_t members only: alignment 1, no padding. So the struct is the
+ * one description of the layout, for reader, writer, test and show output.
  * Units: all sizes are bytes. Errors: 0 or EBADMSG; after EBADMSG no argument has changed.
  * Ownership: a cursor borrows the message and must not outlive the call that received it. */
 #pragma once

@@ -67,8 +67,8 @@ static bool request_restage(pss_request *request) {
     return true;
 }
 
-/* The operations buffer was full. The caller sees a failure even when the second try succeeds: what it does about
- * an unsaved record is harmless for a saved one. */
+/* The operations buffer was full. The caller sees a failure even when the second try succeeds: what it
+ * does about an unsaved record is harmless for a saved one. */
 static int second_try(const pss_action &action, pss_request *request) {
     const size_t size = static_cast<size_t>(request->key.len) + request->value.len;
     if (size > sizeof retry_bytes) return 0;

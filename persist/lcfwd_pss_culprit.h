@@ -1,5 +1,5 @@
-/* persist/lcfwd_pss_culprit.h: what is said when the buffer runs full in the middle of a batch: a message to the
- * supervisor's log, and the kind of record that most likely is to blame. */
+/* persist/lcfwd_pss_culprit.h: what is said when the buffer runs full in the middle of a batch: a message
+ * to the supervisor's log, and the kind of record that most likely is to blame. */
 #pragma once
 
 #include "persist/lcfwd_pss_kind.h"

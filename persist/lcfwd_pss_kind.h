@@ -1,5 +1,5 @@
-/* persist/lcfwd_pss_kind.h: the kinds of stored records, their names, and where each database lies. There is one
- * database for each kind and VDC, and two for the whole process. */
+/* persist/lcfwd_pss_kind.h: the kinds of stored records, their names, and where each database lies. There
+ * is one database for each kind and VDC, and two for the whole process. */
 #pragma once
 
 #include <cstdint>

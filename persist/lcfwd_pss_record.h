@@ -1,6 +1,6 @@
-/* persist/lcfwd_pss_record.h: writing one record, as all domains do it: room for key, value and their descriptors in
- * one step, fill in, queue. Never begin a second record before the first is stored: storing may commit, and that
- * empties staging. One thread; tens of nanoseconds. */
+/* persist/lcfwd_pss_record.h: writing one record, as all domains do it: room for key, value and their
+ * descriptors in one step, fill in, queue. Never begin a second record before the first is stored: storing
+ * may commit, and that empties staging. One thread; tens of nanoseconds. */
 #pragma once
 
 #include "persist/lcfwd_pss.h"

@@ -1,6 +1,7 @@
-/* persist/lcfwd_pss_staging.h: where keys and values of stored records stand from their making until the store has
- * them. The operations buffer keeps references, so the bytes must not move: one static area that is handed out from
- * the front and emptied as a whole by a flush. Blocks are not aligned: write them with memcpy. One thread. */
+/* persist/lcfwd_pss_staging.h: where keys and values of stored records stand from their making until the
+ * store has them. The operations buffer keeps references, so the bytes must not move: one static area that
+ * is handed out from the front and emptied as a whole by a flush. Blocks are not aligned: write them with
+ * memcpy. One thread. */
 #pragma once
 
 #include <cstdint>
@@ -17,8 +18,8 @@ struct lcfwd_pss_staging_area {
 };
 extern lcfwd_pss_staging_area lcfwd_pss_staging;
 
-/* A zeroed block of 'size' bytes, valid until the next flush; null, with a log line and nothing changed, when it
- * does not fit. Never flushes. */
+/* A zeroed block of 'size' bytes, valid until the next flush; null, with a log line and nothing changed,
+ * when it does not fit. Never flushes. */
 [[nodiscard]] void *lcfwd_pss_buf_allocate(uint32_t size);
 
 /* The same without the log line: for callers that have their own text. */

@@ -1,5 +1,6 @@
-/* persist/lcfwd_pss_walk.h: reading the store back, in key order. A returned key or value is valid until the next call
- * on the same database: copy it before anything is stored or deleted. The position survives both. */
+/* persist/lcfwd_pss_walk.h: reading the store back, in key order. A returned key or value is valid until
+ * the next call on the same database: copy it before anything is stored or deleted. The position survives
+ * both. */
 #pragma once
 
 #include "persist/lcfwd_pss.h"
@@ -22,6 +23,7 @@
 /* Records of the adjacency kinds (v4adj, v6adj) over all active VDCs. */
 [[nodiscard]] uint32_t lcfwd_get_adj_pss_num_keys();
 
-/* Calls 'visit' for each of their keys (a copy); it may delete the record that it is given. The number visited. */
+/* Calls 'visit' for each of their keys (a copy); it may delete the record that it is given. The number
+ * visited. */
 using lcfwd_pss_key_visit = void (*)(uint32_t kind, uint32_t vdc_id, const pss2_datum &key, void *ctx);
 uint32_t lcfwd_iterate_adj_pss_keys(lcfwd_pss_key_visit visit, void *ctx);

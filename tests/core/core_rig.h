@@ -1,4 +1,5 @@
-/* tests/core/core_rig.h: a rig whose three domains and platform library only write down what they are asked. */
+/* tests/core/core_rig.h: a rig whose three domains and platform library only write down what they are
+ * asked. */
 #pragma once
 
 #include "tests/support/fake_domain.h"

@@ -1,5 +1,5 @@
-/* tests/persist/pss_rig.h: a rig with VDC 1, whose databases of a few kinds are open, and a platform that only writes
- * down its calls. */
+/* tests/persist/pss_rig.h: a rig with VDC 1, whose databases of a few kinds are open, and a platform that
+ * only writes down its calls. */
 #pragma once
 
 #include "host/store/store.h"

@@ -1,8 +1,9 @@
-/* tests/support/fake_platform.h: a platform library that writes down each call as one line, keeps a table of what it
- * was told to install, and can be told to refuse. What it keeps survives the process (a rig's stop and start), as
- * hardware would, until fake_platform_reset().
+/* tests/support/fake_platform.h: a platform library that writes down each call as one line, keeps a table of
+ * what it was told to install, and can be told to refuse. What it keeps survives the process (a rig's stop
+ * and start), as hardware would, until fake_platform_reset().
  *
- * Lines: "insert_v4_prefix table 1 10.1.0.0/16 ha 0 new = 3", "all_writes_ready" and so on; fake.log holds them. */
+ * Lines: "insert_v4_prefix table 1 10.1.0.0/16 ha 0 new = 3", "all_writes_ready" and so on; fake.log holds
+ * them. */
 #pragma once
 
 #include "platform/platform_library.h"

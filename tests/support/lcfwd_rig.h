@@ -1,7 +1,7 @@
-/* tests/support/lcfwd_rig.h: a whole process inside a test: in-process bus, a clock that stands still, files in a
- * folder of its own, a platform library of the test's choice. Wire bytes go in; answers, reports, records and
- * platform calls come out. stop() leaves what a kill leaves: files and the library's tables; start() goes on from
- * there. One rig at a time: the process's state is the test binary's own. */
+/* tests/support/lcfwd_rig.h: a whole process inside a test: in-process bus, a clock that stands still,
+ * files in a folder of its own, a platform library of the test's choice. Wire bytes go in; answers,
+ * reports, records and platform calls come out. stop() leaves what a kill leaves: files and the library's
+ * tables; start() goes on from there. One rig at a time: the process's state is the test binary's own. */
 #pragma once
 
 #include "core/lcfwd_domain.h"
@@ -61,7 +61,8 @@ public:
         return start();
     }
 
-    /* Puts a message into a queue and lets the engine work until nothing is left to do. The answer to it, if any. */
+    /* Puts a message into a queue and lets the engine work until nothing is left to do. The answer to it,
+     * if any. */
     std::optional<rig_message> send(uint32_t opcode, const bytes &payload,
                                     const rig_send_options &options = {});
     /* The same without working: for tests of queues and order. */
@@ -81,8 +82,8 @@ public:
     std::vector<rig_message> take();
     std::vector<rig_message> take(uint32_t opcode); /* of one opcode; the others are forgotten too */
 
-    /* The records of a database file ("prefix_vdc_1", "vdc"), as another process would read them: keys and values in
-     * hex digits. */
+    /* The records of a database file ("prefix_vdc_1", "vdc"), as another process would read them: keys and
+     * values in hex digits. */
     std::map<std::string, std::string> records(const std::string &file) const;
     std::string log_text() const; /* the text log from its beginning */
     bool log_has(const std::string &text) const { return log_text().find(text) != std::string::npos; }

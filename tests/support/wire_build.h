@@ -1,5 +1,6 @@
-/* tests/support/wire_build.h: messages as a supervisor sends them, put together byte by byte and knowing nothing of
- * the product's own layouts: a wrong layout there cannot agree with itself here. Addresses are given as text. */
+/* tests/support/wire_build.h: messages as a supervisor sends them, put together byte by byte and knowing
+ * nothing of the product's own layouts: a wrong layout there cannot agree with itself here. Addresses are
+ * given as text. */
 #pragma once
 
 #include <cstdint>
