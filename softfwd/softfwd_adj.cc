@@ -103,7 +103,10 @@ static softfwd_adj record_of_model(const void *adj, uint32_t handle, uint32_t ho
     record.action = action_of(marks, tunnel);
     record.flags = flags_of(marks, adj, tunnel);
     record.holder = static_cast<uint8_t>(holder);
-    v4 ? record_fill_v4(adj, &record) : record_fill_v6(adj, &record);
+    if (v4)
+        record_fill_v4(adj, &record);
+    else
+        record_fill_v6(adj, &record);
     return record;
 }
 

@@ -289,7 +289,6 @@ void softfwd_engine_open(bool restart) {
     }
     engine->head->writer_pid = static_cast<uint32_t>(getpid());
     engine->head->generation++;
-    engine->head->shared_wildcard = softfwd_config_get()->shared_wildcard_tables;
     engine->open = true;
 }
 

@@ -146,7 +146,7 @@ struct softfwd_header {
     uint64_t file_bytes;
     uint64_t a_readers_identity; /* of the file where readers of these tables have their places */
     uint32_t a_replaced;         /* non-zero: other tables took the place of these */
-    uint32_t shared_wildcard;    /* wildcard tables stand under VDC 0 */
+    uint32_t a_shared_wildcard;  /* there are wildcard tables under VDC 0, for all */
     uint32_t writer_pid;
     uint32_t generation;
     uint32_t active_vdcs; /* bit n for id n */

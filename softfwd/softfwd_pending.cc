@@ -111,13 +111,17 @@ static void complete_all() {
     bool v4 = false, v6 = false;
     for (uint32_t i = 0; i < pending.count; i++) {
         const pending_write *write = &pending.writes[i];
-        (write->family == ADDRESS_FAMILY_V4 ? v4 : v6) = true;
-        write->family == ADDRESS_FAMILY_V4 ? write_complete<softfwd_v4>(write)
-                                           : write_complete<softfwd_v6>(write);
+        if (write->family == ADDRESS_FAMILY_V4) {
+            write_complete<softfwd_v4>(write);
+            v4 = true;
+        } else {
+            write_complete<softfwd_v6>(write);
+            v6 = true;
+        }
     }
     if (v4) softfwd_v4::cookie_done();
     if (v6) softfwd_v6::cookie_done();
-    if (pending.count != 0) softfwd_state.completed = true;
+    if (v4 || v6) softfwd_state.completed = true;
     softfwd_state.ready_calls = 0;
     softfwd_pending_reset();
 }

@@ -147,7 +147,7 @@ const softfwd_table *softfwd_reader_table(const softfwd_reader *reader, uint32_t
                                           uint32_t table_id) {
     const softfwd_table *table = table_find(reader, family, vdc_id, table_id);
     /* Wildcard tables may stand once for all VDCs. */
-    if (table == nullptr && reader->head->shared_wildcard != 0)
+    if (table == nullptr && softfwd_load(&reader->head->a_shared_wildcard) != 0)
         table = table_find(reader, family, 0, table_id);
     return table;
 }

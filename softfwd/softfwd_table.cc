@@ -51,6 +51,7 @@ template <typename Af> static uint32_t table_insert(uint32_t vdc_id, uint32_t ta
     if (!softfwd_state.open) return 0;
     softfwd_state.head->counters.calls[Af::insert_table]++;
     const uint32_t vdc = table_vdc(vdc_id, table_id);
+    if (vdc != vdc_id) softfwd_store(&softfwd_state.head->a_shared_wildcard, uint32_t{1});
     uint32_t handle = table_find(vdc, table_id, Af::family);
     if (!softfwd_plan_empty() && softfwd_plan_refuses(Af::insert_table, handle != 0 ? handle : ha)) {
         softfwd_note(Af::insert_table, SOFTFWD_EFFECT_FAILURE, 0);

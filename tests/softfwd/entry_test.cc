@@ -121,7 +121,11 @@ TEST_F(entry, tables_are_named_by_vdc_id_and_family_and_take_their_routes_along)
     EXPECT_EQ(softfwd_prefix_count(ADDRESS_FAMILY_V4), 0u);
     expect_integrity();
     softfwd_config_get()->shared_wildcard_tables = true;
-    EXPECT_EQ(api.insert_v4_table(1, 65535, nullptr, 0), api.insert_v4_table(2, 65535, nullptr, 0));
+    const uint32_t shared = api.insert_v4_table(1, 65535, nullptr, 0);
+    EXPECT_EQ(api.insert_v4_table(2, 65535, nullptr, 0), shared);
+    c.handle = 0;
+    insert(shared, &c);
+    EXPECT_EQ(lookup("10.1.1.1", 65535, 2).hop.action, SOFTFWD_FORWARD);
 }
 
 TEST_F(entry, a_thousand_small_tables_cost_little) {

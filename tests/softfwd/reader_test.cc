@@ -84,10 +84,11 @@ TEST_F(reading, inspection_lists_tables_prefixes_in_order_and_adjacencies) {
     EXPECT_EQ(found.route_count, 4u);
     std::string order;
     softfwd_prefix_info at = {};
-    while (softfwd_reader_prefix_next(reader, found.handle, &at) == 0)
-        order +=
-            ip_prefix_str(static_cast<uint32_t>(at.address[0]) << 24 | at.address[1] << 16, at.mask_len) +
-            std::string(at.hit ? "! " : " ");
+    while (softfwd_reader_prefix_next(reader, found.handle, &at) == 0) {
+        uint32_t address;
+        memcpy(&address, at.address, 4);
+        order += ip_prefix_str(__builtin_bswap32(address), at.mask_len) + std::string(at.hit ? "! " : " ");
+    }
     EXPECT_EQ(order, "0.0.0.0/0 10.0.0.0/8 10.0.0.0/16 10.1.0.0/16! ");
     softfwd_adj_info adj_at = {};
     ASSERT_EQ(softfwd_reader_adj_next(reader, &adj_at), 0);
@@ -233,7 +234,7 @@ TEST_F(killing, readers_never_see_a_broken_table_while_writers_die_at_random) {
     for (unsigned round = 0; round < 25; round++) {
         const pid_t child = fork();
         if (child == 0) writer_run(seed + round);
-        const uint32_t until = looked + 20000 + static_cast<uint32_t>(random() % 40000);
+        const uint32_t until = looked + 200000 + static_cast<uint32_t>(random() % 400000);
         for (; looked < until; looked++) {
             softfwd_result result;
             ASSERT_EQ(softfwd_lookup_v4(watcher, vdc, table_id, 0x14010000 + (looked & 0xffff), &result), 0);
