@@ -6,13 +6,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
-static constexpr int RUN_SECONDS = 120;
 static constexpr int STEP_MS = 5;
 
 static pid_t spawn(const std::vector<std::string> &words, const std::string &out, const std::string &err) {
@@ -54,10 +54,10 @@ static std::string read_file(const std::string &path) {
     return text.str();
 }
 
-process_result process_run(const std::vector<std::string> &words, const std::string &folder) {
+process_result process_run(const std::vector<std::string> &words, const std::string &folder, int seconds) {
     const std::string out = folder + "/run.out", err = folder + "/run.err";
     const pid_t pid = spawn(words, out, err);
-    const int code = await(pid, RUN_SECONDS);
+    const int code = await(pid, seconds);
     if (code < 0) kill_hard(pid);
     return {code, read_file(out), read_file(err)};
 }
@@ -76,9 +76,7 @@ void process_test::TearDown() {
         fprintf(stderr, "kept: %s\n", folder.c_str());
         return;
     }
-    process_run({"/bin/rm", "-r", folder}, "/tmp");
-    unlink("/tmp/run.out");
-    unlink("/tmp/run.err");
+    std::filesystem::remove_all(folder);
 }
 
 void process_test::start(const std::string &where, int slot, const std::vector<std::string> &more) {
@@ -96,9 +94,13 @@ void process_test::start(const std::string &where, int slot, const std::vector<s
 }
 
 bool process_test::is_running(int slot) {
-    for (const instance &one : instances)
-        if (one.slot == slot)
-            return waitpid(one.pid, nullptr, WNOHANG | WNOWAIT) == 0 && kill(one.pid, 0) == 0;
+    for (const instance &one : instances) {
+        if (one.slot != slot) continue;
+        /* A look without taking: the exit code is for stop(). */
+        siginfo_t ended{};
+        const int error = waitid(P_PID, static_cast<id_t>(one.pid), &ended, WEXITED | WNOHANG | WNOWAIT);
+        return error == 0 && ended.si_pid == 0;
+    }
     return false;
 }
 

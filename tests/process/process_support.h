@@ -12,8 +12,9 @@ struct process_result {
     std::string out, err;
 };
 
-/* Runs a program to its end (at most 120 s). */
-process_result process_run(const std::vector<std::string> &words, const std::string &folder);
+/* Runs a program to its end, at most for so many seconds; its output goes through files in 'folder'. */
+process_result process_run(const std::vector<std::string> &words, const std::string &folder,
+                           int seconds = 60);
 
 /* A folder for one test, with everything below it removed at the end, and the processes that the test started. */
 class process_test : public testing::Test {

@@ -2,6 +2,7 @@
 #include "tests/process/process_support.h"
 
 #include "tools/lcfwdctl/random.h"
+#include "tools/lcfwdctl/wire_batch.h"
 
 #include "host/bus/bus_client.h"
 #include "host/system/root.h"
@@ -40,11 +41,11 @@ TEST_F(trouble, bad_command_lines_of_the_process_are_usage_errors) {
          {std::vector<std::string>{"--slot", "x"}, {"--unknown"}, {"--root"}}) {
         std::vector<std::string> words = {LCFWD_BINARY};
         words.insert(words.end(), line.begin(), line.end());
-        const process_result result = process_run(words, folder);
+        const process_result result = process_run(words, folder, 10);
         EXPECT_EQ(result.code, 2) << line[0] << result.err;
         EXPECT_FALSE(result.err.empty()) << line[0];
     }
-    const process_result help = process_run({LCFWD_BINARY, "--help"}, folder);
+    const process_result help = process_run({LCFWD_BINARY, "--help"}, folder, 10);
     EXPECT_EQ(help.code, 0);
     EXPECT_NE(help.out.find("--slot"), std::string::npos);
 }
@@ -121,7 +122,63 @@ TEST_F(trouble, garbage_in_messages_harms_nobody) {
     }
     bus_client_close(client);
     ASSERT_TRUE(is_running());
-    /* Whatever the bytes happened to say about these routes, a new download says otherwise. */
+    /* Whatever the bytes happened to say goes with their context; a new one works. */
+    expect_ctl(0, {"vdc", "delete", "1"});
+    expect_ctl(0, {"vdc", "create", "1"});
+    expect_ctl(0, {"load", list});
+    expect_ctl(0, {"resolve"});
+    expect_ctl(0, {"verify", list});
+}
+
+static std::vector<uint8_t> damaged_batch(uint32_t round, uint32_t *state) {
+    ctl_batch_form form;
+    form.format = round % 2;
+    form.family = round / 2 % 2 != 0 ? 6 : 4;
+    form.table_id = form.family == 6 ? 0x80000001 : 1;
+    std::vector<ctl_route> routes;
+    for (uint32_t i = 0; i < 20; i++) {
+        ctl_route route{};
+        const std::string line = form.family == 4 ? "30.0." + std::to_string(i) + ".0/24 5"
+                                                  : "2001:db8:" + std::to_string(i) + "::/48 5";
+        EXPECT_EQ(ctl_route_parse(line.c_str(), {64, 0}, &route), 1);
+        routes.push_back(route);
+    }
+    std::vector<uint8_t> bytes = ctl_batch_make(form, routes, round, 0);
+    for (uint32_t hits = 1 + ctl_random(state) % 8; hits > 0; hits--)
+        bytes[ctl_random(state) % bytes.size()] =
+            static_cast<uint8_t>(ctl_random(state) % 2 ? ctl_random(state) : ctl_random(state) % 4);
+    if (ctl_random(state) % 4 == 0) bytes.resize(ctl_random(state) % bytes.size());
+    return bytes;
+}
+
+/* Good batches with some bytes changed or cut off reach much deeper than random bytes. */
+TEST_F(trouble, damaged_batches_are_answered_and_harm_nobody) {
+    const std::string list = write("list", process_prefix_list(0, 100));
+    start(root);
+    expect_ctl(0, {"vdc", "create", "1"});
+    host_root_set(root.c_str());
+    bus_client *client = nullptr;
+    const bus_client_config config;
+    ASSERT_EQ(bus_client_open(&config, &client), 0);
+    uint32_t state = 77;
+    for (uint32_t round = 0; round < 1000; round++) {
+        const std::vector<uint8_t> bytes = damaged_batch(round, &state);
+        const bus_client_message message = {
+            200,          round / 2 % 2 != 0 ? CTL_OPC_ROUTES_V6 : CTL_OPC_ROUTES_V4,
+            round % 2,    1,
+            bytes.data(), bytes.size()};
+        uint32_t token = 0;
+        mts_msg answer{};
+        ASSERT_EQ(bus_client_request(client, &message, 5000, &token), 0) << "round " << round;
+        /* Without a whole header there is nothing to answer with. */
+        const bool has_header = bytes.size() >= (round % 2 ? sizeof(ctl_batch_v1) : sizeof(ctl_batch_v0));
+        const int error = bus_client_answer(client, token, has_header ? 5000 : 20, nullptr, nullptr, &answer);
+        ASSERT_EQ(error == 0, has_header) << "round " << round << ", " << bytes.size() << " bytes";
+    }
+    bus_client_close(client);
+    /* What the damage has left behind goes with its context; a new one works. */
+    expect_ctl(0, {"vdc", "delete", "1"});
+    expect_ctl(0, {"vdc", "create", "1"});
     expect_ctl(0, {"load", list});
     expect_ctl(0, {"resolve"});
     expect_ctl(0, {"verify", list});

@@ -102,7 +102,7 @@ const ctl_command ctl_command_load = {
     "  --aggregates N   also a default route and N covering prefixes of mixed lengths for each family, with "
     "next hops\n"
     "                   of their own (default 0)\n"
-    "  --table ID       table for all routes (default 1 for IPv4, 0x80000001 for IPv6)\n"
+    "  --table ID       table (default 1): ID for IPv4 and ID + 0x80000000 for IPv6\n"
     "  --batch N        routes a batch (default 500)\n"
     "  --format 0|1     batch format (default 1)\n"
     "  --epoch N        epoch of the routes, 0 to 255 (default 1)\n"

@@ -82,7 +82,7 @@ const ctl_command ctl_command_lookup = {
     "address\n"
     "gets: forward, glean (next hop not resolved), punt, drop or no_route. Exit code 1 when an address has "
     "no route.\n\n"
-    "  --table ID       the table (default 1 for IPv4, 0x80000001 for IPv6)\n"
+    "  --table ID       table (default 1): ID for IPv4 and ID + 0x80000000 for IPv6\n"
     "  --count          count the look-ups as packets\n\n"
     "Examples:\n"
     "  lcfwdctl lookup 192.0.2.1 2001:db8::1\n"

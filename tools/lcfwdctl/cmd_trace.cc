@@ -66,8 +66,8 @@ static int show(uint32_t slot, const trace_plan &plan) {
         fflush(stdout);
         usleep(FOLLOW_US);
     }
-    if (const uint64_t lost = bl_reader_lost(reader); lost != 0)
-        ctl_error("slot %u: %llu records were overwritten meanwhile", slot,
+    if (const uint64_t lost = bl_reader_lost(reader); lost != 0 && plan.lines == 0)
+        ctl_error("slot %u: %llu older records have been overwritten", slot,
                   static_cast<unsigned long long>(lost));
     bl_reader_close(reader);
     return CTL_GOOD;

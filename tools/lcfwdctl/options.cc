@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 
-static constexpr uint32_t SLOT_MAX = 4095;
+static constexpr uint32_t SLOT_MAX = 64;
 
 bool ctl_number_parse(const char *text, uint32_t min, uint32_t max, uint32_t *out) {
     /* strtoull would also take blanks and signs. */
@@ -24,7 +24,7 @@ bool ctl_number_parse(const char *text, uint32_t min, uint32_t max, uint32_t *ou
 static bool slot_range_parse(const std::string &text, std::vector<uint32_t> *out) {
     const size_t dash = text.find('-');
     uint32_t first = 0, last = 0;
-    if (!ctl_number_parse(text.substr(0, dash).c_str(), 0, SLOT_MAX, &first)) return false;
+    if (!ctl_number_parse(text.substr(0, dash).c_str(), 1, SLOT_MAX, &first)) return false;
     last = first;
     if (dash != std::string::npos && !ctl_number_parse(text.substr(dash + 1).c_str(), first, SLOT_MAX, &last))
         return false;

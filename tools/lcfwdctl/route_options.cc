@@ -13,5 +13,7 @@ void ctl_route_options_add(ctl_route_options *options, std::vector<ctl_option> *
 }
 
 void ctl_route_options_finish(ctl_route_options *options) {
-    if (options->table_given) options->tables[0] = options->tables[1] = options->table;
+    if (!options->table_given) return;
+    options->tables[0] = options->table;
+    options->tables[1] = options->table | CTL_TABLE_V6;
 }
