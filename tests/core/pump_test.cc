@@ -102,6 +102,14 @@ TEST_F(pump, runs_a_due_timer_before_it_receives_the_message_that_is_ready) {
     EXPECT_EQ(handler_calls, 1);
 }
 
+TEST_F(pump, error_of_the_selector_goes_to_the_engine_in_words) {
+    lcfwd_report_timer_stop(); /* nothing to wait for: the transport refuses to wait for ever */
+    fu_event event;
+    EXPECT_EQ(lcfwd_dequeue(&event), 0x41c00023);
+    EXPECT_TRUE(
+        rig.log_has("lcfwd_dequeue: fu_priority_select error SYSERR_FU_xx: 0x41c00023, err_num (35)"));
+}
+
 TEST_F(pump, refuses_a_source_that_is_no_queue) {
     fu_event event;
     fu_src source = {};
