@@ -89,8 +89,8 @@ bool softfwd_grace_wait(uint32_t timeout_ms) {
     std::atomic_thread_fence(std::memory_order_seq_cst);
     const uint64_t now = *epoch;
     for (uint32_t spent = 0; softfwd_oldest_reader() < now; spent++) {
-        if (spent == timeout_ms * 10) return false;
-        const timespec pause = {0, 100000};
+        if (spent == timeout_ms) return false;
+        const timespec pause = {0, 1000000};
         nanosleep(&pause, nullptr);
     }
     return true;

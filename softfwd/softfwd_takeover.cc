@@ -8,7 +8,7 @@
 #include <cstring>
 
 /* A look-up takes microseconds; a reader that is in one for so long stands still. */
-static constexpr uint32_t QUIET_TIMEOUT_MS = 2000;
+static constexpr uint32_t QUIET_TIMEOUT_MS = 1000;
 
 static bool bump_good(const softfwd_region &region, uint32_t bump, uint64_t element) {
     return bump >= 1 && bump <= region.bytes / element && (bump == 1 || bump * element <= region.a_committed);
