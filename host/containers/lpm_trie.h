@@ -8,7 +8,7 @@
  *    a /24 and its 63 brothers are 64 bits of one map and 64 words, not 64 nodes.
  *  - A child that is a single route is a leaf of 8 to 24 bytes with the rest of its key; a run of levels without a
  *    branch is one skip block of the same form. So a lonely IPv6 host route costs one block, not fifteen nodes.
- *  - A full Internet table takes 7 (IPv4) to 12 (IPv6) bytes a route, so its upper levels stay in the cache and a look-up pays
+ *  - A full Internet table takes 9 (IPv4) to 13 (IPv6) bytes a route, so its upper levels stay in the cache and a look-up pays
  *    for one or two cache misses. Binary (radix) tries pay for one a bit; hash tables per length pay for one a
  *    length; direct tables are faster to read but cost tens of megabytes a table, and a short prefix is a thousand
  *    writes there.
