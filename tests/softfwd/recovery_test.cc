@@ -2,10 +2,12 @@
 #include "softfwd/softfwd_reader_private.h"
 #include "tests/softfwd/softfwd_rig.h"
 
+#include <algorithm>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <random>
 
 struct recovery : softfwd_rig {
     uint32_t table = 0, table6 = 0;
@@ -244,4 +246,59 @@ TEST_F(recovery, a_reader_that_stands_still_keeps_its_memory_over_the_take_over)
     restart();
     fake_prefix other = prefix("11.0.0.0/8", &next);
     EXPECT_EQ(insert(table, &other), handle);
+}
+
+/* Random inserts, updates and deletes with restarts in between, against a list that is searched from end to end. */
+struct random_changes : softfwd_rig {
+    std::vector<fake_adj> hops;
+    std::vector<fake_prefix> model;
+    std::mt19937 random;
+
+    static bool covers(const fake_prefix &pfx, uint32_t address) {
+        return pfx.handle != 0 && (pfx.bits == 0 || (pfx.address ^ address) >> (32 - pfx.bits) == 0);
+    }
+    const fake_prefix *best_match(uint32_t address) const {
+        const fake_prefix *best = nullptr;
+        for (const fake_prefix &pfx : model)
+            if (covers(pfx, address) && (best == nullptr || pfx.bits > best->bits)) best = &pfx;
+        return best;
+    }
+    void model_build() {
+        for (uint32_t i = 0; i < 4; i++) hops.push_back(adj(i));
+        for (uint32_t i = 0; i < 300; i++) {
+            fake_prefix pfx = prefix("0.0.0.0/0", &hops[0]);
+            pfx.bits = i % 33;
+            pfx.address =
+                pfx.bits == 0 ? 0 : (i * 0x9e3779b9u) & 0xc3ffffff & ~uint32_t{0} << (32 - pfx.bits);
+            const auto same = [&](const fake_prefix &p) {
+                return p.bits == pfx.bits && p.address == pfx.address;
+            };
+            if (std::none_of(model.begin(), model.end(), same)) model.push_back(pfx);
+        }
+    }
+    bool change(uint32_t table) {
+        fake_prefix *pfx = &model[random() % model.size()];
+        pfx->next = &hops[random() % 4];
+        if (pfx->handle != 0 && random() % 2 == 0) return remove(table, pfx) == 0;
+        return insert(table, pfx) != 0;
+    }
+};
+
+TEST_F(random_changes, agree_with_a_plain_list_over_restarts) {
+    const unsigned seed = std::random_device{}();
+    random.seed(seed);
+    start(0);
+    const uint32_t table = api.insert_v4_table(vdc, table_id, nullptr, 0);
+    model_build();
+    for (uint32_t step = 1; step <= 5000; step++) {
+        ASSERT_TRUE(change(table)) << "seed " << seed;
+        (void)api.one_write_ready();
+        if (step % 1000 == 0) restart();
+        const uint32_t address = model[random() % model.size()].address ^ static_cast<uint32_t>(random() % 8);
+        const fake_prefix *best = best_match(address);
+        const softfwd_result result = lookup(ip_address_str(address));
+        ASSERT_EQ(result.hop.prefix_handle, best != nullptr ? best->handle : 0) << "seed " << seed;
+        ASSERT_EQ(result.hop.adj_handle, best != nullptr ? best->next->handle : 0) << "seed " << seed;
+    }
+    expect_integrity();
 }
