@@ -132,7 +132,7 @@ static void draw_progress(const char *verb, uint64_t done, uint64_t total) {
 /* Runs beside the threads until all have ended. */
 static void watch_progress(const char *verb, const std::atomic<uint64_t> &progress,
                            const std::atomic<uint32_t> &running, uint64_t total) {
-    if (ctl.quiet || ctl.json || !isatty(STDERR_FILENO)) return;
+    if (ctl.quiet || !isatty(STDERR_FILENO)) return;
     while (running != 0) {
         draw_progress(verb, progress, total);
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
