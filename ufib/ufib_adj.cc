@@ -198,7 +198,7 @@ void ufib_adj_reinstall(ufib_adj *adj) {
 
 bool ufib_adj_destroy_ok(const ufib_adj *adj) {
     if (!ravl_is_empty(&adj->mpls_children)) {
-        UFIB_TRACE("Not destroying %sadj with child MPLS labels number of nodes %d",
+        UFIB_TRACE("Not destroying %sadj with child MPLS labels number of nodes %d\n",
                    ufib_adj_family(adj).name, static_cast<int>(adj->mpls_child_count));
         return false;
     }

@@ -43,10 +43,10 @@ static void init_dyn_nve(ufib_adj *adj) {
     adj->flags |= UFIB_ADJ_NVE;
     if ((adj->flags & UFIB_ADJ_RESOLVED) != 0) {
         adj->flags &= ~UFIB_ADJ_DROP;
-        UFIB_TRACE("%s() NVE adj resolved clear DROP.", __func__);
+        UFIB_TRACE("%s() NVE adj resolved clear DROP.\n", __func__);
     } else {
         adj->flags |= UFIB_ADJ_DROP;
-        UFIB_TRACE("%s() NVE adj unresolved set to DROP.", __func__);
+        UFIB_TRACE("%s() NVE adj unresolved set to DROP.\n", __func__);
     }
 }
 
@@ -83,7 +83,7 @@ void ufib_adj_init_dyn(ufib_adj *adj, const ufib_platform_rewrite *rewrite, uint
         adj->flags |= UFIB_ADJ_PEER_GW;
     else
         adj->flags &= ~UFIB_ADJ_PEER_GW;
-    if (ufib_enable_rc_debugs) UFIB_TRACE("%s() Setting peer-gw flag %d.", __func__, peer_gateway);
+    if (ufib_enable_rc_debugs) UFIB_TRACE("%s() Setting peer-gw flag %d.\n", __func__, peer_gateway);
 }
 
 /* The global kind that a request's flags ask for, the first match deciding; 0: none. */
@@ -98,7 +98,7 @@ static uint32_t global_kind_wanted(const ufib_family &family, uint32_t if_index,
 }
 
 static ufib_obj *global_wanted(ufib_vdc *vdc, uint32_t kind) {
-    if (kind == UFIB_GLOBAL_NVE_IF_DOWN) UFIB_TRACE("%s() NVEIFDOWN points to global nve adj", __func__);
+    if (kind == UFIB_GLOBAL_NVE_IF_DOWN) UFIB_TRACE("%s() NVEIFDOWN points to global nve adj\n", __func__);
     ufib_adj *adj = ufib_adj_get_global(vdc, kind);
     const bool on_first_use = kind == UFIB_GLOBAL_RECIRCULATE || kind == UFIB_GLOBAL_NVE_IF_DOWN;
     if (adj == nullptr && on_first_use) adj = ufib_adj_create_global(vdc, kind, 0);

@@ -60,7 +60,7 @@ void ufib_platform_insert_prefix(ufib_pfx *pfx, uint32_t ha) {
     } else {
         ufib_journal_log(UFIB_JOURNAL_HW_REWRITE, &pfx->obj, nullptr);
     }
-    if (ufib_enable_rc_debugs) UFIB_TRACE("Inserted %s prefix in hw", v4 ? "v4" : "v6");
+    if (ufib_enable_rc_debugs) UFIB_TRACE("Inserted %s prefix in hw\n", v4 ? "v4" : "v6");
     ufib_funcstats_end(v4 ? UFIB_FS_PLATFORM_PREFIX : UFIB_FS_PLATFORM_PREFIX + 1, &stamp);
 }
 
@@ -70,7 +70,7 @@ void ufib_platform_delete_prefix(ufib_pfx *pfx) {
                                                                                        pfx);
     pfx->obj.handle = 0;
     ufib_journal_log(UFIB_JOURNAL_HW_DELETED, &pfx->obj, nullptr);
-    if (ufib_enable_rc_debugs) UFIB_TRACE("Deleted %s prefix from hw", v4 ? "v4" : "v6");
+    if (ufib_enable_rc_debugs) UFIB_TRACE("Deleted %s prefix from hw\n", v4 ? "v4" : "v6");
 }
 
 void ufib_platform_prefix_update_nh(ufib_pfx *pfx) {

@@ -61,7 +61,7 @@ static void prefix_delete_records(ufib_pfx *pfx) {
 void ufib_prefix_destroy_and_hold_in_sw(ufib_table *table, ufib_pfx *pfx) {
     ufib_vdc *vdc = ufib_vdc_get(table->vdc_id);
     if (vdc == nullptr) {
-        UFIB_ERR("%s: Unable to get vdb from vdc id: %d", __func__, table->vdc_id);
+        UFIB_ERR("%s: Unable to get vdb from vdc id: %d\n", __func__, table->vdc_id);
         return;
     }
     ufib_obj *old = pfx->obj.next;

@@ -15,7 +15,7 @@ static ufib_obj *next_vobj(ufib_vdc *vdc, ufib_pfx *pfx, const ufib_prefix_updat
         ufib_err_raise(UFIB_ERR_ITEM, E_VOBJ_NOMEM);
     else
         vobj = ufib_hook.get_create_vobj(vdc, pfx, update.hops, update.record);
-    if (vobj == nullptr) UFIB_ERR("ufib_get_create_vobj failed");
+    if (vobj == nullptr) UFIB_ERR("ufib_get_create_vobj failed\n");
     return vobj;
 }
 

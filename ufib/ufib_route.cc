@@ -83,7 +83,7 @@ static uint32_t route_install(ufib_vdc *vdc, ufib_table *table, const ufib_prefi
     ufib_pfx *pfx = ufib_get_create_prefix(table, update, &existed);
     ufib_funcstats_end(UFIB_FS_PREFIX_GET_CREATE, &stamp);
     if (pfx == nullptr) {
-        UFIB_ERR("ufib_errno:%u,pfx_obj:%p", ufib_errno, static_cast<void *>(pfx));
+        UFIB_ERR("ufib_errno:%u,pfx_obj:%p\n", ufib_errno, static_cast<void *>(pfx));
         return ufib_errno;
     }
     ufib_obj *next = ufib_prefix_get_create_next(vdc, pfx, update);
@@ -147,7 +147,7 @@ uint32_t ufib_route_add(const ufib_family &family, ufib_vdc *vdc, uint32_t table
 static void holder_leaves(ufib_pfx *pfx, uint8_t holder) {
     pfx->holders &= static_cast<uint8_t>(~holder);
     if (holder == UFIB_HOLDER_IPSG && ufib_hook.ipsg_destroy != nullptr) {
-        UFIB_TRACE("Calling ufib_v4_ipsg_destroy");
+        UFIB_TRACE("Calling ufib_v4_ipsg_destroy\n");
         ufib_hook.ipsg_destroy(pfx);
     }
     if (holder == UFIB_HOLDER_SGRP) pfx->tag_flags &= static_cast<uint8_t>(~UFIB_TAG_VALID);
