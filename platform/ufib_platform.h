@@ -33,6 +33,26 @@ void ufib_platform_prefix_update_nh(ufib_pfx *pfx);
 void ufib_platform_insert_adj(ufib_adj *adj, uint32_t ha, uint32_t holder);
 void ufib_platform_delete_adj(ufib_adj *adj); /* the handle is 0 afterwards */
 
+/* The same by family, as they are named elsewhere. */
+inline void ufib_platform_insert_v4_prefix(ufib_pfx *pfx, uint32_t ha) {
+    ufib_platform_insert_prefix(pfx, ha);
+}
+inline void ufib_platform_insert_v6_prefix(ufib_pfx *pfx, uint32_t ha) {
+    ufib_platform_insert_prefix(pfx, ha);
+}
+inline void ufib_platform_delete_v4_prefix(ufib_pfx *pfx) { ufib_platform_delete_prefix(pfx); }
+inline void ufib_platform_delete_v6_prefix(ufib_pfx *pfx) { ufib_platform_delete_prefix(pfx); }
+inline void ufib_platform_v4_prefix_update_nh(ufib_pfx *pfx) { ufib_platform_prefix_update_nh(pfx); }
+inline void ufib_platform_v6_prefix_update_nh(ufib_pfx *pfx) { ufib_platform_prefix_update_nh(pfx); }
+inline void ufib_platform_insert_v4adj(ufib_adj *adj, uint32_t ha, uint32_t holder) {
+    ufib_platform_insert_adj(adj, ha, holder);
+}
+inline void ufib_platform_insert_v6adj(ufib_adj *adj, uint32_t ha, uint32_t holder) {
+    ufib_platform_insert_adj(adj, ha, holder);
+}
+inline void ufib_platform_delete_v4adj(ufib_adj *adj) { ufib_platform_delete_adj(adj); }
+inline void ufib_platform_delete_v6adj(ufib_adj *adj) { ufib_platform_delete_adj(adj); }
+
 /* Write bracket. A completed write batch commits the store as well, so that both stand or fall together:
  * one_write_ready commits when the library says that a batch completed, all_writes_ready always. */
 int ufib_platform_one_write_ready();

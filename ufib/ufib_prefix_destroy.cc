@@ -1,7 +1,7 @@
 /* How prefixes die, or are kept in software for those who still hold them. */
 #include "core/lcfwd_log.h"
 #include "host/system/system.h"
-#include "platform/ufib_platform.h"
+#include "platform/ufib_platform_calls.h"
 #include "ufib/ufib_adj.h"
 #include "ufib/ufib_hooks.h"
 #include "ufib/ufib_prefix.h"
@@ -46,8 +46,8 @@ static void clear_attached_drop(ufib_vdc *vdc, ufib_obj *next) {
 static bool hw_index_remains(ufib_pfx *pfx) {
     if (ufib_card_keeps_hw_index == nullptr) return false;
     if (!ufib_card_keeps_hw_index(pfm_get_sw_card_id_from_module(card_get_slot_num()))) return false;
-    return ufib_prefix_family(pfx).index == 0 ? ufib_platform_table.get_hw_index_before_del(pfx) != 0
-                                              : ufib_platform_table.get_v6_hw_index_before_del(pfx) != 0;
+    return ufib_prefix_family(pfx).index == 0 ? ufib_platform_get_hw_index_before_del(pfx) != 0
+                                              : ufib_platform_get_v6_hw_index_before_del(pfx) != 0;
 }
 
 static void prefix_delete_records(ufib_pfx *pfx) {

@@ -6,7 +6,7 @@
 #include "persist/lcfwd_pss.h"
 #include "persist/lcfwd_pss_record.h"
 #include "persist/lcfwd_pss_walk.h"
-#include "platform/ufib_platform.h"
+#include "platform/ufib_platform_calls.h"
 #include "ufib/ufib_adj.h"
 #include "ufib/ufib_idb.h"
 #include "ufib/ufib_prefix.h"
@@ -289,7 +289,7 @@ void ufib_pss_insert_table(ufib_table *table) {
     if (const uint32_t len = ufib_platform_sizes.table_pss_space_len; len != 0) {
         uint8_t platform[256] = {};
         const auto used = static_cast<uint16_t>(len < sizeof platform ? len : sizeof platform);
-        (void)ufib_platform_table.get_table_pss_info(table->obj.handle, platform);
+        (void)ufib_platform_get_table_pss_info(table->obj.handle, platform);
         (void)!tlv_aligned_array_add_tlv(&array, UFIB_TABLE_TLV_PLATFORM, used, platform);
     }
     (void)lcfwd_pss_record_store(&slot);

@@ -6,7 +6,7 @@
 #include "core/ufib_trace.h"
 #include "host/system/system.h"
 #include "persist/lcfwd_pss.h"
-#include "platform/ufib_platform.h"
+#include "platform/ufib_platform_calls.h"
 #include "ufib/ufib_adj.h"
 #include "ufib/ufib_cookie.h"
 #include "ufib/ufib_hooks.h"
@@ -85,7 +85,7 @@ void ufib_vdc_create(lcfwd_vdc_desc *row, bool restart) {
     ufib_create_wildcard_tables(vdc);
     ufib_journal_init(UFIB_JOURNAL_ENTRIES);
     (void)ufib_pss_open_files(row);
-    (void)ufib_platform_table.vdc_init(row->vdc_id, restart);
+    (void)ufib_platform_vdc_init(row->vdc_id, restart);
     if (restart)
         ufib_pss_restore_global_adjs(vdc);
     else
@@ -102,7 +102,7 @@ void ufib_vdc_delete(lcfwd_vdc_desc *row) {
     ufib_idb_db_destroy(vdc);
     (void)ufib_platform_all_writes_ready();
     ufib_pss_close_files(row);
-    (void)ufib_platform_table.vdc_delete(row->vdc_id);
+    (void)ufib_platform_vdc_delete(row->vdc_id);
     (void)bl_close(row->vdc_id, UFIB_TRACE_LOG);
     std::free(row->ufib_stats);
     row->ufib_stats = nullptr;
