@@ -17,7 +17,7 @@ root=$(mktemp -d "$base/lcfwd-run.XXXXXX") || exit 2
 pid=
 
 finish() {
-    [ -n "$pid" ] && kill -KILL "$pid" 2>/dev/null
+    [ -n "$pid" ] && kill -KILL "$pid" && wait "$pid" 2>/dev/null
     if [ "${KEEP:-0}" = 1 ]; then echo "kept: $root"; else rm -rf "$root"; fi
 }
 trap finish EXIT
