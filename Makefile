@@ -2,10 +2,6 @@
 SHELL := /bin/bash
 JOBS ?= $(shell nproc)
 LAUNCHER := $(if $(shell command -v ccache 2>/dev/null),-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
-# Lets a compiler cache serve the same sources in another folder.
-export CCACHE_BASEDIR := $(CURDIR)
-export CCACHE_NOHASHDIR := 1
-
 configure = cmake --preset $(1) $(LAUNCHER) >build/configure-$(1).log 2>&1 || { cat build/configure-$(1).log; exit 1; }
 build_all = cmake --build build/$(1) -j$(JOBS)
 run_tests = ctest --test-dir build/$(1) --output-on-failure --no-tests=error -j$(JOBS)

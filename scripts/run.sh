@@ -82,11 +82,11 @@ pid=
 
 cat <<TRY
 
-Try next (KEEP=1 make run keeps the files above):
-  $bin/lcfwd --root /tmp/lcfwd &
-  $ctl vdc create 1 --root /tmp/lcfwd
-  $ctl load ${lists[0]} --root /tmp/lcfwd && $ctl resolve --root /tmp/lcfwd
-  $ctl lookup 1.1.1.1 --root /tmp/lcfwd
-  $ctl --help
+Log and store are removed now; KEEP=1 make run keeps them. Try next:
+  export PATH=\$PWD/$bin:\$PATH LCFWD_ROOT=/tmp/lcfwd
+  lcfwd --root \$LCFWD_ROOT &
+  lcfwdctl vdc create 1 && lcfwdctl load ${lists[0]} && lcfwdctl resolve
+  lcfwdctl lookup 1.1.1.1 9.9.9.9
+  lcfwdctl --help
 TRY
 exit $status
