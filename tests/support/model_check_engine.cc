@@ -1,0 +1,117 @@
+/* The forwarding engine against the model. */
+#include "softfwd/softfwd_reader.h"
+#include "tests/support/fake_platform.h"
+#include "tests/support/lcfwd_rig.h"
+#include "tests/support/model_check_private.h"
+
+#include <cstring>
+
+static softfwd_action action_wanted(const ufib_adj *adj) {
+    if ((adj->flags & UFIB_ADJ_DROP) != 0) return SOFTFWD_DROP;
+    if ((adj->flags & UFIB_ADJ_PUNT) != 0) return SOFTFWD_PUNT;
+    if ((adj->flags & UFIB_ADJ_GLEAN) != 0) return SOFTFWD_GLEAN;
+    if ((adj->flags & (UFIB_ADJ_MCAST_SRC | UFIB_ADJ_RECIRCULATE)) != 0) return SOFTFWD_PUNT;
+    const bool leaves = (adj->flags & UFIB_ADJ_RESOLVED) != 0 || adj->kind == UFIB_ADJ_TUNNEL;
+    return leaves ? SOFTFWD_FORWARD : SOFTFWD_DROP;
+}
+
+static void adj_compare(model_walk *walk, const ufib_adj *adj, const softfwd_adj_info &entry) {
+    const std::string name = "engine: " + model_name(adj);
+    const uint32_t family =
+        ufib_adj_family(adj).index == UFIB_STATS_V4 ? ADDRESS_FAMILY_V4 : ADDRESS_FAMILY_V6;
+    if (entry.family != family || entry.if_index != adj->key.if_index ||
+        std::memcmp(entry.next_hop, adj->key.address, sizeof entry.next_hop) != 0)
+        walk->wrong(name + " has another key");
+    walk->same(name + " action", entry.action, action_wanted(adj));
+    if ((adj->flags & UFIB_ADJ_RESOLVED) != 0 &&
+        std::memcmp(entry.dmac, adj->rewrite.bytes + UFIB_REWRITE_DMAC, sizeof entry.dmac) != 0)
+        walk->wrong(name + " has another MAC");
+}
+
+static void adjs_compare(model_walk *walk, softfwd_reader *reader) {
+    size_t met = 0;
+    softfwd_adj_info entry = {};
+    while (softfwd_reader_adj_next(reader, &entry) == 0) {
+        const auto found = walk->adj_by_handle.find(entry.handle);
+        if (found == walk->adj_by_handle.end()) {
+            walk->wrong("engine: adjacency " + std::to_string(entry.handle) + " on interface " +
+                        std::to_string(entry.if_index) + " is not in the model");
+            continue;
+        }
+        met++;
+        adj_compare(walk, found->second, entry);
+    }
+    walk->same("engine: adjacencies", met, walk->adj_by_handle.size());
+}
+
+static void prefix_compare(model_walk *walk, const ufib_pfx *pfx, const softfwd_prefix_info &entry) {
+    const std::string name = "engine: " + model_name(pfx);
+    if (entry.mask_len != pfx->mask_len ||
+        std::memcmp(entry.address, ufib_pfx_address(pfx), ufib_prefix_family(pfx).addr_bytes) != 0)
+        walk->wrong(name + " has another address");
+    walk->same(name + " table", entry.table_handle, pfx->table->obj.handle);
+    if (walk->only_adjacencies)
+        walk->same(name + " next", entry.next_handle, ufib_obj_get_hardware_handle(pfx->obj.next));
+}
+
+static void prefixes_compare(model_walk *walk, softfwd_reader *reader, const softfwd_table_info &table,
+                             size_t *met) {
+    softfwd_prefix_info entry = {};
+    while (softfwd_reader_prefix_next(reader, table.handle, &entry) == 0) {
+        const auto found = walk->prefix_by_handle.find(entry.handle);
+        if (found == walk->prefix_by_handle.end()) {
+            walk->wrong("engine: prefix " + std::to_string(entry.handle) + " of table " +
+                        std::to_string(table.table_id) + " is not in the model");
+            continue;
+        }
+        (*met)++;
+        prefix_compare(walk, found->second, entry);
+    }
+}
+
+static void tables_compare(model_walk *walk, softfwd_reader *reader) {
+    std::map<uint32_t, const ufib_table *> wanted;
+    for (const ufib_table *table : walk->tables)
+        if (table->obj.handle != 0) wanted[table->obj.handle] = table;
+    size_t tables = 0, prefixes = 0;
+    softfwd_table_info entry = {};
+    while (softfwd_reader_table_next(reader, &entry) == 0) {
+        const auto found = wanted.find(entry.handle);
+        if (found == wanted.end() || found->second->table_id != entry.table_id)
+            walk->wrong("engine: table " + std::to_string(entry.table_id) + " is not in the model");
+        else
+            tables++;
+        prefixes_compare(walk, reader, entry, &prefixes);
+    }
+    walk->same("engine: tables", tables, wanted.size());
+    walk->same("engine: prefixes", prefixes, walk->prefix_by_handle.size());
+}
+
+static void software_engine_check(model_walk *walk, const lcfwd_rig &rig) {
+    softfwd_reader *reader = nullptr;
+    if (const int status = softfwd_reader_attach(rig.options.slot, false, &reader); status != 0) {
+        walk->wrong("engine: cannot attach, " + std::to_string(status));
+        return;
+    }
+    tables_compare(walk, reader);
+    adjs_compare(walk, reader);
+    softfwd_reader_detach(reader);
+}
+
+static void fake_check(model_walk *walk) {
+    std::map<std::string, size_t> counts;
+    for (const auto &[handle, entry] : fake.entries) {
+        counts[entry.kind]++;
+        if (entry.kind == "prefix" && walk->prefix_by_handle.count(handle) == 0)
+            walk->wrong("platform: prefix " + entry.content + " is not in the model");
+        if (entry.kind == "adj" && walk->adj_by_handle.count(handle) == 0)
+            walk->wrong("platform: adjacency " + entry.content + " is not in the model");
+    }
+    walk->same("platform: prefixes", counts["prefix"], walk->prefix_by_handle.size());
+    walk->same("platform: adjacencies", counts["adj"], walk->adj_by_handle.size());
+}
+
+void model_check_engine(model_walk *walk, const lcfwd_rig &rig, const platform_library &library) {
+    if (std::strcmp(library.name, "softfwd") == 0) software_engine_check(walk, rig);
+    if (std::strcmp(library.name, "fake") == 0) fake_check(walk);
+}

@@ -1,0 +1,47 @@
+/* tests/support/model_check_private.h: what the parts of the model checker share. */
+#pragma once
+
+#include "ufib/ufib_adj.h"
+#include "ufib/ufib_idb.h"
+#include "ufib/ufib_prefix.h"
+#include "ufib/ufib_table.h"
+#include "ufib/ufib_vdc.h"
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+class lcfwd_rig;
+struct platform_library;
+
+struct model_global {
+    uint32_t vdc_id;
+    uint32_t kind;
+    const ufib_adj *adj;
+};
+
+/* What the walk met, and what it found wrong. */
+struct model_walk {
+    std::vector<std::string> findings;
+    std::vector<uint32_t> vdcs;
+    std::vector<const ufib_table *> tables;
+    std::vector<const ufib_pfx *> prefixes;
+    std::vector<const ufib_adj *> adjacencies; /* of interfaces */
+    std::vector<model_global> globals;
+    uint32_t interfaces = 0;
+    bool only_adjacencies = true;                            /* no prefix points at another kind of object */
+    std::unordered_map<const ufib_obj *, uint32_t> expected; /* references */
+    std::map<uint32_t, const ufib_pfx *> prefix_by_handle;
+    std::map<uint32_t, const ufib_adj *> adj_by_handle;
+
+    void wrong(const std::string &text);
+    void same(const std::string &what, uint64_t is, uint64_t should);
+};
+
+[[nodiscard]] std::string model_name(const ufib_pfx *pfx);
+[[nodiscard]] std::string model_name(const ufib_adj *adj);
+
+void model_check_engine(model_walk *walk, const lcfwd_rig &rig, const platform_library &library);
+void model_check_records(model_walk *walk, const lcfwd_rig &rig);
