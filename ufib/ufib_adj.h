@@ -145,8 +145,9 @@ void ufib_create_global_adjs(ufib_vdc *vdc);
 void ufib_delete_global_adjs(ufib_vdc *vdc);
 [[nodiscard]] ufib_adj *ufib_adj_create_global(ufib_vdc *vdc, uint32_t kind, uint32_t ha_handle);
 [[nodiscard]] ufib_adj *ufib_adj_get_global(const ufib_vdc *vdc,
-                                            uint32_t kind);                  /* null: not made, bad kind */
-int ufib_adj_delete_global(ufib_vdc *vdc, uint32_t kind);                    /* 1, or 0 when there is none */
+                                            uint32_t kind); /* null: not made, bad kind */
+void ufib_rewrite_global_adjs(ufib_vdc *vdc);               /* in hardware, after a change of the VDC's MAC */
+int ufib_adj_delete_global(ufib_vdc *vdc, uint32_t kind);   /* 1, or 0 when there is none */
 [[nodiscard]] bool ufib_is_global_adj(uint32_t handle, const ufib_vdc *vdc); /* kinds 1 to 6 */
 
 /* Memory. */

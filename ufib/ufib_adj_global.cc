@@ -70,6 +70,12 @@ ufib_adj *ufib_adj_get_global(const ufib_vdc *vdc, uint32_t kind) {
     return kind == 0 || kind > UFIB_GLOBAL_ADJ_KINDS ? nullptr : vdc->global_adj[kind];
 }
 
+void ufib_rewrite_global_adjs(ufib_vdc *vdc) {
+    for (uint32_t kind = 1; kind <= UFIB_GLOBAL_ADJ_KINDS; kind++)
+        if (vdc->global_adj[kind] != nullptr)
+            ufib_platform_insert_adj(vdc->global_adj[kind], 0, globals[kind].platform_mode);
+}
+
 bool ufib_is_global_adj(uint32_t handle, const ufib_vdc *vdc) {
     for (uint32_t kind = UFIB_GLOBAL_V4_DROP; kind <= UFIB_GLOBAL_V6_GLEAN; kind++)
         if (vdc->global_adj[kind] != nullptr && vdc->global_adj[kind]->obj.handle == handle) return true;

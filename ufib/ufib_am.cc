@@ -7,7 +7,7 @@
 #include "core/lcfwd_stats.h"
 #include "core/ufib_trace.h"
 #include "platform/ufib_platform.h"
-#include "ufib/ufib_hooks.h"
+#include "ufib/ufib_adj_holder.h"
 #include "ufib/ufib_idb.h"
 #include "ufib/ufib_pss.h"
 #include "ufib/ufib_vdc.h"
@@ -42,24 +42,8 @@ template <size_t n> static bool is_zero(const uint8_t (&bytes)[n]) {
 
 static void am_adj_add(ufib_vdc *vdc, const ufib_family &family, const ufib_am_entry &entry,
                        uint32_t adj_flags) {
-    const ufib_adj_key key = am_to_key(family, entry);
-    const ufib_platform_rewrite rewrite = am_to_rewrite(entry);
-    ufib_adj *adj = ufib_adj_search(vdc, family, key);
-    const bool held = adj != nullptr && (adj->holders & UFIB_ADJ_HELD_AM) != 0;
-    const ufib_adj_request request = {
-        .rewrite = &rewrite,
-        .flags = adj_flags,
-        .ha_handle = 0,
-        .holder = UFIB_ADJ_HELD_AM,
-        .mpls_info = nullptr,
-        .mpls_only = false,
-        .update_rewrite = true,
-        .check_required = true,
-    };
-    if (ufib_get_create_adj(vdc, family, key, request) == nullptr) return;
-    if (held) return;
-    adj = ufib_adj_search(vdc, family, key);
-    if (adj != nullptr && (adj->holders & UFIB_ADJ_HELD_AM) != 0) ufib_obj_hold(&adj->obj);
+    (void)ufib_adj_holder_join(vdc, family, am_to_key(family, entry), am_to_rewrite(entry), adj_flags,
+                               UFIB_ADJ_HELD_AM, true);
 }
 
 static void am_adj_resolved(ufib_vdc *vdc, const ufib_am_entry &entry, uint32_t adj_flags) {
@@ -73,19 +57,7 @@ static void am_adj_resolved(ufib_vdc *vdc, const ufib_am_entry &entry, uint32_t 
 }
 
 void ufib_am_adj_destroy(ufib_adj *adj, bool set_drop) {
-    if ((adj->holders & UFIB_ADJ_HELD_AM) != 0) {
-        ufib_obj_drop(&adj->obj);
-        adj->holders &= static_cast<uint8_t>(~UFIB_ADJ_HELD_AM);
-    }
-    if (ufib_obj_refs(&adj->obj) == 0 && ufib_adj_destroy(nullptr, adj, false) != 0) return;
-    adj->flags &= ~UFIB_ADJ_RESOLVED;
-    if (ufib_is_adj_glean_candidate(adj)) adj->flags |= UFIB_ADJ_GLEAN;
-    if (set_drop)
-        adj->flags |= UFIB_ADJ_DROP;
-    else
-        adj->flags &= ~UFIB_ADJ_DROP;
-    ufib_adj_reinstall(adj);
-    if (adj->mpls_child_count != 0 && ufib_hook.adj_update != nullptr) ufib_hook.adj_update(adj);
+    (void)ufib_adj_holder_leave(adj, UFIB_ADJ_HELD_AM, set_drop);
 }
 
 static void am_adj_unresolved(ufib_vdc *vdc, const ufib_am_entry &entry) {

@@ -8,6 +8,7 @@
 #include "persist/lcfwd_pss.h"
 #include "ufib/ufib_adj.h"
 #include "ufib/ufib_dpl.h"
+#include "ufib/ufib_hooks.h"
 #include "ufib/ufib_pss.h"
 #include "ufib/ufib_vdc.h"
 
@@ -35,7 +36,7 @@ void ufib_idb_db_init(ufib_vdc *vdc) {
 }
 
 /* An interface without a MAC of its own may be a VLAN interface, which has it elsewhere. */
-static bool ufib_get_if_router_mac(uint32_t vdc_id, uint32_t if_index, uint8_t mac[6]) {
+bool ufib_get_if_router_mac(uint32_t vdc_id, uint32_t if_index, uint8_t mac[6]) {
     if (ethpm_gldb_get_interface_router_mac(if_index, vdc_id, mac) == 0) return true;
     return if_index_get_type(if_index) == IF_TYPE_SVI &&
            svi_gldb_get_interface_router_mac(if_index, vdc_id, mac) == 0;
@@ -46,6 +47,7 @@ static void ufib_idb_init(ufib_idb *idb, uint32_t vdc_id, uint32_t if_index) {
     idb->vdc_id = static_cast<uint16_t>(vdc_id);
     if (ufib_get_if_router_mac(vdc_id, if_index, idb->mac)) idb->mac_flags |= UFIB_IDB_MAC_KNOWN;
     for (ravl_tree &tree : idb->adjs) ufib_adj_tree_init(&tree);
+    if (ufib_hook.te_local_db_init != nullptr) ufib_hook.te_local_db_init(idb);
 }
 
 static ufib_idb *ufib_idb_create(ufib_vdc *vdc, uint32_t if_index) {

@@ -27,6 +27,7 @@ struct ufib_idb {
     uint8_t mac_flags;   /* UFIB_IDB_MAC_KNOWN */
     uint8_t mac[6];      /* the interface's own router MAC */
     uint8_t rpf_mode[2]; /* by family */
+    uint8_t rpf_stored;  /* not 0: the store has a record of the modes */
     ravl_tree adjs[2];   /* by family, keyed by next-hop address */
     uint32_t adj_count[2];
 };
@@ -38,6 +39,9 @@ struct ufib_idb {
 [[nodiscard]] ufib_idb *ufib_idb_get_next(const ufib_idb *idb);
 [[nodiscard]] ufib_idb *ufib_idb_get_next_safe(ufib_vdc *vdc,
                                                uint32_t if_index); /* from a key that may be gone */
+
+/* The router MAC that the system's database knows for an interface; false: none, 'mac' is undefined then. */
+[[nodiscard]] bool ufib_get_if_router_mac(uint32_t vdc_id, uint32_t if_index, uint8_t mac[6]);
 
 void ufib_idb_hold(ufib_idb *idb, uint32_t bit);
 /* Clears the bit; a record that nobody holds then waits for its end (also when the bit was not set). */

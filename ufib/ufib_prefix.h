@@ -12,7 +12,7 @@
 #include <cstdint>
 
 struct ufib_ipsg;
-struct lfib_label;
+struct ufib_label_node;
 
 /* Holder bits. */
 constexpr uint8_t UFIB_HOLDER_UFDM = 0x01;
@@ -40,7 +40,7 @@ struct ufib_pfx {
     dl_node by_vobj;            /* on the list of the virtual object that is the next object */
     ufib_rnh *rnh;              /* recursive next hops only */
     ufib_ipsg *ipsg;            /* source-guard object */
-    lfib_label *labels;         /* first label of the FEC's list */
+    ufib_label_node *labels;    /* newest label that is bound to it */
     uint32_t route_flags;       /* ROUTE_* */
     uint32_t attached_if_index; /* of a direct route with one next hop */
     uint32_t last_update;       /* seconds, wall clock */

@@ -198,7 +198,7 @@ void ufib_pss_insert_rpf(const ufib_idb *idb) {
 
 /* Most interfaces never had a record: there is nothing to delete for them. */
 void ufib_pss_delete_rpf(const ufib_idb *idb) {
-    if (idb->rpf_mode[0] == 0 && idb->rpf_mode[1] == 0) return;
+    if (idb->rpf_stored == 0) return;
     (void)lcfwd_pss_record_delete(LCFWD_PSS_RPF, idb->vdc_id, &idb->if_index, sizeof idb->if_index);
 }
 

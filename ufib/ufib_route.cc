@@ -7,6 +7,7 @@
 #include "platform/ufib_platform.h"
 #include "ufib/ufib_hooks.h"
 #include "ufib/ufib_journal.h"
+#include "ufib/ufib_label_list.h"
 #include "ufib/ufib_prefix.h"
 #include "ufib/ufib_pss.h"
 #include "ufib/ufib_vdc.h"
@@ -42,7 +43,7 @@ static void route_leave(ufib_vdc *vdc, ufib_table *table, ufib_pfx *pfx) {
         return;
     }
     ufib_prefix_destroy_and_hold_in_sw(table, pfx);
-    if (label && ufib_hook.fec_prefix_update != nullptr) ufib_hook.fec_prefix_update(vdc, pfx);
+    if (label) ufib_prefix_update_labels(vdc, pfx);
 }
 
 /* Hardware refused: a label keeps the prefix in software, nothing else does. The deferred deletes do not run: the
@@ -53,7 +54,7 @@ static uint32_t route_install_failed(ufib_vdc *vdc, ufib_table *table, ufib_pfx 
     if ((pfx->holders & UFIB_HOLDER_FEC) != 0) {
         pfx->holders = UFIB_HOLDER_FEC;
         ufib_prefix_destroy_and_hold_in_sw(table, pfx);
-        if (ufib_hook.fec_prefix_update != nullptr) ufib_hook.fec_prefix_update(vdc, pfx);
+        ufib_prefix_update_labels(vdc, pfx);
     } else {
         pfx->holders = 0;
         (void)ufib_prefix_destroy(table, pfx);
@@ -71,8 +72,7 @@ static void route_stands(ufib_vdc *vdc, ufib_pfx *pfx, const ufib_ha_route *reco
     ufib_pss_insert_prefix(pfx);
     if ((pfx->route_flags & ROUTE_DIRECT) != 0 && !ufib_prefix_is_rnh(pfx)) ufib_pss_insert_dcsrif(pfx);
     ufib_journal_delete_objects();
-    if (pfx->labels != nullptr && ufib_hook.fec_prefix_update != nullptr)
-        ufib_hook.fec_prefix_update(vdc, pfx);
+    ufib_prefix_update_labels(vdc, pfx);
 }
 
 /* From the prefix on. */
