@@ -7,7 +7,9 @@
 #include "host/bus/bus_client.h"
 #include "host/system/root.h"
 
+#include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -20,12 +22,37 @@ static void expect_words(const process_result &result, std::initializer_list<std
         EXPECT_NE(result.err.find(word), std::string::npos) << "missing: " << word << "\nin: " << result.err;
 }
 
-TEST_F(trouble, an_unusable_root_is_told_and_ends_with_the_bind_code) {
-    const std::string file = write("file", "no folder");
-    const process_result result =
-        process_run({LCFWD_BINARY, "--slot", "1", "--root", file + "/below"}, folder);
-    EXPECT_EQ(result.code, 64) << result.out << result.err;
-    expect_words(result, {file});
+/* A file stands where a folder should be: that stops root too, which permissions would not. */
+TEST_F(trouble, unusable_folders_end_the_start_with_their_code) {
+    const struct {
+        const char *path;
+        int code;
+        bool told; /* on the error output; else in the log */
+    } cases[] = {{"", 64, true}, {"/var/run", 64, true}, {"/dev/shm", 69, false}};
+    for (const auto &row : cases) {
+        const std::string where =
+            folder + "/blocked" + std::to_string(row.code) + std::to_string(strlen(row.path));
+        const std::string blocked = where + row.path;
+        std::filesystem::create_directories(std::filesystem::path(blocked).parent_path());
+        write(blocked.substr(folder.size() + 1), "no folder");
+        const process_result result = process_run({LCFWD_BINARY, "--slot", "1", "--root", where}, folder, 10);
+        EXPECT_EQ(result.code, row.code) << blocked << "\n" << result.err;
+        if (row.told) expect_words(result, {where});
+    }
+}
+
+TEST_F(trouble, a_blocked_log_is_told_and_the_work_goes_on) {
+    std::filesystem::create_directories(root + "/var");
+    write("root/var/sysmgr", "no folder");
+    const std::string list = write("list", process_prefix_list(0, 10));
+    start(root);
+    expect_ctl(0, {"vdc", "create", "1"});
+    expect_ctl(0, {"load", list});
+    expect_words(expect_ctl(3, {"log"}), {"no log"});
+    std::ifstream words(folder + "/lcfwd1.err");
+    std::string first;
+    std::getline(words, first);
+    EXPECT_NE(first.find("/var/sysmgr/tmp_logs/lcfwd_log.txt"), std::string::npos) << first;
 }
 
 TEST_F(trouble, a_second_process_for_a_slot_is_refused_and_the_first_goes_on) {
