@@ -141,6 +141,17 @@ void *ufib_pi_v6adj_get_first(uint32_t vdc_id);
 void *ufib_pi_v6adj_get_next(const void *adj);
 void *ufib_pi_v6adj_get_from_ifindex(uint32_t vdc_id, uint32_t if_index);
 
+/* ECMP groups: the adjacencies of the paths, in the order of the paths; one can stand several times, so a walk keeps
+ * its position with the caller. */
+uint32_t ufib_pi_ecmp_get_nhcount(const void *group);
+void *ufib_pi_ecmp_get_first(const void *group, uint32_t *position); /* begins a walk; null: no paths */
+void *ufib_pi_ecmp_get_next(const void *group, uint32_t *position);
+void *ufib_pi_ecmp_get_platform_space(void *group);
+bool ufib_pi_ecmp_held_by_pbr(const void *group);
+uint32_t ufib_pi_ecmp_get_acl_refcount(const void *group); /* PBR references */
+uint32_t ufib_pi_ecmp_get_vdc_id(const void *group);
+void *ufib_pi_get_next_obj_platform_space(const void *pfx); /* of the prefix's next object, whatever it is */
+
 /* Tables. */
 bool ufib_pi_table_is_wildcard(uint32_t table_id); /* 65534 and 65535 */
 bool ufib_pi_route_is_wildcard(const void *pfx);

@@ -9,6 +9,7 @@
 struct ufib_table;
 struct ufib_pfx;
 struct ufib_adj;
+struct ufib_ecmp;
 
 extern ufib_platform_api ufib_platform_table; /* bound at start-up; no slot is null after that */
 extern ufib_platform_caps ufib_platform_sizes;
@@ -52,6 +53,10 @@ inline void ufib_platform_insert_v6adj(ufib_adj *adj, uint32_t ha, uint32_t hold
 }
 inline void ufib_platform_delete_v4adj(ufib_adj *adj) { ufib_platform_delete_adj(adj); }
 inline void ufib_platform_delete_v6adj(ufib_adj *adj) { ufib_platform_delete_adj(adj); }
+
+/* Groups of either family. */
+void ufib_platform_insert_ecmp(ufib_ecmp *group, uint32_t ha, uint32_t holder);
+void ufib_platform_delete_ecmp(ufib_ecmp *group); /* the handle is 0 afterwards */
 
 /* Write bracket. A completed write batch commits the store as well, so that both stand or fall together:
  * one_write_ready commits when the library says that a batch completed, all_writes_ready always. */

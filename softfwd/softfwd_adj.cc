@@ -4,6 +4,7 @@
 #include "softfwd/softfwd_check.h"
 #include "softfwd/softfwd_config.h"
 #include "softfwd/softfwd_engine.h"
+#include "softfwd/softfwd_group.h"
 #include "softfwd/softfwd_journal.h"
 #include "softfwd/softfwd_plan.h"
 #include "softfwd/softfwd_pool.h"
@@ -241,11 +242,12 @@ int softfwd_get_rewrite_info(uint32_t handle, ufib_platform_rewrite *rewrite) {
 }
 
 uint32_t softfwd_get_adj_base_handle(uint32_t handle) {
-    return softfwd_state.open && softfwd_adj_of(handle) != nullptr ? handle : 0;
+    return softfwd_state.open ? softfwd_base_handle(handle) : 0;
 }
 
 uint32_t softfwd_get_adj_ha_handle(void *adj) {
-    return softfwd_get_adj_base_handle(ufib_pi_adj_get_handle(adj));
+    const uint32_t handle = ufib_pi_adj_get_handle(adj);
+    return softfwd_state.open && softfwd_adj_of(handle) != nullptr ? handle : 0;
 }
 
 bool softfwd_is_adj_idx_valid(uint32_t handle) { return softfwd_get_adj_base_handle(handle) != 0; }

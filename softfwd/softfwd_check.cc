@@ -2,6 +2,7 @@
 
 #include "softfwd/softfwd_adj.h"
 #include "softfwd/softfwd_engine.h"
+#include "softfwd/softfwd_group.h"
 #include "softfwd/softfwd_pool.h"
 #include "softfwd/softfwd_prefix.h"
 
@@ -42,7 +43,7 @@ static void check_route(check_report *report, uint32_t table, const lpm_entry &r
     if (entry->mask_len != route.bits || !key_matches(entry->key, route.key, route.bits))
         violated(report, "prefix %u stands under another address", handle);
     const uint32_t next = softfwd_word_next(entry->a_word);
-    if (next != 0 && softfwd_adj_of(next) == nullptr)
+    if (next != 0 && !softfwd_next_is_live(next))
         violated(report, "prefix %u refers to object %u, which is removed", handle, next);
 }
 
@@ -78,6 +79,34 @@ static void check_adjs(check_report *report) {
         violated(report, "%u adjacencies stand, %u are counted", count, engine->head->adj_count);
 }
 
+static void check_group(check_report *report, uint32_t handle, const softfwd_group *group) {
+    if (group->handle != handle) violated(report, "group %u lies in a record of %u", handle, group->handle);
+    if (group->size > SOFTFWD_MEMBERS_MAX || group->count == 0 || group->count > group->size)
+        return violated(report, "group %u has %u members in %u places", handle, group->count, group->size);
+    for (uint32_t i = 1; i < group->size; i++)
+        if (softfwd_state.directory[handle + i] != softfwd_place(SOFTFWD_KIND_MEMBER, handle))
+            violated(report, "place %u of group %u names something else", i, handle);
+    for (uint32_t i = 0; i < group->count; i++) {
+        const uint32_t adj = softfwd_group_adjs(group)[i];
+        /* 0: a take-over found the member removed, and a group that nothing led to any more */
+        if (adj != 0 && softfwd_adj_of(adj) == nullptr)
+            violated(report, "group %u refers to object %u, which is removed", handle, adj);
+    }
+}
+
+static void check_groups(check_report *report) {
+    const softfwd_engine *engine = &softfwd_state;
+    uint32_t count = 0;
+    for (uint32_t handle = 1; handle < engine->head->adj_bump; handle++) {
+        const softfwd_group *group = softfwd_group_of(handle);
+        if (group == nullptr) continue;
+        count++;
+        check_group(report, handle, group);
+    }
+    if (count != engine->head->group_count)
+        violated(report, "%u groups stand, %u are counted", count, engine->head->group_count);
+}
+
 uint32_t softfwd_integrity_check(char *text, size_t text_size) {
     if (text != nullptr && text_size != 0) text[0] = '\0';
     if (!softfwd_state.open) return 0;
@@ -89,6 +118,7 @@ uint32_t softfwd_integrity_check(char *text, size_t text_size) {
             violated(&report, "%u prefixes of family %d stand, %u are counted", routes[i], i + 1,
                      softfwd_state.head->prefix_count[i]);
     check_adjs(&report);
+    check_groups(&report);
     return report.violations;
 }
 
@@ -118,6 +148,8 @@ uint64_t softfwd_image_digest() {
     for (uint32_t i = 1; i < engine->head->adj_bump; i++) {
         const softfwd_adj *record = softfwd_adj_of(i);
         if (record != nullptr) digest_add(&digest, record, sizeof *record);
+        const softfwd_group *group = softfwd_group_of(i);
+        if (group != nullptr) digest_add(&digest, group, sizeof *group + 3u * sizeof(uint32_t) * group->size);
     }
     return digest;
 }
@@ -129,6 +161,7 @@ uint32_t softfwd_prefix_count(address_family family) {
     return softfwd_state.head->prefix_count[family - 1];
 }
 uint32_t softfwd_adjacency_count() { return softfwd_state.open ? softfwd_state.head->adj_count : 0; }
+uint32_t softfwd_group_count() { return softfwd_state.open ? softfwd_state.head->group_count : 0; }
 uint32_t softfwd_table_count() { return softfwd_state.open ? softfwd_state.head->table_count : 0; }
 
 void softfwd_count_packets(uint32_t prefix_handle, uint32_t adj_handle, uint64_t packets, uint64_t bytes) {

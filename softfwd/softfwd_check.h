@@ -20,10 +20,12 @@
  * handles and returns how many there are in all. */
 [[nodiscard]] size_t softfwd_unclaimed_prefixes(uint32_t *handles, size_t max);
 [[nodiscard]] size_t softfwd_unclaimed_adjacencies(uint32_t *handles, size_t max);
+[[nodiscard]] size_t softfwd_unclaimed_groups(uint32_t *handles, size_t max);
 
 /* Live entries. */
 [[nodiscard]] uint32_t softfwd_prefix_count(address_family family);
 [[nodiscard]] uint32_t softfwd_adjacency_count();
+[[nodiscard]] uint32_t softfwd_group_count();
 [[nodiscard]] uint32_t softfwd_table_count();
 
 /* Packets as the data plane would count them; 'prefix_handle' (0: none) gets its hit bit. */

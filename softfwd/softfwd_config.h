@@ -13,6 +13,7 @@ struct softfwd_config {
     uint32_t max_tables = 65000;
     uint32_t max_prefixes = 16000000;
     uint32_t max_adjacencies = 1000000;
+    uint32_t max_groups = 65536;      /* ECMP groups and instances of virtual objects together */
     bool never_reuse_handles = false; /* an old handle is then always an unknown one */
 
     /* Brackets. */
@@ -38,6 +39,7 @@ struct softfwd_config {
     /* Tails behind the model's objects. The engine has no use for them; what it is given it fills with a pattern, and
      * counts it when the pattern was overwritten ('space_overruns'). */
     ufib_platform_caps caps = {};
+    uint32_t ecmp_space_len = 0; /* of a group; 4 bytes more for each path when not 0 */
 
     /* Gets every message, one line without its end. Null: standard error. */
     void (*say)(const char *text) = nullptr;

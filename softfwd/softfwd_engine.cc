@@ -44,6 +44,7 @@ static const uint64_t region_bytes[SOFTFWD_REGION_COUNT] = {
     uint64_t{SOFTFWD_PREFIXES_ROOM} * sizeof(softfwd_prefix),
     uint64_t{SOFTFWD_ADJS_ROOM} * sizeof(uint32_t),
     uint64_t{SOFTFWD_RECORDS_ROOM} * sizeof(softfwd_adj),
+    uint64_t{SOFTFWD_GROUP_UNITS_ROOM} * SOFTFWD_GROUP_UNIT,
     SOFTFWD_ARENA_ROOM,
     uint64_t{SOFTFWD_LOG_ENTRIES} * sizeof(softfwd_log_entry),
 };
@@ -67,6 +68,7 @@ void softfwd_engine_bind() {
     engine->prefix = reinterpret_cast<softfwd_prefix *>(base + regions[SOFTFWD_REGION_PREFIXES].offset);
     engine->directory = reinterpret_cast<uint32_t *>(base + regions[SOFTFWD_REGION_DIRECTORY].offset);
     engine->record = reinterpret_cast<softfwd_adj *>(base + regions[SOFTFWD_REGION_RECORDS].offset);
+    engine->group_units = base + regions[SOFTFWD_REGION_GROUPS].offset;
     engine->log = reinterpret_cast<softfwd_log_entry *>(base + regions[SOFTFWD_REGION_LOG].offset);
     engine->places = reinterpret_cast<softfwd_readers *>(engine->readers.base);
     engine->counter_head = reinterpret_cast<softfwd_counter_header *>(engine->counters.base);
@@ -178,7 +180,7 @@ static int header_create() {
     head->header_bytes = sizeof *head;
     head->file_bytes = engine->tables.bytes;
     head->a_readers_identity = engine->places->identity;
-    head->table_bump = head->prefix_bump = head->adj_bump = head->record_bump = 1;
+    head->table_bump = head->prefix_bump = head->adj_bump = head->record_bump = head->group_bump = 1;
     const softfwd_region_id whole[] = {SOFTFWD_REGION_BUCKETS, SOFTFWD_REGION_LOG};
     for (const softfwd_region_id id : whole)
         if (softfwd_region_ensure(&engine->tables, &head->regions[id], head->regions[id].bytes) != 0)

@@ -26,6 +26,7 @@ struct softfwd_engine {
     softfwd_prefix *prefix;
     uint32_t *directory;
     softfwd_adj *record;
+    uint8_t *group_units;
     softfwd_log_entry *log;
     softfwd_readers *places;
     softfwd_counter_header *counter_head;
@@ -36,7 +37,9 @@ struct softfwd_engine {
     softfwd_grace grace;
 
     /* Free lists, threaded through the free objects; 0 ends. */
-    uint32_t free_table, free_prefix, free_adj, free_record;
+    uint32_t free_table, free_prefix, free_record;
+    uint32_t free_handles[SOFTFWD_MEMBERS_MAX + 1];         /* by length of the run */
+    uint32_t free_group_units[SOFTFWD_GROUP_UNITS_MAX + 1]; /* by length */
 
     /* Brackets. */
     uint32_t writes_in_bracket;

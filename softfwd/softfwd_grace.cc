@@ -60,6 +60,10 @@ static void item_free(const softfwd_garbage_item *item) {
     case SOFTFWD_GARBAGE_RECORD: softfwd_record_release(item->index); break;
     case SOFTFWD_GARBAGE_ADJ: softfwd_adj_release(item->index); break;
     case SOFTFWD_GARBAGE_TABLE: softfwd_table_release(item->index); break;
+    case SOFTFWD_GARBAGE_GROUP_RECORD:
+        softfwd_group_record_release(item->index, item->kind_units & 0xffffffu);
+        break;
+    case SOFTFWD_GARBAGE_GROUP: softfwd_group_handles_release(item->index); break;
     }
 }
 

@@ -16,7 +16,9 @@ enum softfwd_garbage : uint32_t {
     SOFTFWD_GARBAGE_PREFIX, /* an entry */
     SOFTFWD_GARBAGE_RECORD, /* of an adjacency */
     SOFTFWD_GARBAGE_ADJ,    /* a handle with its last record */
-    SOFTFWD_GARBAGE_TABLE
+    SOFTFWD_GARBAGE_TABLE,
+    SOFTFWD_GARBAGE_GROUP_RECORD, /* with its units */
+    SOFTFWD_GARBAGE_GROUP         /* the handles of a group with its last record */
 };
 
 struct softfwd_garbage_item {

@@ -94,6 +94,16 @@ int softfwd_reader_prefix_next(softfwd_reader *reader, uint32_t table_handle, so
 
 /* --- adjacencies --- */
 
+static void counts_read(const softfwd_reader *reader, uint32_t handle, uint64_t *packets, uint64_t *bytes) {
+    const softfwd_counter_header *counters = reader->counter_head;
+    *packets = *bytes = 0;
+    if (counters == nullptr ||
+        (uint64_t{handle} + 1) * sizeof(softfwd_adj_counter) > counters->adjs.a_committed)
+        return;
+    *packets = softfwd_load(&reader->counts[handle].a_packets);
+    *bytes = softfwd_load(&reader->counts[handle].a_bytes);
+}
+
 static bool adj_info_fill(const softfwd_reader *reader, uint32_t handle, softfwd_adj_info *out) {
     if (handle == 0 || handle >= SOFTFWD_ADJS_ROOM) return false;
     if (softfwd_place_kind(softfwd_load(&reader->directory[handle])) != SOFTFWD_KIND_ADJ) return false;
@@ -111,12 +121,7 @@ static bool adj_info_fill(const softfwd_reader *reader, uint32_t handle, softfwd
     out->format = record->format;
     out->holder = record->holder;
     out->flags = record->flags;
-    const softfwd_counter_header *counters = reader->counter_head;
-    if (counters != nullptr &&
-        (uint64_t{handle} + 1) * sizeof(softfwd_adj_counter) <= counters->adjs.a_committed) {
-        out->packets = softfwd_load(&reader->counts[handle].a_packets);
-        out->bytes = softfwd_load(&reader->counts[handle].a_bytes);
-    }
+    counts_read(reader, handle, &out->packets, &out->bytes);
     return true;
 }
 
@@ -139,6 +144,45 @@ int softfwd_reader_adj_get(softfwd_reader *reader, uint32_t handle, softfwd_adj_
     if (softfwd_enter(reader))
         status =
             handle < softfwd_load(&reader->head->adj_bump) && adj_info_fill(reader, handle, out) ? 0 : ENOENT;
+    softfwd_leave(reader);
+    return status;
+}
+
+/* --- groups --- */
+
+static bool group_info_fill(const softfwd_reader *reader, uint32_t handle, softfwd_group_info *out) {
+    if (handle == 0 || handle >= SOFTFWD_ADJS_ROOM) return false;
+    if (softfwd_place_kind(softfwd_load(&reader->directory[handle])) != SOFTFWD_KIND_GROUP) return false;
+    const softfwd_group *group = softfwd_reader_group(reader, handle);
+    if (group == nullptr) return false;
+    *out = {handle,      group->vdc_id, group->id, group->origin, group->family, group->holder,
+            group->size, group->count,  {}};
+    for (uint32_t i = 0; i < group->count; i++) {
+        softfwd_member_info *member = &out->members[i];
+        member->adj_handle = softfwd_group_adjs(group)[i];
+        member->label = softfwd_group_labels(group)[i];
+        counts_read(reader, handle + i, &member->packets, &member->bytes);
+    }
+    return true;
+}
+
+static bool group_next(const softfwd_reader *reader, softfwd_group_info *at) {
+    const uint32_t bump = softfwd_load(&reader->head->adj_bump);
+    for (uint32_t handle = at->handle + 1; handle < bump; handle++)
+        if (group_info_fill(reader, handle, at)) return true;
+    return false;
+}
+
+int softfwd_reader_group_next(softfwd_reader *reader, softfwd_group_info *at) {
+    int status = ESTALE;
+    if (softfwd_enter(reader)) status = group_next(reader, at) ? 0 : ENOENT;
+    softfwd_leave(reader);
+    return status;
+}
+
+int softfwd_reader_group_get(softfwd_reader *reader, uint32_t handle, softfwd_group_info *out) {
+    int status = ESTALE;
+    if (softfwd_enter(reader)) status = group_info_fill(reader, handle, out) ? 0 : ENOENT;
     softfwd_leave(reader);
     return status;
 }
@@ -176,6 +220,8 @@ int softfwd_reader_statistics(softfwd_reader *reader, softfwd_reader_stats *out)
     out->v4_prefixes = head->prefix_count[0];
     out->v6_prefixes = head->prefix_count[1];
     out->adjacencies = head->adj_count;
+    out->groups = head->group_count;
+    out->group_bytes = uint64_t{head->group_bump} * SOFTFWD_GROUP_UNIT;
     out->trie_bytes =
         (uint64_t{head->arena.bump} - head->arena.first - head->arena.free_units) * LPM_UNIT_BYTES;
     out->entry_bytes = (uint64_t{out->v4_prefixes} + out->v6_prefixes) * sizeof(softfwd_prefix);

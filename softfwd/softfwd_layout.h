@@ -2,8 +2,8 @@
  *
  * Three files of one slot: the tables (written by the engine alone, mapped read-only by readers), the readers' places,
  * and the counters. All references are indexes. An object exists when it can be reached: a table from its hash
- * bucket, a prefix entry from the trie of its table, an adjacency from its place in the directory. Each comes and goes
- * by one store, so there is no instant at which a killed writer leaves half of it. Free lists, bump marks and counts
+ * bucket, a prefix entry from the trie of its table, an adjacency or a group from its place in the directory. Each comes and
+ * goes by one store, so there is no instant at which a killed writer leaves half of it. Free lists, bump marks and counts
  * are conveniences of the writer, made anew by whoever takes over.
  *
  * Host byte order: the files never leave the machine. Members named 'a_' are read and written by several processes
@@ -28,13 +28,14 @@ template <typename word> inline void softfwd_store(word *at, word value) {
 inline constexpr uint64_t SOFTFWD_TABLES_MAGIC = 0x3130647766746673ull;
 inline constexpr uint64_t SOFTFWD_READERS_MAGIC = 0x3172647766746673ull;
 inline constexpr uint64_t SOFTFWD_COUNTERS_MAGIC = 0x3163647766746673ull;
-inline constexpr uint32_t SOFTFWD_LAYOUT = 1; /* raised with each change of this page */
+inline constexpr uint32_t SOFTFWD_LAYOUT = 2; /* raised with each change of this page */
 
 /* Room that is reserved, as addresses and file length; memory is taken as it is used. Indexes start at 1. */
 inline constexpr uint32_t SOFTFWD_TABLES_ROOM = 1u << 16;
 inline constexpr uint32_t SOFTFWD_PREFIXES_ROOM = 1u << 24;
-inline constexpr uint32_t SOFTFWD_ADJS_ROOM = 1u << 20;
+inline constexpr uint32_t SOFTFWD_ADJS_ROOM = 1u << 22;    /* handles of all next objects, members included */
 inline constexpr uint32_t SOFTFWD_RECORDS_ROOM = 1u << 21; /* a rewrite needs a second record for a moment */
+inline constexpr uint32_t SOFTFWD_GROUP_UNITS_ROOM = 1u << 21;
 inline constexpr uint32_t SOFTFWD_BUCKETS = 1u << 14;
 inline constexpr uint64_t SOFTFWD_ARENA_ROOM = 1ull << 31;
 
@@ -94,7 +95,10 @@ enum softfwd_kind : uint32_t {
     SOFTFWD_KIND_NONE = 0,
     SOFTFWD_KIND_ADJ = 1,
     SOFTFWD_KIND_ADJ_LEAVING = 2, /* removed; a reader that came by a removed prefix may still follow it */
-    SOFTFWD_KIND_FREE = 15        /* the index is the next free handle */
+    SOFTFWD_KIND_GROUP = 3,       /* the index is the first unit of its record */
+    SOFTFWD_KIND_GROUP_LEAVING = 4,
+    SOFTFWD_KIND_MEMBER = 5, /* of the group whose handle is the index; the group itself is its member 0 */
+    SOFTFWD_KIND_FREE = 15   /* the index is the next free run of handles */
 };
 constexpr uint32_t softfwd_place(softfwd_kind kind, uint32_t index) {
     return static_cast<uint32_t>(kind) << 28 | index;
@@ -119,6 +123,56 @@ struct softfwd_adj {
 };
 static_assert(sizeof(softfwd_adj) == 64);
 
+/* --- groups --- */
+
+/* A group shares the load of its packets among members. It has as many handles in a row as it has places for members
+ * ('size'): handle + i is member i. Its record, too, is never changed once it is published. The arrays follow the
+ * head: 'size' words each. */
+struct softfwd_group {
+    uint32_t handle; /* of a free record: the next free one of its length */
+    uint32_t vdc_id;
+    uint64_t id;    /* what made it: the number of a virtual object, or 0 */
+    uint8_t count;  /* members in use, 1 to size */
+    uint8_t size;   /* 1 to SOFTFWD_MEMBERS_MAX */
+    uint8_t origin; /* softfwd_group_origin */
+    uint8_t family; /* address_family of the first member */
+    uint8_t holder;
+    uint8_t pad[11];
+};
+static_assert(sizeof(softfwd_group) == 32);
+inline constexpr uint32_t SOFTFWD_GROUP_UNIT = 32; /* bytes in which records are measured */
+
+constexpr uint32_t softfwd_group_units(uint32_t size) {
+    const uint32_t bytes = static_cast<uint32_t>(sizeof(softfwd_group)) + 3 * 4 * size;
+    return (bytes + SOFTFWD_GROUP_UNIT - 1) / SOFTFWD_GROUP_UNIT;
+}
+inline constexpr uint32_t SOFTFWD_GROUP_UNITS_MAX = softfwd_group_units(SOFTFWD_MEMBERS_MAX);
+
+/* By member: the handle of its adjacency; the number that flows are weighed with; its label or 0. */
+[[nodiscard]] inline const uint32_t *softfwd_group_adjs(const softfwd_group *group) {
+    return reinterpret_cast<const uint32_t *>(group + 1);
+}
+[[nodiscard]] inline const uint32_t *softfwd_group_weights(const softfwd_group *group) {
+    return softfwd_group_adjs(group) + group->size;
+}
+[[nodiscard]] inline const uint32_t *softfwd_group_labels(const softfwd_group *group) {
+    return softfwd_group_adjs(group) + 2u * group->size;
+}
+
+/* Which member a flow takes: the one whose number mixed with the flow's is the highest. When a member comes, goes or
+ * is replaced, only the flows that it gains or loses move, whatever the order of the members. */
+[[nodiscard]] inline uint32_t softfwd_group_choose(const softfwd_group *group, uint32_t flow) {
+    const uint32_t *weights = softfwd_group_weights(group);
+    uint32_t best = 0, best_mix = 0;
+    for (uint32_t i = 0; i < group->count; i++) {
+        uint32_t mix = (flow ^ weights[i]) * 0x85ebca6bu;
+        mix = (mix ^ mix >> 13) * 0xc2b2ae35u;
+        mix ^= mix >> 16;
+        if (mix > best_mix) best_mix = mix, best = i;
+    }
+    return best;
+}
+
 /* --- the file of tables --- */
 
 enum softfwd_region_id {
@@ -127,6 +181,7 @@ enum softfwd_region_id {
     SOFTFWD_REGION_PREFIXES,
     SOFTFWD_REGION_DIRECTORY,
     SOFTFWD_REGION_RECORDS,
+    SOFTFWD_REGION_GROUPS,
     SOFTFWD_REGION_ARENA,
     SOFTFWD_REGION_LOG,
     SOFTFWD_REGION_COUNT
@@ -151,13 +206,15 @@ struct softfwd_header {
     uint32_t generation;
     uint32_t active_vdcs; /* bit n for id n */
     uint32_t a_bracket;
-    uint32_t table_bump; /* the first index that was never used; so are the next three */
+    uint32_t table_bump; /* the first index that was never used; so are the next four */
     uint32_t prefix_bump;
     uint32_t adj_bump;
     uint32_t record_bump;
+    uint32_t group_bump; /* of units of groups' records */
     uint32_t table_count;
     uint32_t prefix_count[2]; /* IPv4, IPv6 */
     uint32_t adj_count;
+    uint32_t group_count;
     uint32_t a_log_sequence;
     uint32_t pad;
     softfwd_region regions[SOFTFWD_REGION_COUNT];

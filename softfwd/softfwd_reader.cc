@@ -17,6 +17,10 @@ const char *softfwd_action_name(uint8_t action) {
     return action <= SOFTFWD_FORWARD ? action_names[action] : "?";
 }
 
+const char *softfwd_group_origin_name(uint8_t origin) {
+    return origin == SOFTFWD_GROUP_ECMP ? "ecmp" : origin == SOFTFWD_GROUP_VOBJ ? "vobj" : "?";
+}
+
 /* --- attaching --- */
 
 static int header_check(const softfwd_reader *reader) {
@@ -33,6 +37,7 @@ static int header_check(const softfwd_reader *reader) {
         regions[SOFTFWD_REGION_PREFIXES].bytes >= SOFTFWD_PREFIXES_ROOM * sizeof(softfwd_prefix) &&
         regions[SOFTFWD_REGION_DIRECTORY].bytes >= SOFTFWD_ADJS_ROOM * sizeof(uint32_t) &&
         regions[SOFTFWD_REGION_RECORDS].bytes >= SOFTFWD_RECORDS_ROOM * sizeof(softfwd_adj) &&
+        regions[SOFTFWD_REGION_GROUPS].bytes >= SOFTFWD_GROUP_UNITS_ROOM * SOFTFWD_GROUP_UNIT &&
         regions[SOFTFWD_REGION_ARENA].bytes >= SOFTFWD_ARENA_ROOM &&
         regions[SOFTFWD_REGION_LOG].bytes >= SOFTFWD_LOG_ENTRIES * sizeof(softfwd_log_entry);
     return roomy ? 0 : EPROTO;
@@ -51,6 +56,7 @@ static void reader_bind(softfwd_reader *reader) {
     reader->prefix = region_at<softfwd_prefix>(reader, SOFTFWD_REGION_PREFIXES);
     reader->directory = region_at<uint32_t>(reader, SOFTFWD_REGION_DIRECTORY);
     reader->record = region_at<softfwd_adj>(reader, SOFTFWD_REGION_RECORDS);
+    reader->group_units = region_at<uint8_t>(reader, SOFTFWD_REGION_GROUPS);
     reader->log = region_at<softfwd_log_entry>(reader, SOFTFWD_REGION_LOG);
     reader->arena = region_at<uint8_t>(reader, SOFTFWD_REGION_ARENA);
 }
@@ -152,49 +158,112 @@ const softfwd_table *softfwd_reader_table(const softfwd_reader *reader, uint32_t
     return table;
 }
 
+void softfwd_reader_count_next(softfwd_reader *reader, uint32_t handle) {
+    const softfwd_counter_header *head = reader->counter_head;
+    if (handle == 0 ||
+        (uint64_t{handle} + 1) * sizeof(softfwd_adj_counter) > softfwd_load(&head->adjs.a_committed))
+        return;
+    __atomic_fetch_add(&reader->counts[handle].a_packets, 1, __ATOMIC_RELAXED);
+    __atomic_fetch_add(&reader->counts[handle].a_bytes, reader->packet_bytes, __ATOMIC_RELAXED);
+}
+
 void softfwd_reader_count(softfwd_reader *reader, uint32_t prefix_handle, uint32_t adj_handle) {
     const softfwd_counter_header *head = reader->counter_head;
     if ((uint64_t{prefix_handle} / 64 + 1) * sizeof(uint64_t) <= softfwd_load(&head->hits.a_committed))
         softfwd_hit_set(reader->hits, prefix_handle);
-    if (adj_handle == 0 ||
-        (uint64_t{adj_handle} + 1) * sizeof(softfwd_adj_counter) > softfwd_load(&head->adjs.a_committed))
-        return;
-    __atomic_fetch_add(&reader->counts[adj_handle].a_packets, 1, __ATOMIC_RELAXED);
-    __atomic_fetch_add(&reader->counts[adj_handle].a_bytes, reader->packet_bytes, __ATOMIC_RELAXED);
+    softfwd_reader_count_next(reader, adj_handle);
 }
 
-/* From the prefix to what happens to the packet. '*record' is null when nothing is known but the action. */
-static void hop_fill(const softfwd_reader *reader, uint32_t handle, softfwd_hop *hop,
-                     const softfwd_adj **record) {
+/* --- flows --- */
+
+static uint64_t mix64(uint64_t word) {
+    word = (word ^ word >> 32) * 0xd6e8feb86659fd93ull;
+    return word ^ word >> 32;
+}
+
+static uint32_t flow_number(uint32_t address) { return static_cast<uint32_t>(mix64(address)); }
+static uint32_t flow_number(const lpm_key &address) {
+    return static_cast<uint32_t>(mix64(mix64(address.hi) + address.lo));
+}
+static uint32_t flow_number(const uint8_t (&address)[16]) { return flow_number(lpm_key_load(address, 128)); }
+static uint32_t flow_number(const softfwd_flow &flow) {
+    uint64_t words[4];
+    memcpy(words, flow.source, 16);
+    memcpy(words + 2, flow.destination, 16);
+    uint64_t mixed = uint64_t{flow.source_port} << 32 | uint64_t{flow.destination_port} << 8 | flow.protocol;
+    for (const uint64_t word : words) mixed = mix64(mixed + word);
+    return static_cast<uint32_t>(mixed);
+}
+
+/* --- from the prefix to what happens to the packet --- */
+
+struct hop_way {
+    const softfwd_adj *record; /* null when nothing is known but the action */
+    uint32_t next;             /* what the prefix refers to */
+    uint32_t counted;          /* handle of the member beside the adjacency; 0: none */
+    uint32_t label;
+};
+
+/* The member that a flow takes; the adjacency's handle. */
+static uint32_t member_take(const softfwd_group *group, uint32_t flow, softfwd_hop *hop, hop_way *way) {
+    if (group->count == 0) return 0;
+    const uint32_t member = softfwd_group_choose(group, flow);
+    hop->members = group->count;
+    hop->member = static_cast<uint8_t>(member);
+    way->counted = way->next + member;
+    way->label = softfwd_group_labels(group)[member];
+    return softfwd_group_adjs(group)[member];
+}
+
+/* 'flow' is what tells one flow from another; it is mixed only where there is something to choose. */
+template <typename flow_type>
+static void hop_fill(const softfwd_reader *reader, uint32_t handle, const flow_type &flow, softfwd_hop *hop,
+                     hop_way *way) {
     *hop = {};
-    *record = nullptr;
+    *way = {};
     const softfwd_prefix *entry = softfwd_reader_entry(reader, handle);
     if (entry == nullptr) return;
     hop->prefix_handle = handle;
     hop->mask_len = entry->mask_len;
     hop->action = SOFTFWD_DROP; /* a prefix without a next object */
-    const uint32_t next = softfwd_word_next(softfwd_load(&entry->a_word));
-    *record = softfwd_reader_record(reader, next);
-    if (*record == nullptr) return;
-    hop->adj_handle = next;
-    hop->if_index = (*record)->if_index;
-    hop->action = (*record)->action;
+    way->next = softfwd_word_next(softfwd_load(&entry->a_word));
+    uint32_t adj = way->next;
+    way->record = softfwd_reader_record(reader, adj);
+    if (way->record == nullptr) {
+        const softfwd_group *group = softfwd_reader_group(reader, way->next);
+        if (group == nullptr) return;
+        adj = member_take(group, flow_number(flow), hop, way);
+        way->record = softfwd_reader_record(reader, adj);
+        if (way->record == nullptr) return;
+    }
+    hop->adj_handle = adj;
+    hop->if_index = way->record->if_index;
+    hop->action = way->record->action;
 }
 
-static void result_fill(softfwd_reader *reader, uint32_t handle, softfwd_result *out) {
-    const softfwd_adj *record;
-    hop_fill(reader, handle, &out->hop, &record);
+static void hop_count(softfwd_reader *reader, const softfwd_hop &hop, const hop_way &way) {
+    if (!reader->counting || hop.prefix_handle == 0) return;
+    softfwd_reader_count(reader, hop.prefix_handle, hop.adj_handle);
+    if (way.counted != 0) softfwd_reader_count_next(reader, way.counted);
+}
+
+template <typename flow_type>
+static void result_fill(softfwd_reader *reader, uint32_t handle, const flow_type &flow, softfwd_result *out) {
+    hop_way way;
+    hop_fill(reader, handle, flow, &out->hop, &way);
+    out->next_handle = way.next;
+    out->label = way.label;
     if (out->hop.prefix_handle != 0) {
         const softfwd_prefix *entry = &reader->prefix[handle];
         lpm_key_store(entry->key, out->prefix, entry->family == ADDRESS_FAMILY_V4 ? 4 : 16);
     }
-    if (record != nullptr) {
+    if (const softfwd_adj *record = way.record; record != nullptr) {
         out->next_hop_family = record->family;
         memcpy(out->next_hop, record->next_hop, sizeof out->next_hop);
         memcpy(out->dmac, record->dmac, sizeof out->dmac);
         memcpy(out->smac, record->smac, sizeof out->smac);
     }
-    if (reader->counting && handle != 0) softfwd_reader_count(reader, handle, out->hop.adj_handle);
+    hop_count(reader, out->hop, way);
 }
 
 static uint32_t match(const softfwd_reader *reader, const softfwd_table *table, uint32_t address) {
@@ -204,14 +273,14 @@ static uint32_t match(const softfwd_reader *reader, const softfwd_table *table, 
     return lpm_match(reader->arena, &table->trie, address, nullptr);
 }
 
-template <typename address_type>
+template <typename address_type, typename flow_type>
 static int lookup_one(softfwd_reader *reader, uint32_t family, uint32_t vdc_id, uint32_t table_id,
-                      const address_type &address, softfwd_result *out) {
+                      const address_type &address, const flow_type &flow, softfwd_result *out) {
     *out = {};
     const bool good = softfwd_enter(reader);
     if (good) {
         const softfwd_table *table = softfwd_reader_table(reader, family, vdc_id, table_id);
-        if (table != nullptr) result_fill(reader, match(reader, table, address), out);
+        if (table != nullptr) result_fill(reader, match(reader, table, address), flow, out);
     }
     softfwd_leave(reader);
     return good ? 0 : ESTALE;
@@ -219,12 +288,13 @@ static int lookup_one(softfwd_reader *reader, uint32_t family, uint32_t vdc_id, 
 
 int softfwd_lookup_v4(softfwd_reader *reader, uint32_t vdc_id, uint32_t table_id, uint32_t address,
                       softfwd_result *out) {
-    return lookup_one(reader, ADDRESS_FAMILY_V4, vdc_id, table_id, address, out);
+    return lookup_one(reader, ADDRESS_FAMILY_V4, vdc_id, table_id, address, address, out);
 }
 
 int softfwd_lookup_v6(softfwd_reader *reader, uint32_t vdc_id, uint32_t table_id, const uint8_t address[16],
                       softfwd_result *out) {
-    return lookup_one(reader, ADDRESS_FAMILY_V6, vdc_id, table_id, lpm_key_load(address, 128), out);
+    const lpm_key key = lpm_key_load(address, 128);
+    return lookup_one(reader, ADDRESS_FAMILY_V6, vdc_id, table_id, key, key, out);
 }
 
 int softfwd_lookup(softfwd_reader *reader, address_family family, uint32_t vdc_id, uint32_t table_id,
@@ -233,6 +303,19 @@ int softfwd_lookup(softfwd_reader *reader, address_family family, uint32_t vdc_i
     uint32_t word;
     memcpy(&word, address, sizeof word);
     return softfwd_lookup_v4(reader, vdc_id, table_id, __builtin_bswap32(word), out);
+}
+
+int softfwd_lookup_flow(softfwd_reader *reader, address_family family, uint32_t vdc_id, uint32_t table_id,
+                        const softfwd_flow *flow, softfwd_result *out) {
+    if (family == ADDRESS_FAMILY_V6)
+        return lookup_one(reader, ADDRESS_FAMILY_V6, vdc_id, table_id, lpm_key_load(flow->destination, 128),
+                          *flow, out);
+    uint32_t word;
+    memcpy(&word, flow->destination, sizeof word);
+    softfwd_flow v4 = *flow; /* what lies behind the addresses is no part of the flow */
+    memset(v4.source + 4, 0, 12);
+    memset(v4.destination + 4, 0, 12);
+    return lookup_one(reader, ADDRESS_FAMILY_V4, vdc_id, table_id, __builtin_bswap32(word), v4, out);
 }
 
 /* --- many at once --- */
@@ -250,12 +333,14 @@ static void match_many(const softfwd_reader *reader, const softfwd_table *table,
 }
 
 /* The entries of a stay are asked for together, so their misses overlap; the few adjacencies stay in the cache. */
-static void hops_fill(softfwd_reader *reader, const uint32_t *handles, softfwd_hop *hops, size_t count) {
+template <typename address_type>
+static void hops_fill(softfwd_reader *reader, const uint32_t *handles, const address_type *addresses,
+                      softfwd_hop *hops, size_t count) {
     for (size_t i = 0; i < count; i++) __builtin_prefetch(&reader->prefix[handles[i]]);
     for (size_t i = 0; i < count; i++) {
-        const softfwd_adj *record;
-        hop_fill(reader, handles[i], &hops[i], &record);
-        if (reader->counting && handles[i] != 0) softfwd_reader_count(reader, handles[i], hops[i].adj_handle);
+        hop_way way;
+        hop_fill(reader, handles[i], addresses[i], &hops[i], &way);
+        hop_count(reader, hops[i], way);
     }
 }
 
@@ -271,7 +356,7 @@ static int lookup_many(softfwd_reader *reader, uint32_t family, uint32_t vdc_id,
             match_many(reader, table, addresses + done, handles, step);
         else
             memset(handles, 0, sizeof handles);
-        if (good) hops_fill(reader, handles, hops + done, step);
+        if (good) hops_fill(reader, handles, addresses + done, hops + done, step);
         softfwd_leave(reader);
         if (!good) return ESTALE;
         done += step;

@@ -43,14 +43,33 @@ inline constexpr uint16_t SOFTFWD_ADJ_NVE = 0x40;
 inline constexpr uint16_t SOFTFWD_ADJ_PEER_GATEWAY = 0x80;
 inline constexpr uint16_t SOFTFWD_ADJ_SOURCE_MAC = 0x100; /* the source MAC was known */
 
+inline constexpr uint32_t SOFTFWD_MEMBERS_MAX = 64; /* of a group */
+
+enum softfwd_group_origin : uint8_t {
+    SOFTFWD_GROUP_ECMP = 1, /* of direct next hops */
+    SOFTFWD_GROUP_VOBJ = 2  /* an instance of a virtual object */
+};
+[[nodiscard]] const char *softfwd_group_origin_name(uint8_t origin);
+
 /* What a packet gets. */
 struct softfwd_hop {
     uint32_t prefix_handle;
-    uint32_t adj_handle;
+    uint32_t adj_handle; /* behind a group: of the member chosen */
     uint32_t if_index;
     uint8_t action; /* softfwd_action */
     uint8_t mask_len;
-    uint8_t pad[2];
+    uint8_t members; /* of the group that the prefix refers to; 0: it refers to an adjacency */
+    uint8_t member;  /* which of them the flow takes, from 0 */
+};
+
+/* What tells a flow of packets from another: the choice among members goes by all of it. Ports are 0 where the
+ * protocol has none. */
+struct softfwd_flow {
+    uint8_t source[16];      /* network order; IPv4 in the first four */
+    uint8_t destination[16]; /* the address that is looked up */
+    uint16_t source_port;    /* host order */
+    uint16_t destination_port;
+    uint8_t protocol;
 };
 
 /* The same with all that a packet is rewritten with. */
@@ -61,6 +80,8 @@ struct softfwd_result {
     uint32_t next_hop_family;
     uint8_t dmac[6];
     uint8_t smac[6];
+    uint32_t next_handle; /* what the prefix refers to: an adjacency or a group */
+    uint32_t label;       /* of the member chosen; 0: none */
 };
 
 /* Attaches to the tables of a slot. 'counting': look-ups count packets (one each, 'softfwd_reader_packet_bytes' bytes)
@@ -71,7 +92,8 @@ inline constexpr uint32_t SOFTFWD_READERS_MAX = 128;
 void softfwd_reader_detach(softfwd_reader *reader); /* null: nothing */
 void softfwd_reader_packet_bytes(softfwd_reader *reader, uint32_t bytes);
 
-/* Look-ups. 0 with '*out' filled (SOFTFWD_NO_ROUTE too), or ESTALE. */
+/* Look-ups. 0 with '*out' filled (SOFTFWD_NO_ROUTE too), or ESTALE. Without a flow, all packets to one address are one
+ * flow. */
 [[nodiscard]] int softfwd_lookup_v4(softfwd_reader *reader, uint32_t vdc_id, uint32_t table_id,
                                     uint32_t address, softfwd_result *out);
 [[nodiscard]] int softfwd_lookup_v6(softfwd_reader *reader, uint32_t vdc_id, uint32_t table_id,
@@ -79,6 +101,9 @@ void softfwd_reader_packet_bytes(softfwd_reader *reader, uint32_t bytes);
 /* By family, four or sixteen bytes. */
 [[nodiscard]] int softfwd_lookup(softfwd_reader *reader, address_family family, uint32_t vdc_id,
                                  uint32_t table_id, const uint8_t *address, softfwd_result *out);
+/* Of a flow; its destination is looked up. */
+[[nodiscard]] int softfwd_lookup_flow(softfwd_reader *reader, address_family family, uint32_t vdc_id,
+                                      uint32_t table_id, const softfwd_flow *flow, softfwd_result *out);
 
 /* Many addresses of one table at once: the look-ups overlap their cache misses. */
 [[nodiscard]] int softfwd_lookup_v4_many(softfwd_reader *reader, uint32_t vdc_id, uint32_t table_id,
@@ -134,15 +159,38 @@ struct softfwd_adj_info {
                                           softfwd_adj_info *at); /* in order of handle */
 [[nodiscard]] int softfwd_reader_adj_get(softfwd_reader *reader, uint32_t handle, softfwd_adj_info *out);
 
+struct softfwd_member_info {
+    uint32_t adj_handle;
+    uint32_t label;
+    uint64_t packets; /* through this member; 0 when the counters cannot be read */
+    uint64_t bytes;
+};
+
+struct softfwd_group_info {
+    uint32_t handle;
+    uint32_t vdc_id;
+    uint64_t id;    /* of the virtual object, or 0 */
+    uint8_t origin; /* softfwd_group_origin */
+    uint8_t family;
+    uint8_t holder;
+    uint8_t size;  /* places */
+    uint8_t count; /* of them with a member */
+    softfwd_member_info members[SOFTFWD_MEMBERS_MAX];
+};
+[[nodiscard]] int softfwd_reader_group_next(softfwd_reader *reader,
+                                            softfwd_group_info *at); /* in order of handle */
+[[nodiscard]] int softfwd_reader_group_get(softfwd_reader *reader, uint32_t handle, softfwd_group_info *out);
+
 struct softfwd_reader_stats {
     uint32_t writer_pid; /* of the last writer */
     uint32_t generation; /* writers that served these tables, from 1 */
     uint32_t bracket;    /* number of the writer's current bracket */
     uint32_t readers;    /* attached now */
-    uint32_t tables, v4_prefixes, v6_prefixes, adjacencies;
+    uint32_t tables, v4_prefixes, v6_prefixes, adjacencies, groups;
     uint64_t trie_bytes;  /* live blocks of all tries */
     uint64_t entry_bytes; /* prefix entries in use */
     uint64_t adj_bytes;   /* adjacency records, places and counters in use */
+    uint64_t group_bytes; /* records of groups, free ones included */
     uint64_t table_bytes;
     uint64_t memory_bytes; /* memory that the files take, spare room included */
     softfwd_counters counters;

@@ -20,6 +20,7 @@ struct softfwd_reader {
     const softfwd_prefix *prefix;
     const uint32_t *directory;
     const softfwd_adj *record;
+    const uint8_t *group_units;
     const softfwd_log_entry *log;
     const void *arena;
     uint64_t *epoch; /* of all */
@@ -58,5 +59,20 @@ inline void softfwd_leave(softfwd_reader *reader) { softfwd_store(&reader->place
     return index < SOFTFWD_RECORDS_ROOM ? &reader->record[index] : nullptr;
 }
 
+/* The group that a handle names, one that is leaving included; null when it names none, or one out of bounds. */
+[[nodiscard]] inline const softfwd_group *softfwd_reader_group(const softfwd_reader *reader,
+                                                               uint32_t handle) {
+    if (handle == 0 || handle >= SOFTFWD_ADJS_ROOM) return nullptr;
+    const uint32_t place = softfwd_load(&reader->directory[handle]);
+    const softfwd_kind kind = softfwd_place_kind(place);
+    if (kind != SOFTFWD_KIND_GROUP && kind != SOFTFWD_KIND_GROUP_LEAVING) return nullptr;
+    const uint32_t unit = softfwd_place_index(place);
+    if (unit > SOFTFWD_GROUP_UNITS_ROOM - SOFTFWD_GROUP_UNITS_MAX) return nullptr;
+    const auto *group =
+        reinterpret_cast<const softfwd_group *>(reader->group_units + uint64_t{unit} * SOFTFWD_GROUP_UNIT);
+    return group->size <= SOFTFWD_MEMBERS_MAX && group->count <= group->size ? group : nullptr;
+}
+
 /* Counts a packet, where counters and hit bits have memory. */
 void softfwd_reader_count(softfwd_reader *reader, uint32_t prefix_handle, uint32_t adj_handle);
+void softfwd_reader_count_next(softfwd_reader *reader, uint32_t handle); /* of an adjacency or a member */

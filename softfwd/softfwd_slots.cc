@@ -1,11 +1,12 @@
-/* The engine's rows of the two tables of operations. Slots that are not named here keep their defaults: groups,
- * virtual objects, labels, source guard, multicast sources, peers and NVE come with their own entries. */
+/* The engine's rows of the two tables of operations. Slots that are not named here keep their defaults: virtual
+ * objects, labels, source guard, multicast sources, peers and NVE come with their own entries. */
 #include "softfwd/softfwd.h"
 
 #include "platform/lcfwd_platform.h"
 #include "softfwd/softfwd_adj.h"
 #include "softfwd/softfwd_check.h"
 #include "softfwd/softfwd_config.h"
+#include "softfwd/softfwd_ecmp.h"
 #include "softfwd/softfwd_engine.h"
 #include "softfwd/softfwd_pending.h"
 #include "softfwd/softfwd_prefix.h"
@@ -54,9 +55,10 @@ static void lcfwd_api_init(lcfwd_platform_api *api, int restart) {
 static void restart_recovery_end() {
     const size_t prefixes = softfwd_unclaimed_prefixes(nullptr, 0);
     const size_t adjacencies = softfwd_unclaimed_adjacencies(nullptr, 0);
-    if (prefixes + adjacencies != 0)
-        softfwd_say("after the recovery %zu prefixes and %zu adjacencies have no model", prefixes,
-                    adjacencies);
+    const size_t groups = softfwd_unclaimed_groups(nullptr, 0);
+    if (prefixes + adjacencies + groups != 0)
+        softfwd_say("after the recovery %zu prefixes, %zu groups and %zu adjacencies have no model", prefixes,
+                    groups, adjacencies);
 }
 
 static bool table_required(const ufib_platform_table_request *request) {
@@ -85,6 +87,9 @@ static void entries_init(ufib_platform_api *api) {
     api->update_v6prefix_nh = softfwd_update_v6prefix_nh;
     api->insert_adj = softfwd_insert_adj;
     api->delete_adj = softfwd_delete_adj;
+    api->insert_ecmp = softfwd_insert_ecmp;
+    api->delete_ecmp = softfwd_delete_ecmp;
+    api->ecmp_space_len = softfwd_ecmp_space_len;
     api->adj_get_stats = softfwd_adj_get_stats;
     api->is_v4route_aged = softfwd_is_v4route_aged;
     api->is_v6route_aged = softfwd_is_v6route_aged;
@@ -99,6 +104,7 @@ static void recovery_init(ufib_platform_api *api) {
     api->get_adj_ha_handle = softfwd_get_adj_ha_handle;
     api->get_rewrite_info = softfwd_get_rewrite_info;
     api->get_adj_base_handle = softfwd_get_adj_base_handle;
+    api->ecmp_get_adj_ha_handles = softfwd_ecmp_get_adj_ha_handles;
     api->ha_clean_v4_pfx = softfwd_ha_clean_v4_pfx;
     api->ha_clean_v6_pfx = softfwd_ha_clean_v6_pfx;
     api->get_table_pss_info = softfwd_get_table_pss_info;

@@ -1,8 +1,11 @@
 #include "softfwd/softfwd_takeover.h"
 
+#include "softfwd/softfwd_adj.h"
 #include "softfwd/softfwd_check.h"
 #include "softfwd/softfwd_config.h"
 #include "softfwd/softfwd_engine.h"
+#include "softfwd/softfwd_group.h"
+#include "softfwd/softfwd_pool.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -29,7 +32,8 @@ const char *softfwd_takeover_header(const softfwd_file *file) {
     if (!bump_good(regions[SOFTFWD_REGION_TABLES], head->table_bump, sizeof(softfwd_table)) ||
         !bump_good(regions[SOFTFWD_REGION_PREFIXES], head->prefix_bump, sizeof(softfwd_prefix)) ||
         !bump_good(regions[SOFTFWD_REGION_DIRECTORY], head->adj_bump, sizeof(uint32_t)) ||
-        !bump_good(regions[SOFTFWD_REGION_RECORDS], head->record_bump, sizeof(softfwd_adj)))
+        !bump_good(regions[SOFTFWD_REGION_RECORDS], head->record_bump, sizeof(softfwd_adj)) ||
+        !bump_good(regions[SOFTFWD_REGION_GROUPS], head->group_bump, SOFTFWD_GROUP_UNIT))
         return "damaged marks";
     return nullptr;
 }
@@ -131,6 +135,52 @@ static bool adjs_find(uint64_t *records) {
     return true;
 }
 
+/* --- groups --- */
+
+/* The record of a group's place, its units marked as taken; null when the place or the record is damaged. */
+static softfwd_group *group_record_claim(uint32_t handle, uint64_t *units) {
+    const softfwd_header *head = softfwd_state.head;
+    const uint32_t unit = softfwd_place_index(softfwd_state.directory[handle]);
+    if (unit == 0 || unit >= head->group_bump) return nullptr;
+    softfwd_group *group = softfwd_group_record(unit);
+    if (group->handle != handle || group->count == 0 || group->count > group->size ||
+        group->size > SOFTFWD_MEMBERS_MAX || group->size > head->adj_bump - handle)
+        return nullptr;
+    const uint32_t count = softfwd_group_units(group->size);
+    if (count > head->group_bump - unit) return nullptr;
+    for (uint32_t i = unit; i < unit + count; i++) {
+        if (bit_test(units, i)) return nullptr;
+        bit_set(units, i);
+    }
+    return group;
+}
+
+/* A writer that was killed while a group left may have left members behind it that are gone already. */
+static bool group_members_find(uint32_t handle, softfwd_group *group) {
+    for (uint32_t i = 1; i < group->size; i++) {
+        uint32_t *place = &softfwd_state.directory[handle + i];
+        const softfwd_kind kind = softfwd_place_kind(*place);
+        if (kind == SOFTFWD_KIND_ADJ || kind == SOFTFWD_KIND_GROUP) return false;
+        softfwd_store(place, softfwd_place(SOFTFWD_KIND_MEMBER, handle));
+    }
+    auto *adjs = reinterpret_cast<uint32_t *>(group + 1);
+    for (uint32_t i = 0; i < group->count; i++)
+        if (softfwd_adj_of(adjs[i]) == nullptr) softfwd_store(&adjs[i], uint32_t{0});
+    return true;
+}
+
+static bool groups_find(uint64_t *units) {
+    softfwd_header *head = softfwd_state.head;
+    head->group_count = 0;
+    for (uint32_t handle = 1; handle < head->adj_bump; handle++) {
+        if (softfwd_place_kind(softfwd_state.directory[handle]) != SOFTFWD_KIND_GROUP) continue;
+        softfwd_group *group = group_record_claim(handle, units);
+        if (group == nullptr || !group_members_find(handle, group)) return false;
+        head->group_count++;
+    }
+    return true;
+}
+
 /* --- free lists: downwards, so that the lowest index is used first --- */
 
 static void free_tables_and_prefixes() {
@@ -147,19 +197,44 @@ static void free_tables_and_prefixes() {
     }
 }
 
-static void free_adjs_and_records(const uint64_t *records, bool handles_too) {
+static void free_records(const uint64_t *records) {
     softfwd_engine *engine = &softfwd_state;
     for (uint32_t i = engine->head->record_bump - 1; i != 0; i--) {
         if (bit_test(records, i)) continue;
         engine->record[i].handle = engine->free_record;
         engine->free_record = i;
     }
-    for (uint32_t i = engine->head->adj_bump - 1; i != 0; i--) {
-        if (softfwd_place_kind(engine->directory[i]) == SOFTFWD_KIND_ADJ) continue;
-        engine->directory[i] = handles_too ? softfwd_place(SOFTFWD_KIND_FREE, engine->free_adj)
-                                           : softfwd_place(SOFTFWD_KIND_NONE, 0);
-        if (handles_too) engine->free_adj = i;
+}
+
+/* Calls release(first, count) for what is free below 'bump', as runs of at most 'longest'. */
+template <typename Free, typename Release>
+static void free_runs(uint32_t bump, uint32_t longest, Free is_free, Release release) {
+    uint32_t count = 0;
+    for (uint32_t i = bump - 1; i != 0; i--) {
+        if (is_free(i)) count++;
+        const bool ends = !is_free(i) || i == 1 || count == longest;
+        if (!ends || count == 0) continue;
+        release(is_free(i) ? i : i + 1, count);
+        count = 0;
     }
+}
+
+static bool handle_is_free(uint32_t handle) {
+    const uint32_t place = softfwd_state.directory[handle];
+    const softfwd_kind kind = softfwd_place_kind(place);
+    if (kind == SOFTFWD_KIND_ADJ || kind == SOFTFWD_KIND_GROUP) return false;
+    if (kind != SOFTFWD_KIND_MEMBER) return true;
+    const uint32_t first = softfwd_place_index(place);
+    const softfwd_group *group = first < handle ? softfwd_group_of(first) : nullptr;
+    return group == nullptr || handle - first >= group->size;
+}
+
+static void free_handles_and_records(const uint64_t *records, const uint64_t *units) {
+    free_records(records);
+    free_runs(
+        softfwd_state.head->group_bump, SOFTFWD_GROUP_UNITS_MAX,
+        [units](uint32_t unit) { return !bit_test(units, unit); }, softfwd_group_record_release);
+    free_runs(softfwd_state.head->adj_bump, SOFTFWD_MEMBERS_MAX, handle_is_free, softfwd_handles_release);
 }
 
 static bool claims_new() {
@@ -169,6 +244,20 @@ static bool claims_new() {
     return engine->prefix_claims.bits != nullptr && engine->adj_claims.bits != nullptr;
 }
 
+/* What the directory leads to; then what nothing leads to is free, unless a reader may still stand there. */
+static const char *next_objects_find(bool quiet, uint64_t *records, uint64_t *units) {
+    if (!adjs_find(records)) return "damaged adjacencies";
+    if (!groups_find(units)) return "damaged groups";
+    if (quiet) {
+        if (!softfwd_config_get()->never_reuse_handles) free_tables_and_prefixes();
+        free_handles_and_records(records, units);
+        return nullptr;
+    }
+    lpm_arena_restart(&softfwd_state.arena, softfwd_state.head->arena.bump);
+    softfwd_say("a reader stands still inside a look-up: freed memory is not reused before the next start");
+    return nullptr;
+}
+
 const char *softfwd_takeover() {
     softfwd_engine *engine = &softfwd_state;
     if (!tables_find()) return "damaged list of tables";
@@ -176,22 +265,13 @@ const char *softfwd_takeover() {
     if (!tries_rebuild(quiet)) return "damaged trie";
     if (!prefixes_find()) return "damaged prefixes";
     uint64_t *records = bits_new(engine->head->record_bump);
-    if (records == nullptr || !claims_new()) {
-        free(records);
-        return "no memory";
-    }
-    const bool good = adjs_find(records);
-    const bool reuse = !softfwd_config_get()->never_reuse_handles;
-    if (good && quiet) {
-        if (reuse) free_tables_and_prefixes();
-        free_adjs_and_records(records, reuse);
-    } else if (good) {
-        lpm_arena_restart(&engine->arena, engine->head->arena.bump);
-        softfwd_say(
-            "a reader stands still inside a look-up: freed memory is not reused before the next start");
-    }
+    uint64_t *units = bits_new(engine->head->group_bump);
+    const char *why = "no memory";
+    if (records != nullptr && units != nullptr && claims_new())
+        why = next_objects_find(quiet, records, units);
     free(records);
-    return good ? nullptr : "damaged adjacencies";
+    free(units);
+    return why;
 }
 
 static void claim(softfwd_claims *claims, uint32_t handle) {
@@ -212,14 +292,20 @@ size_t softfwd_unclaimed_prefixes(uint32_t *handles, size_t max) {
     return count;
 }
 
-size_t softfwd_unclaimed_adjacencies(uint32_t *handles, size_t max) {
+static size_t unclaimed_of_kind(softfwd_kind kind, uint32_t *handles, size_t max) {
     const softfwd_claims *claims = &softfwd_state.adj_claims;
     size_t count = 0;
     for (uint32_t i = 1; claims->bits != nullptr && i < claims->limit; i++) {
-        if (softfwd_place_kind(softfwd_state.directory[i]) != SOFTFWD_KIND_ADJ || bit_test(claims->bits, i))
-            continue;
+        if (softfwd_place_kind(softfwd_state.directory[i]) != kind || bit_test(claims->bits, i)) continue;
         if (count < max) handles[count] = i;
         count++;
     }
     return count;
+}
+
+size_t softfwd_unclaimed_adjacencies(uint32_t *handles, size_t max) {
+    return unclaimed_of_kind(SOFTFWD_KIND_ADJ, handles, max);
+}
+size_t softfwd_unclaimed_groups(uint32_t *handles, size_t max) {
+    return unclaimed_of_kind(SOFTFWD_KIND_GROUP, handles, max);
 }

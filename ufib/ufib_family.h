@@ -38,6 +38,8 @@ struct ufib_family {
     ufib_err_code err_send;
     lcfwd_pss_kind pss_adj;
     lcfwd_pss_kind pss_adj_tlv;
+    lcfwd_pss_kind pss_ecmp;
+    lcfwd_pss_kind pss_ecmp_tlv;
     uint32_t global_drop; /* kinds of the global adjacencies */
     uint32_t global_punt;
     uint32_t global_glean;
@@ -72,6 +74,8 @@ inline constexpr ufib_family ufib_families[2] = {
         .err_send = E_V4RTUP_MTS_SEND,
         .pss_adj = LCFWD_PSS_V4ADJ,
         .pss_adj_tlv = LCFWD_PSS_V4ADJ_TLV,
+        .pss_ecmp = LCFWD_PSS_V4ECMP,
+        .pss_ecmp_tlv = LCFWD_PSS_V4ECMP_TLV,
         .global_drop = 1,
         .global_punt = 2,
         .global_glean = 3,
@@ -99,6 +103,8 @@ inline constexpr ufib_family ufib_families[2] = {
         .err_send = E_V6RTUP_MTS_SEND,
         .pss_adj = LCFWD_PSS_V6ADJ,
         .pss_adj_tlv = LCFWD_PSS_V6ADJ_TLV,
+        .pss_ecmp = LCFWD_PSS_V6ECMP,
+        .pss_ecmp_tlv = LCFWD_PSS_V6ECMP_TLV,
         .global_drop = 4,
         .global_punt = 5,
         .global_glean = 6,

@@ -7,9 +7,16 @@
 struct lcfwd_vdc_desc;
 struct nh_rec;
 struct ufib_adj;
+struct ufib_adj_key;
+struct ufib_ecmp;
+struct ufib_ecmp_labels;
+struct ufib_adj_key;
+struct ufib_ha_form;
 struct ufib_ha_route;
 struct ufib_idb;
 struct ufib_label_node;
+struct ufib_mpls_info;
+struct ufib_nh_labels;
 struct ufib_nh_list;
 struct ufib_obj;
 struct ufib_pfx;
@@ -17,10 +24,7 @@ struct ufib_table;
 struct ufib_vdc;
 
 struct ufib_hooks {
-    /* Groups and virtual objects: the next object of a route with several, or with recursive, next hops. Null on
-     * failure, with ufib_errno. */
-    ufib_obj *(*get_create_ecmp)(ufib_vdc *vdc, ufib_pfx *pfx, const ufib_nh_list *hops, uint32_t adj_flags,
-                                 const ufib_ha_route *record);
+    /* Virtual objects: the next object of a route with recursive next hops. Null on failure, with ufib_errno. */
     ufib_obj *(*get_create_vobj)(ufib_vdc *vdc, ufib_pfx *pfx, const ufib_nh_list *hops,
                                  const ufib_ha_route *record);
     void (*vobj_link)(ufib_pfx *pfx, ufib_obj *vobj);   /* a prefix joins the list of a virtual object */
@@ -28,13 +32,36 @@ struct ufib_hooks {
     void (*process_rnh_update)(ufib_pfx *pfx, bool is_v4, bool in_place, const ufib_ha_route *record);
     void (*update_dep_vobjs)(ufib_adj *adj); /* an adjacency that groups resolve through was rewritten */
     /* Labels. */
-    ufib_obj *(*adj_actions)(ufib_vdc *vdc, ufib_adj *adj, const void *mpls_info, uint32_t ha_handle);
+    /* The object for a next hop over 'parent' (an adjacency, or a master tunnel): with labels one of the label side,
+     * else the parent. Null: failed; or only refreshed. */
+    ufib_obj *(*adj_actions)(ufib_vdc *vdc, ufib_obj *parent, const ufib_mpls_info *mpls_info,
+                             uint32_t ha_handle);
+    void (*adj_db_init)(ufib_adj *adj); /* a new adjacency: its tree of label children */
     /* What the prefix of a label forwards to has changed. May clear the journal, and take the label off its list. */
     void (*fec_prefix_update)(ufib_vdc *vdc, ufib_obj *next, ufib_label_node *label);
     void (*label_prefix_delete)(ufib_vdc *vdc, ufib_pfx *pfx); /* a prefix has lost its last label */
     void (*adj_update)(ufib_adj *adj);                         /* an adjacency with label children changed */
     void (*te_local_db_init)(ufib_idb *idb);
+    /* The labels of a tunnel interface, put on an empty stack, and its key id; other interfaces: nothing changes. */
+    void (*te_labels)(ufib_vdc *vdc, uint32_t if_index, ufib_nh_labels *stack, uint32_t *adj_key_id);
+    /* What a tunnel interface leaves by takes the place of '*key'; other interfaces and master tunnels: 0 and nothing
+     * changes. -1: the tunnel is not there. */
+    int (*te_out)(ufib_vdc *vdc, uint32_t if_index, ufib_adj_key *key);
+    /* The label group that stands on a group whose paths have labels. Null on failure. */
+    ufib_obj *(*get_create_ecmp_child)(ufib_vdc *vdc, ufib_ecmp *group, const ufib_ecmp_labels *labels,
+                                       const ufib_ha_route *record);
+    /* Traffic-engineering tunnels, by interface. get_out_if_index: 0 with the key of the way out, or -1. */
+    bool (*te_is_te_interface)(ufib_vdc *vdc, uint32_t if_index);
+    bool (*te_is_master_tunnel)(ufib_vdc *vdc, uint32_t if_index);
+    int (*te_get_out_if_index)(ufib_vdc *vdc, uint32_t if_index, ufib_adj_key *out);
+    void (*te_create_null_tunnel)(ufib_vdc *vdc, uint32_t if_index);
+    ufib_obj *(*te_get_master)(ufib_vdc *vdc, uint32_t if_index); /* null: none */
+    /* Recovery after a restart: tunnels, before the routes over them; the next hops of a route whose next object is one
+     * of the label side, added with ufib_ha_form_hop(). False: its records are not there. */
+    void (*ha_recover_te_tunnels)(ufib_vdc *vdc);
+    bool (*ha_form_labelled)(ufib_vdc *vdc, ufib_ha_route *record, ufib_ha_form *form);
     /* Services. */
+    void (*ha_restore_services)(ufib_vdc *vdc); /* VLANs, peers and map caches, after the routes */
     void (*ipsg_destroy)(ufib_pfx *pfx); /* the source guard's object of a prefix */
     void (*set_xpi)(ufib_pfx *pfx, const void *xpi, uint8_t holder); /* tag and binding of a new route */
     void (*lisp_prefix_deleted)(ufib_pfx *pfx);                      /* a map-cache prefix leaves the store */

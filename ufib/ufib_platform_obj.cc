@@ -5,6 +5,7 @@
 #include "host/system/system.h"
 #include "platform/ufib_platform.h"
 #include "ufib/ufib_adj.h"
+#include "ufib/ufib_ecmp.h"
 #include "ufib/ufib_hooks.h"
 #include "ufib/ufib_journal.h"
 #include "ufib/ufib_prefix.h"
@@ -97,4 +98,20 @@ void ufib_platform_delete_adj(ufib_adj *adj) {
     ufib_platform_table.delete_adj(adj);
     adj->obj.handle = 0;
     ufib_journal_log(UFIB_JOURNAL_HW_DELETED, &adj->obj, nullptr);
+}
+
+void ufib_platform_insert_ecmp(ufib_ecmp *group, uint32_t ha, uint32_t holder) {
+    const uint32_t old = group->obj.handle;
+    group->obj.handle = ufib_platform_table.insert_ecmp(group, ha, holder);
+    ufib_journal_log(group->obj.handle != old ? UFIB_JOURNAL_HW_NEW : UFIB_JOURNAL_HW_REWRITE, &group->obj,
+                     nullptr);
+    if (ufib_enable_rc_debugs)
+        UFIB_TRACE("Inserted %s ecmp in hw paths %d @%08x", ufib_ecmp_family(group).name, group->linked,
+                   group->obj.handle);
+}
+
+void ufib_platform_delete_ecmp(ufib_ecmp *group) {
+    ufib_platform_table.delete_ecmp(group);
+    group->obj.handle = 0;
+    ufib_journal_log(UFIB_JOURNAL_HW_DELETED, &group->obj, nullptr);
 }

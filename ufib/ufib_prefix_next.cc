@@ -3,6 +3,7 @@
 #include "core/ufib_funcstats.h"
 #include "platform/ufib_platform.h"
 #include "ufib/ufib_adj.h"
+#include "ufib/ufib_ecmp.h"
 #include "ufib/ufib_hooks.h"
 #include "ufib/ufib_prefix.h"
 
@@ -21,11 +22,20 @@ static ufib_obj *next_vobj(ufib_vdc *vdc, ufib_pfx *pfx, const ufib_prefix_updat
 
 static ufib_obj *next_ecmp(ufib_vdc *vdc, ufib_pfx *pfx, const ufib_prefix_update &update,
                            uint32_t adj_flags) {
-    if (ufib_hook.get_create_ecmp == nullptr) {
-        ufib_err_raise(UFIB_ERR_ITEM, E_ECMP_NOMEM);
-        return nullptr;
-    }
-    return ufib_hook.get_create_ecmp(vdc, pfx, update.hops, adj_flags, update.record);
+    /* Too large for a stack that handlers share. */
+    static ufib_ecmp_key key;
+    static ufib_ecmp_labels labels;
+    const ufib_family &family = ufib_prefix_family(pfx);
+    uint64_t stamp;
+    ufib_funcstats_start(&stamp);
+    const bool labelled = ufib_ecmp_route_to_key(family, vdc, update.hops, &key, &labels);
+    ufib_funcstats_end(UFIB_FS_ECMP_KEY, &stamp);
+    ufib_funcstats_start(&stamp);
+    ufib_obj *group = ufib_get_create_ecmp(family, vdc, key, adj_flags, update.record,
+                                           ufib_ha_route_ecmp_holder_lock(update.record),
+                                           labelled ? &labels : nullptr);
+    ufib_funcstats_end(UFIB_FS_ECMP_GET_CREATE, &stamp);
+    return group;
 }
 
 ufib_obj *ufib_prefix_get_create_next(ufib_vdc *vdc, ufib_pfx *pfx, const ufib_prefix_update &update) {

@@ -8,6 +8,7 @@
 #include <cstdint>
 
 struct ufib_adj;
+struct ufib_ecmp;
 struct ufib_idb;
 struct ufib_pfx;
 struct ufib_table;
@@ -30,6 +31,11 @@ void ufib_pss_insert_global_adj(const ufib_adj *adj, uint32_t kind, uint32_t vdc
 void ufib_pss_delete_global_adj(uint32_t kind, uint32_t vdc_id);
 /* The handle that a global adjacency had; 0: no record. */
 [[nodiscard]] uint32_t ufib_pss_get_global_adj(uint32_t kind, uint32_t vdc_id);
+
+/* Groups, with the record of their counts beside. A null handle: E_ECMP_NO_HA_HANDLE, nothing written. */
+void ufib_pss_insert_ecmp(const ufib_ecmp *group);
+void ufib_pss_insert_ecmp_tlv(const ufib_ecmp *group);
+void ufib_pss_delete_ecmp(const ufib_ecmp *group);
 
 void ufib_pss_insert_table(ufib_table *table); /* on the platform's request */
 void ufib_pss_delete_table(const ufib_table *table);

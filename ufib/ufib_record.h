@@ -50,6 +50,16 @@ constexpr uint32_t UFIB_V6ADJ_RECORD_SIZE = 21;
 constexpr uint32_t UFIB_ADJ_TLV_RECORD_SIZE = 4 + 4 + 2;
 constexpr uint16_t UFIB_ADJ_TLV_COUNTS = 1;
 
+/* "v4ecmp", "v6ecmp": key is the handle. Value: holders (1 byte), 3 zero bytes, the group's key of 516 or 1284 bytes,
+ * 4 zero bytes. */
+constexpr uint32_t UFIB_ECMP_RECORD_KEY = 4;
+constexpr uint32_t ufib_ecmp_record_size(uint32_t key_bytes) { return UFIB_ECMP_RECORD_KEY + key_bytes + 4; }
+static_assert(ufib_ecmp_record_size(516) == 524 && ufib_ecmp_record_size(1284) == 1292);
+
+/* "v4ecmp_tlv", "v6ecmp_tlv": a TLV array: type 1, the low half of the count of PBR references. */
+constexpr uint32_t UFIB_ECMP_TLV_RECORD_SIZE = 4 + 4 + 2;
+constexpr uint16_t UFIB_ECMP_TLV_PBR = 1;
+
 /* "ufib_table": key is the table id. Value: family, then a TLV array. */
 constexpr uint16_t UFIB_TABLE_TLV_FLAGS = 1;    /* 4 bytes */
 constexpr uint16_t UFIB_TABLE_TLV_PLATFORM = 2; /* the platform's own bytes, if it has any */
@@ -59,3 +69,11 @@ struct __attribute__((packed)) ufib_rpf_record { /* key: if_index */
     uint8_t v6_mode;
 };
 static_assert(sizeof(ufib_rpf_record) == 2);
+
+/* "misc": key is the handle. */
+struct ufib_misc_record {
+    uint32_t kind;      /* number of the database of the object */
+    uint32_t adj_flags; /* low 16 bits */
+    uint32_t zero;
+};
+static_assert(sizeof(ufib_misc_record) == 12);

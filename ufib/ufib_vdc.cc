@@ -9,6 +9,7 @@
 #include "platform/ufib_platform_calls.h"
 #include "ufib/ufib_adj.h"
 #include "ufib/ufib_cookie.h"
+#include "ufib/ufib_ecmp.h"
 #include "ufib/ufib_hooks.h"
 #include "ufib/ufib_idb.h"
 #include "ufib/ufib_journal.h"
@@ -51,6 +52,7 @@ void ufib_init(bool restart) {
     ufib_obj_register(UFIB_OBJ_V6PREFIX, destroy_prefix);
     ufib_obj_register(UFIB_OBJ_V4ADJ, destroy_adj);
     ufib_obj_register(UFIB_OBJ_V6ADJ, destroy_adj);
+    ufib_ecmp_init();
     if (bl_reg_trace_formats(UFIB_TRACE_LOG, ufib_trace_formats, UFIB_TR_COUNT) != 0)
         UFIB_ERR("bl_reg_trace_formats failed");
     ufib_table_dpl_init();
@@ -82,6 +84,7 @@ void ufib_vdc_create(lcfwd_vdc_desc *row, bool restart) {
         UFIB_ERR("bl_open failed for vdc %d", row->vdc_id);
     ufib_table_db_init(vdc);
     ufib_idb_db_init(vdc);
+    ufib_ecmp_db_init(vdc);
     ufib_create_wildcard_tables(vdc);
     ufib_journal_init(UFIB_JOURNAL_ENTRIES);
     (void)ufib_pss_open_files(row);
@@ -98,6 +101,7 @@ void ufib_vdc_delete(lcfwd_vdc_desc *row) {
     ufib_cur_vdc_id = row->vdc_id;
     ufib_prefix_db_destroy(vdc);
     ufib_table_db_destroy(vdc);
+    ufib_ecmp_db_destroy(vdc);
     ufib_adj_db_destroy(vdc);
     ufib_idb_db_destroy(vdc);
     (void)ufib_platform_all_writes_ready();
@@ -129,6 +133,7 @@ static void vdc_forget(lcfwd_vdc_desc *row) {
         std::free(table->rnh.per_length);
         pt_attr_destroy(table->attr);
     }
+    ufib_ecmp_db_forget(vdc);
     ufib_delete_vdc_global_dummy_idb(vdc);
     std::free(row->ufib_stats);
     std::free(vdc);
@@ -141,6 +146,7 @@ static void ufib_reset() {
     ufib_cookie_reset();
     ufib_table_dpl_reset();
     ufib_idb_reset();
+    ufib_ecmp_reset();
     ufib_adj_reset();
     ufib_prefix_reset();
     ufib_pss_reset();

@@ -17,9 +17,11 @@ struct ufib_vdc {
     lcfwd_vdc_desc *desc;
     ravl_tree tables; /* by table id */
     ravl_tree idbs;   /* by interface index */
+    ravl_tree ecmps;  /* buckets of groups, by the hash of their keys */
     uint32_t table_count;
     uint32_t prefix_count;
     uint32_t adj_count[2];                           /* by family */
+    uint32_t ecmp_count;
     uint32_t stale_count;                            /* prefixes that stale walks removed */
     ufib_table *last_table;                          /* the last one found: routes come table by table */
     ufib_idb *dummy_idb;                             /* what global adjacencies point at; in no tree */

@@ -10,6 +10,11 @@ fake_cookie fake_cookie_v4, fake_cookie_v6;
 static const fake_prefix *prefix(const void *pfx) { return static_cast<const fake_prefix *>(pfx); }
 static const fake_adj *adjacency(const void *adj) { return static_cast<const fake_adj *>(adj); }
 
+static const fake_group *group_of(const void *group) { return static_cast<const fake_group *>(group); }
+static void *path_at(const void *group, uint32_t position) {
+    return position < group_of(group)->paths.size() ? group_of(group)->paths[position] : nullptr;
+}
+
 static int cookie_add(fake_cookie *cookie, void *pfx) {
     const auto at = std::find(cookie->entries.begin(), cookie->entries.end(), pfx);
     if (at != cookie->entries.end()) return static_cast<int>(at - cookie->entries.begin());
@@ -73,6 +78,7 @@ uint32_t ufib_pi_v6prefix_get_prefix_len(const void *pfx) { return prefix(pfx)->
 uint32_t ufib_pi_v6prefix_get_handle(const void *pfx) { return prefix(pfx)->handle; }
 
 uint32_t ufib_pi_prefix_get_adj_handle(const void *pfx) {
+    if (prefix(pfx)->group != nullptr) return prefix(pfx)->group->handle;
     return prefix(pfx)->next != nullptr ? prefix(pfx)->next->handle : 0;
 }
 int ufib_pi_prefix_get_sgt(const void *pfx, uint16_t *tag) {
@@ -121,6 +127,15 @@ uint32_t ufib_pi_v6adj_get_vdc_id(const void *adj) { return adjacency(adj)->vdc_
 void ufib_pi_v6adj_get_nh_addr(const void *adj, uint8_t address[16]) {
     memcpy(address, adjacency(adj)->address6.data(), 16);
 }
+
+uint32_t ufib_pi_obj_get_hh(const void *group) { return group_of(group)->handle; }
+uint32_t ufib_pi_ecmp_get_nhcount(const void *group) {
+    return static_cast<uint32_t>(group_of(group)->paths.size());
+}
+void *ufib_pi_ecmp_get_first(const void *group, uint32_t *position) { return path_at(group, *position = 0); }
+void *ufib_pi_ecmp_get_next(const void *group, uint32_t *position) { return path_at(group, ++*position); }
+void *ufib_pi_ecmp_get_platform_space(void *group) { return static_cast<fake_group *>(group)->space; }
+uint32_t ufib_pi_ecmp_get_vdc_id(const void *group) { return group_of(group)->vdc_id; }
 
 bool ufib_pi_table_is_wildcard(uint32_t table_id) { return table_id == 65534 || table_id == 65535; }
 }

@@ -19,6 +19,13 @@ struct fake_adj {
     uint8_t space[32] = {};
 };
 
+struct fake_group { /* of next hops that the test keeps */
+    uint32_t vdc_id = 1;
+    std::vector<fake_adj *> paths;
+    uint32_t handle = 0;
+    uint8_t space[512] = {};
+};
+
 struct fake_prefix {
     bool v4 = true;
     uint32_t vdc_id = 1;
@@ -28,6 +35,7 @@ struct fake_prefix {
     std::array<uint8_t, 16> address6{};
     uint32_t bits = 0;
     fake_adj *next = nullptr;
+    fake_group *group = nullptr; /* in the place of 'next' */
     bool local = false, direct = false;
     bool tagged = false;
     uint16_t tag = 0;

@@ -66,7 +66,7 @@ TEST_F(recovery, adopting_everything_writes_nothing) {
     EXPECT_EQ(handle, narrow.handle);
     EXPECT_EQ(softfwd_unclaimed_adjacencies(&handle, 1), 1u);
     EXPECT_EQ(handle, extra.handle);
-    EXPECT_EQ(said.back(), "after the recovery 1 prefixes and 1 adjacencies have no model");
+    EXPECT_EQ(said.back(), "after the recovery 1 prefixes, 0 groups and 1 adjacencies have no model");
     uint32_t vdcs = 0;
     EXPECT_EQ(process_api.get_active_vdcs(&vdcs), 0);
     EXPECT_EQ(vdcs, 1u << vdc);
