@@ -16,6 +16,7 @@ struct ufib_family_stats { /* one address family */
     uint32_t route_delete_failures;
     uint32_t malformed_records; /* walks that ended at a record which cannot be */
     uint32_t consistency_checks;
+    uint32_t routes_recovered; /* rebuilt from the store after a restart */
 };
 
 constexpr uint32_t UFIB_STATS_V4 = 0;
@@ -30,6 +31,7 @@ struct ufib_vdc_stats {
     uint32_t ipsg_updates;
     uint32_t sgrp_updates;
     uint32_t tunnel_updates;
+    uint32_t records_deleted; /* stored records that nothing could be made of */
 };
 
 struct mfib_vdc_stats {

@@ -5,6 +5,7 @@
 #include "host/containers/slab.h"
 #include "host/interfaces/interfaces.h"
 #include "platform/ufib_platform.h"
+#include "platform/ufib_platform_calls.h"
 #include "ufib/ufib_hooks.h"
 #include "ufib/ufib_idb.h"
 #include "ufib/ufib_journal.h"
@@ -141,6 +142,7 @@ static void ufib_adj_delete(ufib_adj *adj) {
 static void ufib_adj_init(ufib_adj *adj, const ufib_adj_key &key) {
     adj->key = key;
     adj->kind = if_index_is_tunnel_intf(key.if_index) ? UFIB_ADJ_TUNNEL : UFIB_ADJ_PLAIN;
+    if (ufib_hook.adj_db_init != nullptr) ufib_hook.adj_db_init(adj);
 }
 
 /* A restart brings holders back without the calls that made them: each one is a reference again. */
@@ -165,13 +167,32 @@ static ufib_adj *adj_make(ufib_vdc *vdc, const ufib_family &family, const ufib_a
     return adj;
 }
 
+/* What stands in hardware under a handle of the time before a restart knows the neighbour, whoever asks for it. */
+static void adj_init_state(ufib_adj *adj, const ufib_adj_request &request) {
+    ufib_platform_rewrite rewrite = {};
+    const bool adopt = request.ha_handle != 0 && request.rewrite == nullptr && adj->obj.handle == 0;
+    const bool known = adopt && ufib_platform_get_v4_rewrite_info(request.ha_handle, &rewrite) == 0;
+    ufib_adj_init_dyn(adj, known ? &rewrite : request.rewrite, request.flags);
+}
+
+/* The holder got nothing: it must not be counted. */
+static void adj_install_failed(ufib_adj *adj, bool is_new, uint8_t held_before, bool restart) {
+    ufib_err_raise(UFIB_ERR_ITEM, E_ADJ_HW_INSTALL);
+    for (uint32_t bit = UFIB_ADJ_HELD_AM; restart && bit <= UFIB_ADJ_HELD_WCCP; bit <<= 1)
+        if ((adj->holders & bit) != 0) ufib_obj_drop(&adj->obj);
+    adj->holders = held_before;
+    if (!is_new) return;
+    ufib_adj_delete(adj);
+    ufib_adj_free(adj);
+}
+
 ufib_adj *ufib_adj_create(ufib_vdc *vdc, const ufib_family &family, ufib_adj *existing,
                           const ufib_adj_key &key, const ufib_adj_request &request) {
     ufib_adj *adj = existing != nullptr ? existing : adj_make(vdc, family, key);
     if (adj == nullptr) return nullptr;
     const uint8_t held_before = adj->holders;
     adj->holders |= request.holder;
-    ufib_adj_init_dyn(adj, request.rewrite, request.flags);
+    adj_init_state(adj, request);
     if (request.mpls_only) return adj;
     if (request.ha_handle != 0) {
         if (existing != nullptr && existing->obj.handle != 0) return existing;
@@ -179,12 +200,7 @@ ufib_adj *ufib_adj_create(ufib_vdc *vdc, const ufib_family &family, ufib_adj *ex
     }
     ufib_platform_insert_adj(adj, request.ha_handle, request.holder);
     if (adj->obj.handle == 0) {
-        ufib_err_raise(UFIB_ERR_ITEM, E_ADJ_HW_INSTALL);
-        adj->holders = held_before; /* the holder got nothing: it must not be counted */
-        if (existing == nullptr && request.ha_handle == 0) {
-            ufib_adj_delete(adj);
-            ufib_adj_free(adj);
-        }
+        adj_install_failed(adj, existing == nullptr, held_before, request.ha_handle != 0);
         return nullptr;
     }
     if (request.ha_handle == 0) ufib_pss_insert_adj(adj);

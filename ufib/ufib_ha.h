@@ -27,7 +27,7 @@ void ufib_ha_restart_recovery();
 /* The steps for one VDC, in the order in which they run. */
 void ufib_ha_restore_rpf_info(ufib_vdc *vdc);
 void ufib_ha_restore_table_info(ufib_vdc *vdc);
-void ufib_ha_replay_prefixes(ufib_vdc *vdc);                 /* recursive next hops first, then routes */
+void ufib_ha_replay_prefixes(ufib_vdc *vdc);                  /* recursive next hops first, then routes */
 void ufib_ha_recover_non_prefix_assoc_entries(ufib_vdc *vdc); /* what a client other than a prefix holds */
 void ufib_ha_recover_non_prefix_assoc_adj(ufib_vdc *vdc);     /* adjacencies that nothing above reached */
 
@@ -45,6 +45,20 @@ inline const route_rec *ufib_ha_form_v4route(ufib_vdc *vdc, ufib_ha_route *recor
 inline const route_rec *ufib_ha_form_v6route(ufib_vdc *vdc, ufib_ha_route *record) {
     return ufib_ha_form_route(ufib_v6, vdc, record);
 }
+
+/* One next hop of a route that is being rebuilt: for the label side, from ufib_hooks::ha_form_labelled. False: no room,
+ * or more labels than a next hop has. */
+struct ufib_ha_form;
+struct ufib_ha_hop {
+    uint32_t if_index;
+    const uint8_t *address; /* 16 bytes, network order; null: all zero */
+    uint32_t table_id;
+    uint8_t mask_len;
+    uint8_t flags = 0; /* NH_* */
+    uint32_t label_count = 0;
+    uint32_t labels[5] = {}; /* or the segment id */
+};
+[[nodiscard]] bool ufib_ha_form_hop(ufib_ha_form *form, const ufib_ha_hop &hop);
 
 /* Tag and source binding as hardware knows them. False: the prefix has none. */
 [[nodiscard]] bool ufib_ha_form_xpi(const ufib_ha_route &record, ufib_xpi *out);

@@ -24,6 +24,9 @@ struct ufib_ha_walk {
 /* Deletes the current record: nothing can be made of it. Said, and counted. */
 void ufib_ha_walk_delete(const ufib_ha_walk &walk, const ufib_vdc *vdc);
 
+/* Adjacency handles and holders of the paths of a group, as hardware and store know them. */
+void ufib_ha_take_path_handles(const ufib_family &family, const ufib_vdc *vdc, ufib_ha_route *record);
+
 /* Fills PBR and WCCP counts of an adjacency from its own record. */
 struct ufib_adj;
 void ufib_ha_adj_counts(ufib_adj *adj, uint32_t vdc_id);

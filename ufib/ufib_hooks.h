@@ -7,6 +7,7 @@
 struct lcfwd_vdc_desc;
 struct nh_rec;
 struct ufib_adj;
+struct ufib_candidates;
 struct ufib_adj_key;
 struct ufib_ecmp;
 struct ufib_ecmp_labels;
@@ -22,15 +23,17 @@ struct ufib_obj;
 struct ufib_pfx;
 struct ufib_table;
 struct ufib_vdc;
+struct ufib_vobj;
+struct ufib_vobj_hops;
+struct ufib_vobj_key;
+struct ufib_vobj_row;
 
 struct ufib_hooks {
-    /* Virtual objects: the next object of a route with recursive next hops. Null on failure, with ufib_errno. */
-    ufib_obj *(*get_create_vobj)(ufib_vdc *vdc, ufib_pfx *pfx, const ufib_nh_list *hops,
-                                 const ufib_ha_route *record);
-    void (*vobj_link)(ufib_pfx *pfx, ufib_obj *vobj);   /* a prefix joins the list of a virtual object */
-    void (*vobj_unlink)(ufib_pfx *pfx, ufib_obj *vobj); /* and leaves it */
-    void (*process_rnh_update)(ufib_pfx *pfx, bool is_v4, bool in_place, const ufib_ha_route *record);
-    void (*update_dep_vobjs)(ufib_adj *adj); /* an adjacency that groups resolve through was rewritten */
+    /* Overlay: the virtual object of a route that only leads to peers (null on failure, with ufib_errno), and the
+     * paths of a row that leads to one. */
+    ufib_vobj *(*nve_get_create_vobj)(ufib_vdc *vdc, const ufib_vobj_key *key, const ufib_vobj_hops *hops,
+                                      const ufib_ha_route *record);
+    void (*nve_row_resolve)(ufib_vdc *vdc, const ufib_vobj_row *row, ufib_candidates *out);
     /* Labels. */
     /* The object for a next hop over 'parent' (an adjacency, or a master tunnel): with labels one of the label side,
      * else the parent. Null: failed; or only refreshed. */
@@ -42,6 +45,9 @@ struct ufib_hooks {
     void (*label_prefix_delete)(ufib_vdc *vdc, ufib_pfx *pfx); /* a prefix has lost its last label */
     void (*adj_update)(ufib_adj *adj);                         /* an adjacency with label children changed */
     void (*te_local_db_init)(ufib_idb *idb);
+    /* A prefix with labels was moved to the current instance of its virtual object: the labels over the object's
+     * fec view are written anew. */
+    void (*labels_follow_vobj)(ufib_pfx *pfx);
     /* The labels of a tunnel interface, put on an empty stack, and its key id; other interfaces: nothing changes. */
     void (*te_labels)(ufib_vdc *vdc, uint32_t if_index, ufib_nh_labels *stack, uint32_t *adj_key_id);
     /* What a tunnel interface leaves by takes the place of '*key'; other interfaces and master tunnels: 0 and nothing

@@ -32,6 +32,14 @@ struct ufib_pss_counts {
 [[nodiscard]] bool ufib_ha_get_adj_tlv_pss_info(const ufib_family &family, uint32_t handle, uint32_t vdc_id,
                                                 ufib_pss_counts *out);
 
+/* Key and holders of a group. False: no record, too short, or a path count outside 1 to 64. */
+struct ufib_ecmp_key;
+[[nodiscard]] bool ufib_pss_get_ecmp(const ufib_family &family, uint32_t handle, uint32_t vdc_id,
+                                     ufib_ecmp_key *key, uint8_t *holders);
+/* PBR's count of a group. False: no record. */
+[[nodiscard]] bool ufib_pss_get_ecmp_count(const ufib_family &family, uint32_t handle, uint32_t vdc_id,
+                                           uint16_t *count);
+
 /* The interface that a direct route is attached to. False: no record. */
 [[nodiscard]] bool ufib_pss_get_dcsrif(uint32_t handle, uint32_t vdc_id, uint32_t *if_index);
 

@@ -5,6 +5,7 @@
 #include "core/ufib_funcstats.h"
 #include "core/ufib_trace.h"
 #include "platform/ufib_platform.h"
+#include "ufib/ufib_ha.h"
 #include "ufib/ufib_hooks.h"
 #include "ufib/ufib_journal.h"
 #include "ufib/ufib_label_list.h"
@@ -66,6 +67,7 @@ static uint32_t route_install_failed(ufib_vdc *vdc, ufib_table *table, ufib_pfx 
 /* The new state stands in hardware: records, then the old next object may go, then the labels follow. */
 static void route_stands(ufib_vdc *vdc, ufib_pfx *pfx, const ufib_ha_route *record) {
     if (record != nullptr) {
+        ufib_ha_prefix_stands(pfx, *record);
         ufib_journal_delete_objects();
         return;
     }
@@ -111,6 +113,7 @@ static uint32_t route_add(const ufib_family &family, ufib_vdc *vdc, uint32_t tab
     ufib_journal_clear();
     update->route_flags = route->flags;
     (void)ufib_route_get_extended_flgs(route, &update->route_flags);
+    if (update->record != nullptr) update->route_flags |= update->record->route_flags;
     const bool wildcard = (update->route_flags & ROUTE_WILDCARD) != 0;
     ufib_table *table = ufib_get_create_table(vdc, wildcard ? family.wildcard_table : table_id,
                                               family.table_type, false, update->record);

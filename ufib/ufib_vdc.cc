@@ -10,6 +10,7 @@
 #include "ufib/ufib_adj.h"
 #include "ufib/ufib_cookie.h"
 #include "ufib/ufib_ecmp.h"
+#include "ufib/ufib_ha.h"
 #include "ufib/ufib_hooks.h"
 #include "ufib/ufib_idb.h"
 #include "ufib/ufib_journal.h"
@@ -144,6 +145,7 @@ static void vdc_forget(lcfwd_vdc_desc *row) {
 static void ufib_reset() {
     for (uint32_t id = LCFWD_VDC_MIN; id <= LCFWD_VDC_MAX; id++) vdc_forget(lcfwd_vdc_row(id));
     ufib_cookie_reset();
+    ufib_ha_reset();
     ufib_table_dpl_reset();
     ufib_idb_reset();
     ufib_ecmp_reset();
@@ -161,7 +163,7 @@ const lcfwd_domain *ufib_domain() {
         .init = ufib_init,
         .vdc_create = ufib_vdc_create,
         .vdc_delete = ufib_vdc_delete,
-        .restart_recovery = nullptr,
+        .restart_recovery = ufib_ha_restart_recovery,
         .config_restore = nullptr,
         .reset = ufib_reset,
     };

@@ -1,0 +1,232 @@
+/* What recovery finds in the store besides prefixes: reverse-path modes, tables, and what only clients hold. */
+#include "core/lcfwd_log.h"
+#include "host/tlv/tlv.h"
+#include "platform/ufib_platform.h"
+#include "platform/ufib_platform_calls.h"
+#include "ufib/ufib_adj.h"
+#include "ufib/ufib_ecmp.h"
+#include "ufib/ufib_ha_private.h"
+#include "ufib/ufib_hooks.h"
+#include "ufib/ufib_idb.h"
+#include "ufib/ufib_pss_read.h"
+#include "ufib/ufib_record.h"
+#include "ufib/ufib_rpf.h"
+#include "ufib/ufib_table.h"
+#include "ufib/ufib_vdc.h"
+
+#include <cstring>
+#include <initializer_list>
+
+/* ---- reverse-path modes ---- */
+
+void ufib_ha_restore_rpf_info(ufib_vdc *vdc) {
+    ufib_ha_walk walk;
+    for (bool more = ufib_ha_walk_first(&walk, LCFWD_PSS_RPF, vdc); more; more = ufib_ha_walk_next(&walk)) {
+        ufib_rpf_record record;
+        ufib_idb *idb = nullptr;
+        if (walk.key_len == sizeof(uint32_t) &&
+            ufib_ha_walk_value(walk, &record, sizeof record) == sizeof record)
+            idb = ufib_get_create_idb(vdc, ufib_ha_walk_handle(walk));
+        if (idb != nullptr)
+            ufib_rpf_restore(idb, record.v4_mode, record.v6_mode);
+        else if ((ufib_errno & 0xffff) != E_IDB_NOMEM)
+            ufib_ha_walk_delete(walk, vdc);
+    }
+}
+
+/* ---- tables ---- */
+
+constexpr uint32_t TABLE_ROOM = 512;
+constexpr uint32_t TABLE_FLAG_LISP_ETR = 0x02;
+
+static void table_restore_flags(ufib_vdc *vdc, ufib_table *table, const uint8_t *array, uint32_t room) {
+    const tlv *flags = tlv_aligned_array_find_tlv(array, room, UFIB_TABLE_TLV_FLAGS);
+    uint32_t stored;
+    if (flags == nullptr || tlv_length(flags) < sizeof stored) return;
+    std::memcpy(&stored, tlv_data(flags), sizeof stored);
+    table->flags = static_cast<uint8_t>(stored & ~uint32_t{UFIB_TABLE_DELETE_PENDING});
+    if ((stored & TABLE_FLAG_LISP_ETR) != 0)
+        (void)ufib_platform_lisp_etr_onoff(vdc->desc->vdc_id, table->obj.handle, true);
+}
+
+/* The platform's own bytes: first they give the handle, then they come back to the table. */
+static const tlv *platform_bytes(const uint8_t *array, uint32_t room) {
+    const uint32_t wanted = ufib_platform_sizes.table_pss_space_len;
+    if (wanted == 0) return nullptr;
+    const tlv *bytes = tlv_aligned_array_find_tlv(array, room, UFIB_TABLE_TLV_PLATFORM);
+    return bytes != nullptr && tlv_length(bytes) == wanted ? bytes : nullptr;
+}
+
+/* False: the record is no good. */
+static bool table_restore(ufib_vdc *vdc, uint32_t table_id, const uint8_t *value, uint32_t len) {
+    uint32_t type;
+    if (len < sizeof type) return false;
+    std::memcpy(&type, value, sizeof type);
+    const uint8_t *array = value + sizeof type;
+    const uint32_t room = len - static_cast<uint32_t>(sizeof type);
+    const tlv *bytes = platform_bytes(array, room);
+    ufib_ha_route record = {};
+    if (bytes != nullptr) record.table_handle = ufib_platform_get_table_ha_handle(tlv_data(bytes));
+    ufib_table *table = ufib_family_of_table_type(type) == nullptr
+                            ? nullptr
+                            : ufib_get_create_table(vdc, table_id, type, false, &record);
+    if (table == nullptr || table->type != type) {
+        UFIB_ERR("Failed to create table %#x during restore", table_id);
+        return table == nullptr && (ufib_errno & 0xffff) == E_TABLE_NOMEM;
+    }
+    void *space = ufib_table_platform_space(table);
+    if (bytes != nullptr && space != nullptr) {
+        const uint32_t room_there = ufib_platform_sizes.table_space_len;
+        std::memcpy(space, tlv_data(bytes), tlv_length(bytes) < room_there ? tlv_length(bytes) : room_there);
+    }
+    table_restore_flags(vdc, table, array, room);
+    return true;
+}
+
+void ufib_ha_restore_table_info(ufib_vdc *vdc) {
+    ufib_ha_walk walk;
+    for (bool more = ufib_ha_walk_first(&walk, LCFWD_PSS_UFIB_TABLE, vdc); more;
+         more = ufib_ha_walk_next(&walk)) {
+        uint8_t value[TABLE_ROOM];
+        const uint32_t len = ufib_ha_walk_value(walk, value, sizeof value);
+        if (walk.key_len != sizeof(uint32_t) || !table_restore(vdc, ufib_ha_walk_handle(walk), value, len))
+            ufib_ha_walk_delete(walk, vdc);
+    }
+}
+
+/* ---- adjacencies ---- */
+
+void ufib_ha_adj_counts(ufib_adj *adj, uint32_t vdc_id) {
+    ufib_pss_counts counts;
+    if (!ufib_ha_get_adj_tlv_pss_info(ufib_adj_family(adj), adj->obj.handle, vdc_id, &counts)) return;
+    adj->pbr_count = counts.pbr;
+    adj->wccp_count = counts.wccp;
+}
+
+static bool engine_agrees(ufib_adj *adj) {
+    return ufib_adj_family(adj).index == 0 ? ufib_platform_consistency_check_adj(adj)
+                                           : ufib_platform_consistency_check_v6_adj(adj);
+}
+
+/* Whether an unresolved neighbour gleans, or drops because of an attached route or of an interface that went down,
+ * depends on the order of past events, which no record keeps. Hardware knows: the state that it agrees with is the
+ * right one; when it agrees with none, the first guess stays. */
+static void adj_settle(ufib_adj *adj) {
+    if (engine_agrees(adj)) return;
+    constexpr uint32_t state = UFIB_ADJ_ATTACHED | UFIB_ADJ_DROP | UFIB_ADJ_GLEAN | UFIB_ADJ_PEER_GW;
+    static constexpr uint32_t guesses[] = {UFIB_ADJ_GLEAN, UFIB_ADJ_DROP, UFIB_ADJ_ATTACHED | UFIB_ADJ_DROP,
+                                           0};
+    const uint32_t first = adj->flags;
+    for (const uint32_t gateway : {uint32_t{0}, UFIB_ADJ_PEER_GW}) {
+        for (const uint32_t guess : guesses) {
+            adj->flags = (first & ~state) | guess | gateway;
+            if (engine_agrees(adj)) return;
+        }
+    }
+    adj->flags = first;
+}
+
+/* Makes the adjacency of a record, or finds it made by a prefix. False: the record is no good. */
+static bool adj_recover(const ufib_family &family, ufib_vdc *vdc, uint32_t handle, uint32_t adj_flags) {
+    const uint32_t vdc_id = vdc->desc->vdc_id;
+    ufib_pss_adj stored;
+    ufib_platform_rewrite rewrite = {};
+    if (!ufib_pss_get_adj(family, handle, vdc_id, &stored)) return false;
+    if (ufib_platform_get_v4_rewrite_info(handle, &rewrite) < 0) return false;
+    ufib_adj_key key = {stored.if_index, {}};
+    std::memcpy(key.address, stored.address, sizeof key.address);
+    ufib_adj *adj = ufib_adj_search(vdc, family, key);
+    if (adj == nullptr || adj->obj.handle == 0) {
+        const ufib_adj_request request = {
+            .rewrite = &rewrite,
+            .flags = adj_flags,
+            .ha_handle = handle,
+            .holder = stored.holders,
+            .mpls_info = nullptr,
+            .mpls_only = false,
+            .update_rewrite = true,
+            .check_required = false,
+        };
+        if (ufib_get_create_adj(vdc, family, key, request) == nullptr) return false;
+        adj = ufib_adj_search(vdc, family, key);
+    }
+    if (adj == nullptr || adj->obj.handle != handle) return false;
+    ufib_ha_adj_counts(adj, vdc_id);
+    adj_settle(adj);
+    return true;
+}
+
+/* ---- what only clients hold ---- */
+
+static bool ecmp_recover(const ufib_family &family, ufib_vdc *vdc, uint32_t handle, uint32_t adj_flags) {
+    const uint32_t vdc_id = vdc->desc->vdc_id;
+    ufib_ha_route record = {};
+    record.vdc_id = vdc->desc->vdc_id;
+    record.next_handle = handle;
+    record.next_type = UFIB_OBJ_ECMP;
+    ufib_ecmp_key key;
+    if (!ufib_pss_get_ecmp(family, handle, vdc_id, &key, &record.ecmp_holders)) return false;
+    record.path_count = static_cast<uint8_t>(key.count);
+    ufib_ha_take_path_handles(family, vdc, &record);
+    ufib_obj *group =
+        ufib_get_create_ecmp(family, vdc, key, adj_flags, &record, record.ecmp_holders, nullptr);
+    if (group == nullptr || group->handle != handle) return false;
+    uint16_t count;
+    if (ufib_pss_get_ecmp_count(family, handle, vdc_id, &count))
+        reinterpret_cast<ufib_ecmp *>(group)->pbr_count = count;
+    return true;
+}
+
+static bool misc_recover(ufib_vdc *vdc, uint32_t handle, const ufib_misc_record &record) {
+    switch (record.kind) {
+    case LCFWD_PSS_V4ADJ: return adj_recover(ufib_v4, vdc, handle, record.adj_flags);
+    case LCFWD_PSS_V6ADJ: return adj_recover(ufib_v6, vdc, handle, record.adj_flags);
+    case LCFWD_PSS_V4ECMP: return ecmp_recover(ufib_v4, vdc, handle, record.adj_flags);
+    case LCFWD_PSS_V6ECMP: return ecmp_recover(ufib_v6, vdc, handle, record.adj_flags);
+    default: return false;
+    }
+}
+
+void ufib_ha_recover_non_prefix_assoc_entries(ufib_vdc *vdc) {
+    ufib_ha_walk walk;
+    for (bool more = ufib_ha_walk_first(&walk, LCFWD_PSS_MISC, vdc); more; more = ufib_ha_walk_next(&walk)) {
+        ufib_misc_record record;
+        const bool sound = walk.key_len == sizeof(uint32_t) &&
+                           ufib_ha_walk_value(walk, &record, sizeof record) == sizeof record;
+        if (!sound || !misc_recover(vdc, ufib_ha_walk_handle(walk), record)) ufib_ha_walk_delete(walk, vdc);
+    }
+}
+
+/* ---- the remaining adjacencies ---- */
+
+/* False: the key cannot be that of an adjacency of this family. */
+static bool adj_key_check(const ufib_family &family, const ufib_vdc *vdc, uint32_t handle) {
+    const bool global = ufib_is_global_adj(handle, vdc);
+    if (family.index == 0) {
+        if (global) UFIB_ERR("Critical error: ha_hdl %#x is global adj", handle);
+        return !global;
+    }
+    const bool valid = ufib_pss_v6adj_check_key(handle, vdc->desc->vdc_id) == 1 && !global;
+    if (!valid) UFIB_ERR("Critical error: ha_hdl %#x is invalid", handle);
+    return valid;
+}
+
+void ufib_ha_recover_non_prefix_assoc_adj(ufib_vdc *vdc) {
+    for (const ufib_family &family : ufib_families) {
+        ufib_ha_walk walk;
+        for (bool more = ufib_ha_walk_first(&walk, family.pss_adj, vdc); more;
+             more = ufib_ha_walk_next(&walk)) {
+            const uint32_t handle = ufib_ha_walk_handle(walk);
+            ufib_errno = 0;
+            const bool good = walk.key_len == sizeof handle && adj_key_check(family, vdc, handle) &&
+                              adj_recover(family, vdc, handle, 0);
+            if (good || (ufib_errno & 0xffff) == E_ADJ_NOMEM || (ufib_errno & 0xffff) == E_IDB_NOMEM)
+                continue;
+            ufib_ha_walk_delete(walk, vdc);
+            const pss2_datum key = {walk.key, walk.key_len};
+            if (pss2_service *counts = lcfwd_pss_service(family.pss_adj_tlv, vdc->desc->vdc_id);
+                counts != nullptr)
+                (void)!pss2_delete(counts, &key);
+        }
+    }
+}
