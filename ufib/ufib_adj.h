@@ -15,6 +15,7 @@
 #include <cstdint>
 
 struct ufib_idb;
+struct ufib_mpls_info;
 struct ufib_vdc;
 
 constexpr uint8_t UFIB_ADJ_PLAIN = 1; /* kinds */
@@ -95,7 +96,7 @@ struct ufib_adj_request {
     uint32_t flags;                       /* UFIB_ADJ_* */
     uint32_t ha_handle;                   /* of the time before a restart; 0: live */
     uint8_t holder;                       /* UFIB_ADJ_HELD_* bits */
-    const void *mpls_info;                /* labels of the next hop, for the label side; or null */
+    const ufib_mpls_info *mpls_info;      /* labels of the next hop, for the label side; or null */
     bool mpls_only;                       /* the entry is not installed as an IP adjacency */
     bool update_rewrite;                  /* an existing one is rewritten too */
     bool check_required;                  /* the platform may decline a new one */

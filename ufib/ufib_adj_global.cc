@@ -3,6 +3,7 @@
 #include "host/interfaces/interfaces.h"
 #include "platform/ufib_platform.h"
 #include "ufib/ufib_adj.h"
+#include "ufib/ufib_hooks.h"
 #include "ufib/ufib_idb.h"
 #include "ufib/ufib_journal.h"
 #include "ufib/ufib_pss.h"
@@ -48,7 +49,7 @@ ufib_adj *ufib_adj_create_global(ufib_vdc *vdc, uint32_t kind, uint32_t ha_handl
     adj->kind = UFIB_ADJ_PLAIN;
     adj->flags = row.flags;
     adj->idb = vdc->dummy_idb;
-    ufib_adj_tree_init(&adj->mpls_children);
+    if (ufib_hook.adj_db_init != nullptr) ufib_hook.adj_db_init(adj);
     if (row.inband)
         adj->key.if_index = if_index_eth_inband_get_priority_hi();
     else

@@ -1,25 +1,38 @@
 #include "ufib/ufib_adj_holder.h"
 
 #include "ufib/ufib_hooks.h"
+#include "ufib/ufib_mpls_info.h"
 
 ufib_adj *ufib_adj_holder_join(ufib_vdc *vdc, const ufib_family &family, const ufib_adj_key &key,
                                const ufib_platform_rewrite &rewrite, uint32_t adj_flags, uint8_t holder,
                                bool check_required) {
     ufib_adj *adj = ufib_adj_search(vdc, family, key);
     const bool held = adj != nullptr && (adj->holders & holder) != 0;
+    const ufib_mpls_info refresh = {.labels = nullptr,
+                                    .label_count = 0,
+                                    .operation = UFIB_MPLS_REFRESH,
+                                    .adj_key_id = 0,
+                                    .if_index = key.if_index,
+                                    .next_hop = {},
+                                    .te_if_index = 0,
+                                    .active = false,
+                                    .master_tunnel = false,
+                                    .frr_type = 0,
+                                    .backup = nullptr};
     const ufib_adj_request request = {
         .rewrite = &rewrite,
         .flags = adj_flags,
         .ha_handle = 0,
         .holder = holder,
-        .mpls_info = nullptr,
+        .mpls_info = &refresh,
         .mpls_only = false,
         .update_rewrite = true,
         .check_required = check_required,
     };
-    if (ufib_get_create_adj(vdc, family, key, request) == nullptr) return nullptr;
+    (void)ufib_get_create_adj(vdc, family, key, request); /* null, too, when the label side only refreshed */
     adj = ufib_adj_search(vdc, family, key);
-    if (!held && adj != nullptr && (adj->holders & holder) != 0) ufib_obj_hold(&adj->obj);
+    if (adj == nullptr || (adj->holders & holder) == 0) return nullptr;
+    if (!held) ufib_obj_hold(&adj->obj);
     return adj;
 }
 

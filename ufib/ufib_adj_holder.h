@@ -5,7 +5,8 @@
 #include "ufib/ufib_adj.h"
 
 /* Creates or rewrites an adjacency for 'holder', which takes its reference the first time. Null: declined by the
- * platform (no error), or an error of ufib_get_create_adj(); the holder then has nothing. */
+ * platform (no error), or an error of ufib_get_create_adj(); a new holder then has nothing. A rewrite that failed
+ * for an old holder shows in ufib_errno alone. */
 ufib_adj *ufib_adj_holder_join(ufib_vdc *vdc, const ufib_family &family, const ufib_adj_key &key,
                                const ufib_platform_rewrite &rewrite, uint32_t adj_flags, uint8_t holder,
                                bool check_required);

@@ -5,6 +5,7 @@
 #include "ufib/ufib_adj.h"
 #include "ufib/ufib_hooks.h"
 #include "ufib/ufib_next_hop.h"
+#include "ufib/ufib_nh_key.h"
 #include "ufib/ufib_vdc.h"
 
 #include <cstring>
@@ -106,10 +107,21 @@ static ufib_obj *global_wanted(ufib_vdc *vdc, uint32_t kind) {
     return adj == nullptr ? nullptr : &adj->obj;
 }
 
+/* The label side made the parent: there is no adjacency to find or to make. */
+static ufib_obj *over_master_tunnel(ufib_vdc *vdc, const ufib_adj_request &request) {
+    ufib_obj *master = ufib_hook.te_get_master == nullptr
+                           ? nullptr
+                           : ufib_hook.te_get_master(vdc, request.mpls_info->te_if_index);
+    if (master == nullptr || ufib_hook.adj_actions == nullptr) return master;
+    return ufib_hook.adj_actions(vdc, master, request.mpls_info, request.ha_handle);
+}
+
 ufib_obj *ufib_get_create_adj(ufib_vdc *vdc, const ufib_family &family, const ufib_adj_key &key,
                               const ufib_adj_request &request) {
     if (const uint32_t kind = global_kind_wanted(family, key.if_index, request.flags); kind != 0)
         return global_wanted(vdc, kind);
+    if (request.mpls_info != nullptr && request.mpls_info->master_tunnel)
+        return over_master_tunnel(vdc, request);
     ufib_adj *adj = ufib_adj_search(vdc, family, key);
     const bool rewrite = (request.flags & UFIB_ADJ_ATTACHED) != 0 || request.update_rewrite;
     if (adj == nullptr || adj->obj.handle == 0 || rewrite) {
@@ -121,24 +133,27 @@ ufib_obj *ufib_get_create_adj(ufib_vdc *vdc, const ufib_family &family, const uf
     if (adj == nullptr) return nullptr;
     if (request.ha_handle != 0 && request.mpls_info == nullptr) return &adj->obj;
     if (ufib_hook.adj_actions == nullptr) return &adj->obj;
-    return ufib_hook.adj_actions(vdc, adj, request.mpls_info, request.ha_handle);
+    return ufib_hook.adj_actions(vdc, &adj->obj, request.mpls_info, request.ha_handle);
 }
 
 ufib_obj *ufib_get_create_adj_from_nh(ufib_vdc *vdc, const ufib_family &family, const nh_rec *nh,
                                       uint32_t adj_flags, const ufib_ha_route *record, uint32_t path) {
-    ufib_adj_key key = {wire_get(nh->if_index), {}};
-    std::memcpy(key.address, nh->nh_address, family.addr_bytes);
-    ufib_nh_labels labels = {};
-    ufib_nh_get_labels(nh, &labels);
+    ufib_nh_key hop;
+    ufib_adj_nhinfo_to_key(vdc, family, nh, &hop);
     const ufib_adj_request request = {
         .rewrite = nullptr,
         .flags = adj_flags,
         .ha_handle = ufib_ha_route_adj_handle(record, path),
         .holder = ufib_ha_route_adj_holder_lock(record, path),
-        .mpls_info = labels.count == 0 ? nullptr : &labels,
+        .mpls_info = hop.has_mpls ? &hop.mpls : nullptr,
         .mpls_only = false,
         .update_rewrite = false,
         .check_required = false,
     };
-    return ufib_get_create_adj(vdc, family, key, request);
+    ufib_obj *next = ufib_get_create_adj(vdc, family, hop.key, request);
+    const nh_xri *xri = ufib_nh_get_xri(nh);
+    if (xri != nullptr && next != nullptr && ufib_obj_is_adj(next))
+        if (auto *adj = reinterpret_cast<ufib_adj *>(next); adj->idb != vdc->dummy_idb)
+            ufib_adj_xri_save(adj, xri);
+    return next;
 }

@@ -7,6 +7,7 @@
 #include "host/timer/clock.h"
 #include "host/tlv/tlv.h"
 #include "platform/ufib_platform.h"
+#include "platform/ufib_platform_calls.h"
 #include "ufib/ufib_prefix.h"
 #include "ufib/ufib_vdc.h"
 
@@ -73,7 +74,7 @@ static void walk_seed() {
 
 static int table_walk(const ufib_table *table, aged_answer *answer) {
     const bool v4 = ufib_table_family(table).index == 0;
-    const auto is_aged = v4 ? ufib_platform_table.is_v4route_aged : ufib_platform_table.is_v6route_aged;
+    const auto is_aged = v4 ? ufib_platform_is_v4route_aged : ufib_platform_is_v6route_aged;
     ufib_walk_budget budget = {UFIB_WALK_OBJECTS, UFIB_WALK_OBJECTS};
     walk_seed();
     pt_node node;

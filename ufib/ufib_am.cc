@@ -18,7 +18,6 @@ constexpr uint32_t OPC_AM_NOTIFICATION = 74766;
 
 ufib_am_checker ufib_am_check;
 
-/* What an adjacency with labels is asked for when AM speaks: its IP side alone. */
 static const ufib_family *family_of_afi(uint8_t afi) {
     return afi == ufib_v4.afi ? &ufib_v4 : afi == ufib_v6.afi ? &ufib_v6 : nullptr;
 }

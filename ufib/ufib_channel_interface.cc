@@ -2,6 +2,7 @@
 #include "core/lcfwd_handlers.h"
 #include "core/lcfwd_stats.h"
 #include "platform/ufib_platform.h"
+#include "platform/ufib_platform_calls.h"
 #include "ufib/ufib_channel_entry.h"
 #include "ufib/ufib_control_wire.h"
 #include "ufib/ufib_hooks.h"
@@ -58,7 +59,7 @@ int ufib_fu_tunnel_update(fu_event *event, fu_event_node **out) {
     lcfwd_count(control.vdc->ufib_stats, &ufib_vdc_stats::tunnel_updates);
     const auto *msg = wire_peek<ufib_tunnel_msg>(control.body);
     if (ufib_tunnel_update(control.vdc->ufib, *msg) == 0)
-        (void)ufib_platform_table.update_tunnel(control.vdc->vdc_id, wire_get(msg->if_index));
+        (void)ufib_platform_update_tunnel(control.vdc->vdc_id, wire_get(msg->if_index));
     (void)ufib_platform_all_writes_ready();
     return LCFWD_OK;
 }

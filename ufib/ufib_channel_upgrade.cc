@@ -6,6 +6,7 @@
 #include "core/lcfwd_upcalls.h"
 #include "host/bus/fu_mts.h"
 #include "platform/ufib_platform.h"
+#include "platform/ufib_platform_calls.h"
 #include "ufib/ufib_channel_entry.h"
 #include "ufib/ufib_control_wire.h"
 #include "ufib/ufib_hooks.h"
@@ -19,7 +20,7 @@ constexpr uint32_t OPC_HW_RES_REQUEST = 77834;
 
 /* From here to the end updates are refused: the new image must find what this one has stored. */
 static void upgrade_begin(lcfwd_vdc_desc *vdc, bool local) {
-    ufib_platform_table.process_upgrade_begin();
+    ufib_platform_process_upgrade_begin();
     if (!local) return;
     if (ufib_hook.otv_pre_upgrade != nullptr) ufib_hook.otv_pre_upgrade(vdc);
     lcfwd_pss_buf_commit();
@@ -28,7 +29,7 @@ static void upgrade_begin(lcfwd_vdc_desc *vdc, bool local) {
 
 /* What the system's database said meanwhile was not heard. */
 static void upgrade_end(lcfwd_vdc_desc *vdc, bool local) {
-    ufib_platform_table.process_upgrade_end();
+    ufib_platform_process_upgrade_end();
     if (!local) return;
     if (ufib_hook.otv_post_upgrade != nullptr) ufib_hook.otv_post_upgrade(vdc);
     ufib_update_if_macs_from_gsdb(vdc->ufib);

@@ -3,6 +3,7 @@
 #include "core/lcfwd_log.h"
 #include "core/ufib_err.h"
 #include "platform/ufib_platform.h"
+#include "platform/ufib_platform_calls.h"
 #include "ufib/ufib_control_wire.h"
 #include "ufib/ufib_idb.h"
 #include "ufib/ufib_pss.h"
@@ -34,8 +35,7 @@ int ufib_rpf_update_idb(ufib_vdc *vdc, const ufib_family &family, uint32_t if_in
     if (idb == nullptr) return mode == 0 ? 0 : -1;
     const uint8_t old = idb->rpf_mode[family.index];
     idb->rpf_mode[family.index] = mode;
-    if (ufib_platform_table.update_intf_rpf(vdc->desc->vdc_id, if_index, idb->rpf_mode[0], idb->rpf_mode[1]) <
-        0) {
+    if (ufib_platform_update_intf_rpf(vdc->desc->vdc_id, if_index, idb->rpf_mode[0], idb->rpf_mode[1]) < 0) {
         idb->rpf_mode[family.index] = old;
         hold_update(idb, family);
         return rpf_error("the engine refuses the mode");

@@ -46,14 +46,14 @@ static int tunnel_add(ufib_vdc *vdc, const ufib_tunnel_msg &msg) {
     ufib_platform_rewrite rewrite;
     if (ufib_tm_to_v4rew(msg, &rewrite) != 0) return -1;
     if (!if_index_is_tunnel_intf(key.if_index)) return unsupported(msg.type);
-    return ufib_adj_holder_join(vdc, ufib_v4, key, rewrite, 0, UFIB_ADJ_HELD_TUNNEL, false) == nullptr ? -1
-                                                                                                       : 0;
+    (void)ufib_adj_holder_join(vdc, ufib_v4, key, rewrite, 0, UFIB_ADJ_HELD_TUNNEL, false);
+    return ufib_errno == 0 ? 0 : -1;
 }
 
 /* A tunnel cannot glean: what still points at it drops, and its old ends are not used again. */
 static int tunnel_delete(ufib_vdc *vdc, const ufib_tunnel_msg &msg) {
     ufib_adj *adj = ufib_adj_search(vdc, ufib_v4, ufib_tm_to_v4key(msg));
-    if (adj == nullptr) {
+    if (adj == nullptr || (adj->holders & UFIB_ADJ_HELD_TUNNEL) == 0) {
         ufib_err_raise(UFIB_ERR_ITEM, E_TM_DEL_NOADJ);
         UFIB_ERR("destroying a non existing tunnel adj %s", ufib_addr_str(ufib_v4, msg.next_hop));
         return -1;
