@@ -30,8 +30,8 @@ struct bulk {
 };
 
 /* Late hardware failures: their routes count as failed, not as worked. */
-static void bulk_rollback(bulk *work) {
-    if (!ufib_cookie_is_processed(work->family)) return;
+static uint32_t bulk_rollback(bulk *work) {
+    if (!ufib_cookie_is_processed(work->family)) return 0;
     const uint32_t failed = ufib_rollback_failed_cookies(work->family);
     work->failures += failed;
     work->result->ack -= failed < work->result->ack ? failed : work->result->ack;
@@ -39,16 +39,19 @@ static void bulk_rollback(bulk *work) {
     char text[48];
     std::snprintf(text, sizeof text, "%d: Failed cookies = %u", static_cast<int>(work->vdc->vdc_id), failed);
     UFIB_BL(1, UFIB_TR_COOKIE, text);
+    return failed;
 }
 
 static void bulk_write_ready(bulk *work) {
     (void)ufib_platform_one_write_ready();
-    bulk_rollback(work);
+    (void)bulk_rollback(work);
 }
 
+/* What the last rollback undid must not wait for the next batch: until then the store would name routes of which the
+ * answer says that they failed. */
 static void bulk_end(bulk *work, bool end_of_table) {
     (void)ufib_platform_all_writes_ready();
-    bulk_rollback(work);
+    if (bulk_rollback(work) != 0) (void)ufib_platform_all_writes_ready();
     if (end_of_table && work->vdc->ufib != nullptr)
         (void)ufib_notify_table_add(work->vdc->ufib, work->family.afi, 0, 0, true);
     work->result->status = work->failures != 0 ? UFIB_PARTIAL : 0;
