@@ -183,6 +183,7 @@ ufib_pfx *ufib_get_create_prefix(ufib_table *table, const ufib_prefix_update &up
     if (update.record != nullptr && (update.record->family_flags & UFIB_HA_RNH_DELETE_MARKED) != 0)
         pfx->flags |= UFIB_PFX_FLAG_RNH_DELETE_MARKED;
     pfx->last_update = host_clock_wall_seconds();
+    if ((pfx->route_flags & ~update.route_flags & ROUTE_DIRECT) != 0) ufib_pss_delete_dcsrif(pfx);
     pfx->route_flags = update.route_flags;
     if (*existed) prefix_store_attached(pfx, update);
     if (update.xpi != nullptr && ufib_hook.set_xpi != nullptr)
