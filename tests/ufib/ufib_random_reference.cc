@@ -1,0 +1,195 @@
+#include "tests/ufib/ufib_random_reference.h"
+
+#include <arpa/inet.h>
+#include <cstdio>
+#include <vector>
+
+std::string ref_text(const ref_address &address, bool v6) {
+    char text[INET6_ADDRSTRLEN];
+    return inet_ntop(v6 ? AF_INET6 : AF_INET, address.data(), text, sizeof text);
+}
+
+std::string ref_text(const ref_result &result) {
+    static constexpr const char *names[] = {"no route", "drop", "punt", "glean", "forward"};
+    char text[160];
+    std::snprintf(text, sizeof text, "%s /%u if 0x%x hop %s mac ..%02x%02x",
+                  names[static_cast<int>(result.action)], result.bits, result.hop.if_index,
+                  ref_text(result.hop.address, true).c_str(), result.mac[4], result.mac[5]);
+    return text;
+}
+
+static ref_address masked(ref_address address, unsigned bits) {
+    for (unsigned i = 0; i < address.size(); i++) {
+        const unsigned kept = bits > i * 8 ? bits - i * 8 : 0;
+        if (kept < 8) address[i] = static_cast<uint8_t>(address[i] & ~(0xffu >> kept));
+    }
+    return address;
+}
+
+ref_model::neighbour *ref_model::neighbour_of(const ref_table &table, const route &r) {
+    if (!uses_neighbour(r.kind)) return nullptr;
+    const auto found = neighbours_.find({table.vdc, table.v6, r.hop});
+    return found == neighbours_.end() ? nullptr : &found->second;
+}
+
+/* A route asks for a neighbour: a new one is unresolved, so it gleans, or drops when it is attached. An attached
+ * route sets an existing one anew. */
+void ref_model::neighbour_take(const ref_table &table, ref_kind kind, const ref_hop &hop) {
+    if (!uses_neighbour(kind)) return;
+    const auto [at, made] = neighbours_.try_emplace({table.vdc, table.v6, hop});
+    neighbour &n = at->second;
+    if (made || kind == ref_kind::attached) {
+        n.attached = n.drop = kind == ref_kind::attached && !n.resolved;
+        if (!n.drop) n.glean = !n.resolved;
+    }
+    n.routes++;
+    changed();
+}
+
+void ref_model::neighbour_give_back(const ref_table &table, const route &r) {
+    neighbour *n = neighbour_of(table, r);
+    if (n == nullptr) return;
+    n->routes--;
+    if (n->routes == 0 && !n->held) neighbours_.erase({table.vdc, table.v6, r.hop});
+    changed();
+}
+
+bool ref_model::add(const ref_table &table, const ref_prefix &prefix, ref_kind kind, const ref_hop &hop,
+                    uint8_t epoch) {
+    routes &rows = tables_[table];
+    const auto old = rows.find(prefix);
+    const bool existed = old != rows.end();
+    const route before = existed ? old->second : route{};
+    neighbour_take(table, kind, hop);
+    rows[prefix] = {kind, hop, epoch};
+    lengths_.insert(prefix.bits);
+    changed();
+    if (existed) neighbour_give_back(table, before);
+    return true;
+}
+
+void ref_model::add_fails_late(const ref_table &table, const ref_prefix &prefix, ref_kind kind,
+                               const ref_hop &hop) {
+    add(table, prefix, kind, hop, 0);
+    routes &rows = tables_[table];
+    const route gone = rows.at(prefix);
+    rows.erase(prefix);
+    changed();
+    neighbour_give_back(table, gone);
+}
+
+/* A neighbour that drops only because it is attached and unresolved stops doing so with the first route that leaves. */
+bool ref_model::remove(const ref_table &table, const ref_prefix &prefix) {
+    routes &rows = tables_[table];
+    const auto found = rows.find(prefix);
+    if (found == rows.end()) return false;
+    const route gone = found->second;
+    if (neighbour *n = neighbour_of(table, gone); n != nullptr && n->attached && n->drop && !n->resolved) {
+        n->attached = n->drop = false;
+        n->glean = true;
+        changed();
+    }
+    rows.erase(found);
+    changed();
+    neighbour_give_back(table, gone);
+    return true;
+}
+
+void ref_model::resolve(uint32_t vdc, bool v6, const ref_hop &hop, const std::array<uint8_t, 6> &mac) {
+    neighbour &n = neighbours_[{vdc, v6, hop}];
+    n.held = n.resolved = true;
+    n.glean = n.drop = n.attached = false;
+    n.mac = mac;
+    changed();
+}
+
+/* True when nobody needs it any more. */
+bool ref_model::neighbour_leaves(neighbour *n, bool set_drop) {
+    n->held = false;
+    if (n->routes == 0) return true;
+    n->resolved = false;
+    if (!n->drop) n->glean = true;
+    n->drop = set_drop;
+    changed();
+    return false;
+}
+
+void ref_model::unresolve(uint32_t vdc, bool v6, const ref_hop &hop) {
+    const auto found = neighbours_.find({vdc, v6, hop});
+    if (found == neighbours_.end()) return;
+    if (neighbour_leaves(&found->second, false)) neighbours_.erase(found);
+    changed();
+}
+
+void ref_model::interface_down(uint32_t vdc, bool v6, uint32_t if_index) {
+    for (auto at = neighbours_.begin(); at != neighbours_.end();) {
+        const auto &[of_vdc, of_v6, hop] = at->first;
+        const bool meant = of_vdc == vdc && of_v6 == v6 && hop.if_index == if_index;
+        at = meant && neighbour_leaves(&at->second, true) ? neighbours_.erase(at) : std::next(at);
+    }
+    changed();
+}
+
+void ref_model::stale_delete(uint32_t vdc, bool v6, uint32_t table_id, uint8_t epoch) {
+    for (auto &[table, rows] : tables_) {
+        if (table.vdc != vdc || table.v6 != v6 || (table_id != 0 && table.id != table_id)) continue;
+        std::vector<ref_prefix> stale;
+        for (const auto &[prefix, r] : rows)
+            if (r.epoch != epoch && r.kind != ref_kind::never_stale) stale.push_back(prefix);
+        for (const ref_prefix &prefix : stale) remove(table, prefix);
+    }
+}
+
+void ref_model::vdc_delete(uint32_t vdc) {
+    for (auto &[table, rows] : tables_) {
+        if (table.vdc != vdc) continue;
+        while (!rows.empty()) remove(table, rows.begin()->first);
+    }
+    std::erase_if(neighbours_, [&](const auto &row) { return std::get<0>(row.first) == vdc; });
+}
+
+ref_result ref_model::result_of(const ref_table &table, const ref_prefix &prefix, const route &r) const {
+    ref_result result = {ref_action::drop, prefix.bits, {}, {}};
+    if (r.kind == ref_kind::local || r.kind == ref_kind::never_stale) result.action = ref_action::punt;
+    if (r.kind == ref_kind::direct) result.action = ref_action::glean;
+    if (!uses_neighbour(r.kind)) return result;
+    const neighbour &n = neighbours_.at({table.vdc, table.v6, r.hop});
+    result.hop = r.hop;
+    if (n.drop) return result;
+    if (n.glean) result.action = ref_action::glean;
+    if (n.glean || !n.resolved) return result;
+    result.action = ref_action::forward;
+    result.mac = n.mac;
+    return result;
+}
+
+void ref_model::covering(const ref_table &table, const ref_address &address,
+                         const std::function<void(const ref_result &)> &visit) const {
+    const auto rows = tables_.find(table);
+    if (rows == tables_.end()) return;
+    for (const unsigned bits : lengths_) {
+        const auto found = rows->second.find({masked(address, bits), bits});
+        if (found != rows->second.end()) visit(result_of(table, found->first, found->second));
+    }
+}
+
+ref_result ref_model::lookup(const ref_table &table, const ref_address &address) const {
+    ref_result best = {ref_action::no_route, 0, {}, {}};
+    bool found = false;
+    covering(table, address, [&](const ref_result &result) {
+        if (!found) best = result;
+        found = true;
+    });
+    return best;
+}
+
+size_t ref_model::route_count() const {
+    size_t count = 0;
+    for (const auto &[table, rows] : tables_) count += rows.size();
+    return count;
+}
+
+void ref_model::each_route(const std::function<void(const ref_table &, const ref_prefix &)> &visit) const {
+    for (const auto &[table, rows] : tables_)
+        for (const auto &[prefix, r] : rows) visit(table, prefix);
+}

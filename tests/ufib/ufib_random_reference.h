@@ -1,0 +1,101 @@
+/* tests/ufib/ufib_random_reference.h: what the engine should answer, kept in maps: routes by prefix and neighbours by
+ * address, changed by the same requests as the model is, one visible step at a time. Knows nothing of the product. */
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <set>
+#include <string>
+#include <tuple>
+#include <utility>
+
+using ref_address = std::array<uint8_t, 16>; /* network order; IPv4 in the first four */
+
+enum class ref_kind { plain, attached, drop, local, direct, never_stale };
+enum class ref_action { no_route, drop, punt, glean, forward };
+
+struct ref_table {
+    uint32_t vdc;
+    bool v6;
+    uint32_t id;
+    auto operator<=>(const ref_table &) const = default;
+};
+
+struct ref_prefix {
+    ref_address address;
+    unsigned bits;
+    auto operator<=>(const ref_prefix &) const = default;
+};
+
+struct ref_hop {
+    uint32_t if_index;
+    ref_address address;
+    auto operator<=>(const ref_hop &) const = default;
+};
+
+/* What a packet gets; the parts that an action does not use are zero. */
+struct ref_result {
+    ref_action action;
+    unsigned bits; /* of the route that matches */
+    ref_hop hop;
+    std::array<uint8_t, 6> mac;
+    auto operator<=>(const ref_result &) const = default;
+};
+[[nodiscard]] std::string ref_text(const ref_result &result);
+[[nodiscard]] std::string ref_text(const ref_address &address, bool v6);
+
+class ref_model {
+public:
+    /* Requests. False where the answer must say so. */
+    bool add(const ref_table &table, const ref_prefix &prefix, ref_kind kind, const ref_hop &hop,
+             uint8_t epoch);
+    bool remove(const ref_table &table, const ref_prefix &prefix);
+    /* An add whose write fails after the fact: the route is gone, the old one too. */
+    void add_fails_late(const ref_table &table, const ref_prefix &prefix, ref_kind kind, const ref_hop &hop);
+    void resolve(uint32_t vdc, bool v6, const ref_hop &hop, const std::array<uint8_t, 6> &mac);
+    void unresolve(uint32_t vdc, bool v6, const ref_hop &hop);
+    void interface_down(uint32_t vdc, bool v6, uint32_t if_index);
+    void stale_delete(uint32_t vdc, bool v6, uint32_t table_id, uint8_t epoch); /* 0: all tables */
+    void vdc_delete(uint32_t vdc);
+
+    [[nodiscard]] ref_result lookup(const ref_table &table, const ref_address &address) const;
+    /* What each covering route would give, the longest first. */
+    void covering(const ref_table &table, const ref_address &address,
+                  const std::function<void(const ref_result &)> &visit) const;
+    [[nodiscard]] size_t route_count() const;
+    void
+    each_route(const std::function<void(const ref_table &, const ref_prefix &)> &visit) const; /* in order */
+
+    std::function<void()> changed = [] {}; /* after each step that a look-up may see */
+
+private:
+    using neighbour_key = std::tuple<uint32_t, bool, ref_hop>; /* VDC, family */
+    struct neighbour {
+        uint32_t routes = 0;
+        bool held = false; /* by the sender of neighbour notices */
+        bool resolved = false, glean = false, drop = false, attached = false;
+        std::array<uint8_t, 6> mac = {};
+    };
+    struct route {
+        ref_kind kind;
+        ref_hop hop;
+        uint8_t epoch;
+    };
+    using routes = std::map<ref_prefix, route>; /* by address, shorter first: the order of walks */
+
+    static bool uses_neighbour(ref_kind kind) {
+        return kind == ref_kind::plain || kind == ref_kind::attached;
+    }
+    neighbour *neighbour_of(const ref_table &table, const route &r);
+    void neighbour_take(const ref_table &table, ref_kind kind, const ref_hop &hop);
+    void neighbour_give_back(const ref_table &table, const route &r);
+    bool neighbour_leaves(neighbour *n, bool set_drop);
+    [[nodiscard]] ref_result result_of(const ref_table &table, const ref_prefix &prefix,
+                                       const route &r) const;
+
+    std::map<ref_table, routes> tables_;
+    std::set<unsigned, std::greater<>> lengths_; /* of any route so far */
+    std::map<neighbour_key, neighbour> neighbours_;
+};
