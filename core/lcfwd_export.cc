@@ -17,11 +17,20 @@ int lcfwd_inited_as_library() {
     return 1;
 }
 
+/* The file's form of this line has always lacked the backslash; whoever searches old logs relies on it. */
+static void exiting_log(const char *function, int line) {
+    char file_text[80];
+    char text[80];
+    std::snprintf(file_text, sizeof file_text, "%s(%d): Exiting ...n", function, line);
+    std::snprintf(text, sizeof text, "%s(%d): Exiting ...\n", function, line);
+    lcfwd_log_write_forms(LCFWD_LOG_TRACE, 1, function, line, file_text, text);
+}
+
 void lcfwd_on_exit(int reason) {
     if (reason == reason_graceful_shutdown)
         LCFWD_TRACE("%s(%d): graceful_shutdown - shutting down\n", __func__, __LINE__);
     else
-        LCFWD_TRACE("%s(%d): Exiting ...n", __func__, __LINE__);
+        exiting_log(__func__, __LINE__);
 }
 
 void lcfwd_sigterm_signal_handler(int) { application_is_healthy = 0; }

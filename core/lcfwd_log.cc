@@ -4,6 +4,8 @@
 #include "core/lcfwd_exit.h"
 #include "core/lcfwd_log_file.h"
 #include "core/lcfwd_mts.h"
+#include "host/engine/engine.h"
+#include "host/store/store.h"
 #include "host/trace/sdwrap.h"
 
 #include <cerrno>
@@ -52,6 +54,11 @@ static const sdwrap_dbg_elem lcfwd_dbg_elem_desc[] = {
 };
 static_assert(MFIB_OTV_LOG_TRACE == 115);
 
+/* Where the debug service may keep its switches, on systems that have a store for them. */
+static const uint32_t debug_store_key[2] = {1, 0x64000001};
+static const pss2_datum lcfwd_sdwrap_debug_key = {debug_store_key, sizeof debug_store_key};
+static const pss2_datum lcfwd_sdwrap_syslog_key = {debug_store_key, sizeof debug_store_key};
+
 static const sdwrap_facility lcfwd_facility = {"lcfwd"};
 
 static uint32_t service_uuid() { return is_lcfwd_lib ? LCFWD_LIB_UUID : LCFWD_UUID; }
@@ -78,24 +85,33 @@ static void history_write(uint32_t subtype, const char *function, int line, cons
                       event);
 }
 
+/* Everywhere but the text file. */
+static void services_write(uint32_t subtype, uint32_t instance, const char *function, int line,
+                           const char *text) {
+    if (sdwrap_hist_event_subtype_check(event_family, subtype)) history_write(subtype, function, line, text);
+    if (sdwrap_chk_int(subtype)) buginf("%s", text);
+    char event[512];
+    const int length = std::snprintf(event, sizeof event, "%s", text);
+    if (length < 0) return;
+    const size_t counted =
+        static_cast<size_t>(length) < sizeof event ? static_cast<size_t>(length) : sizeof event - 1;
+    sdwrap_his_log_event_for_uuid_inst(service_uuid(), event_family, instance, 0,
+                                       static_cast<uint32_t>(counted), event);
+}
+
 void lcfwd_log_write(uint32_t subtype, uint32_t instance, const char *function, int line, const char *format,
                      ...) {
     va_list args;
     va_start(args, format);
     std::vsnprintf(lcfwd_log_buf, sizeof lcfwd_log_buf, format, args);
     va_end(args);
-    if (!lcfwd_flog_disable) lcfwd_log_file_write(lcfwd_log_buf);
-    if (sdwrap_hist_event_subtype_check(event_family, subtype)) {
-        history_write(subtype, function, line, lcfwd_log_buf);
-    }
-    if (sdwrap_chk_int(subtype)) buginf("%s", lcfwd_log_buf);
-    char event[512];
-    const int length = std::snprintf(event, sizeof event, "%s", lcfwd_log_buf);
-    if (length < 0) return;
-    const size_t counted =
-        static_cast<size_t>(length) < sizeof event ? static_cast<size_t>(length) : sizeof event - 1;
-    sdwrap_his_log_event_for_uuid_inst(service_uuid(), event_family, instance, 0,
-                                       static_cast<uint32_t>(counted), event);
+    lcfwd_log_write_forms(subtype, instance, function, line, lcfwd_log_buf, lcfwd_log_buf);
+}
+
+void lcfwd_log_write_forms(uint32_t subtype, uint32_t instance, const char *function, int line,
+                           const char *file_text, const char *text) {
+    if (!lcfwd_flog_disable) lcfwd_log_file_write(file_text);
+    services_write(subtype, instance, function, line, text);
 }
 
 /* A history that cannot be had costs the history only. */
@@ -113,13 +129,16 @@ static void histories_init() {
 }
 
 int lcfwd_sdwrap_debug_init() {
-    if (sdwrap_dbg_init(fib_q_mts_sys, "lcfwd", "LCFWD Manager", told_elements, lcfwd_dbg_elem_desc) != 0) {
+    const bool stored = fu_is_debug_store_present();
+    if (sdwrap_dbg_init(fib_q_mts_sys, "lcfwd", "LCFWD Manager", told_elements, lcfwd_dbg_elem_desc,
+                        stored ? &lcfwd_sdwrap_debug_key : nullptr) != 0) {
         return lcfwd_exit(LCFWD_EXIT_DEBUG);
     }
     histories_init();
     LCFWD_TRACE("%s(%d): sdwrap_dbg_init successful\n", __func__, __LINE__);
     sdwrap_sys_facility = &lcfwd_facility;
-    if (sdwrap_sys_init_helper(fib_q_mts_sys, "lcfwd", "LCFWD Manager", syslog_bytes) != 0) {
+    if (sdwrap_sys_init_helper(fib_q_mts_sys, "lcfwd", "LCFWD Manager", syslog_bytes,
+                               stored ? &lcfwd_sdwrap_syslog_key : nullptr) != 0) {
         return lcfwd_exit(LCFWD_EXIT_SYSLOG);
     }
     LCFWD_TRACE("%s(%d): sdwrap_sys_init successful\n", __func__, __LINE__);

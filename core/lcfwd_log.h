@@ -42,6 +42,10 @@ extern bool ufib_disable_funcstats_tr; /* do not write the measurements to the t
 void lcfwd_log_write(uint32_t subtype, uint32_t instance, const char *function, int line, const char *format,
                      ...) __attribute__((format(printf, 5, 6)));
 
+/* The same for a line that has another form in the text file than everywhere else. The texts are final. */
+void lcfwd_log_write_forms(uint32_t subtype, uint32_t instance, const char *function, int line,
+                           const char *file_text, const char *text);
+
 #define LCFWD_ERR(...) lcfwd_log_write(LCFWD_LOG_ERROR, 1, __func__, __LINE__, __VA_ARGS__)
 #define LCFWD_WARN(...) lcfwd_log_write(LCFWD_LOG_WARNING, 1, __func__, __LINE__, __VA_ARGS__)
 #define LCFWD_TRACE(...) lcfwd_log_write(LCFWD_LOG_TRACE, 1, __func__, __LINE__, __VA_ARGS__)

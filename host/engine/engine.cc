@@ -67,6 +67,9 @@ void fu_stateless_restart_set(bool cold) { engine.cold = cold ? 1 : 0; }
 bool fu_is_startup_config_present() { return engine.startup_config; }
 void fu_startup_config_present_set(bool present) { engine.startup_config = present; }
 
+bool fu_is_debug_store_present() { return engine.debug_store; }
+void fu_debug_store_present_set(bool present) { engine.debug_store = present; }
+
 int fu_fsm_state() { return engine.state; }
 void fu_fsm_state_set(int state) { engine.state = state; }
 

@@ -116,6 +116,10 @@ void fu_stateless_restart_set(bool cold);
 [[nodiscard]] bool fu_is_startup_config_present(); /* false until set */
 void fu_startup_config_present_set(bool present);
 
+/* True when the system keeps debug switches over restarts for its services; false until set. */
+[[nodiscard]] bool fu_is_debug_store_present();
+void fu_debug_store_present_set(bool present);
+
 /* State of the process: 1, 4 and 5 are active, 2 is standby. 4 at the start. */
 [[nodiscard]] int fu_fsm_state();
 void fu_fsm_state_set(int state);

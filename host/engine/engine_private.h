@@ -26,6 +26,7 @@ struct fu_engine {
     int faults[FU_FAULT_COUNT] = {};
     int cold = -1; /* -1 = not decided */
     bool startup_config = false;
+    bool debug_store = false;
     fu_counters counters = {};
     fu_watchdog watchdog = {};
     fu_log_fn log = nullptr;

@@ -28,6 +28,8 @@ struct sdwrap_state {
     sdwrap_dbg_elem elements[SDWRAP_ELEMS_MAX];
     bool debug_on[SDWRAP_ELEMS_MAX];
     uint32_t element_count;
+    const pss2_datum *debug_key;
+    const pss2_datum *syslog_key;
     sdwrap_history histories[SDWRAP_INSTANCES_MAX];
     uint32_t history_count;
     sdwrap_switch switches[SWITCHES_MAX]; /* of the main history */
@@ -59,19 +61,26 @@ static uint32_t element_index(uint32_t subtype) {
     return i;
 }
 
-int sdwrap_dbg_init(uint32_t, const char *, const char *, uint32_t count, const sdwrap_dbg_elem *elements) {
+int sdwrap_dbg_init(uint32_t, const char *, const char *, uint32_t count, const sdwrap_dbg_elem *elements,
+                    const pss2_datum *store_key) {
     if (sdwrap_faults.dbg_init != 0) return sdwrap_faults.dbg_init;
     if (count > SDWRAP_ELEMS_MAX) return EINVAL;
     std::copy(elements, elements + count, state.elements);
     std::fill(state.debug_on, state.debug_on + SDWRAP_ELEMS_MAX, false);
     state.element_count = count;
+    state.debug_key = store_key;
     return sdwrap_hist_init_for_uuid_inst(SDWRAP_DEBUG_UUID, SDWRAP_DEBUG_INSTANCE, DEBUG_HISTORY_BYTES);
 }
 
-int sdwrap_sys_init_helper(uint32_t, const char *, const char *, uint32_t) {
+int sdwrap_sys_init_helper(uint32_t, const char *, const char *, uint32_t, const pss2_datum *store_key) {
     if (sdwrap_faults.sys_init != 0) return sdwrap_faults.sys_init;
-    return sdwrap_sys_facility == nullptr ? EINVAL : 0;
+    if (sdwrap_sys_facility == nullptr) return EINVAL;
+    state.syslog_key = store_key;
+    return 0;
 }
+
+const pss2_datum *sdwrap_dbg_store_key() { return state.debug_key; }
+const pss2_datum *sdwrap_sys_store_key() { return state.syslog_key; }
 
 bool sdwrap_chk_int(uint32_t subtype) {
     const uint32_t i = element_index(subtype);

@@ -7,6 +7,7 @@
 #include <cstdint>
 
 struct mts_msg;
+struct pss2_datum;
 
 /* A debug element: the number by which statements name it, and its name for operators. */
 struct sdwrap_dbg_elem {
@@ -24,16 +25,23 @@ inline constexpr uint32_t SDWRAP_OPC_HISTORY_SWITCH = 1361; /* whether a subtype
 /* Looks at a message first. 1: not for this service. 0: consumed (also a malformed one, which is counted). */
 [[nodiscard]] int sdwrap_process_msg(uint32_t queue, mts_msg *message);
 
-/* Registers the elements. 0; EINVAL for more than SDWRAP_ELEMS_MAX; the fault of sdwrap_faults. */
+/* Registers the elements. 'store_key' (borrowed) names the service's record in the system's debug store; null
+ * without one. Switches are not kept over restarts: the key is noted for whoever keeps them. 0; EINVAL for
+ * more than SDWRAP_ELEMS_MAX; the fault of sdwrap_faults. */
 [[nodiscard]] int sdwrap_dbg_init(uint32_t queue, const char *name, const char *title, uint32_t count,
-                                  const sdwrap_dbg_elem *elements);
+                                  const sdwrap_dbg_elem *elements, const pss2_datum *store_key = nullptr);
 
 /* The syslog facility of the process; set before sdwrap_sys_init_helper(), which gives EINVAL without. */
 struct sdwrap_facility {
     const char *name;
 };
 extern const sdwrap_facility *sdwrap_sys_facility;
-[[nodiscard]] int sdwrap_sys_init_helper(uint32_t queue, const char *name, const char *title, uint32_t size);
+[[nodiscard]] int sdwrap_sys_init_helper(uint32_t queue, const char *name, const char *title, uint32_t size,
+                                         const pss2_datum *store_key = nullptr);
+
+/* The keys that the two calls were given; null for none. */
+[[nodiscard]] const pss2_datum *sdwrap_dbg_store_key();
+[[nodiscard]] const pss2_datum *sdwrap_sys_store_key();
 
 /* Histories: the main one (sdwrap_hist_event), one of a uuid, or one of a uuid and instance. 0, EINVAL,
  * ENOMEM or ENOSPC (table full). A second call for the same one does nothing. */

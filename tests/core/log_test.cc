@@ -1,14 +1,18 @@
 #include "core/lcfwd_db.h"
+#include "core/lcfwd_export.h"
 #include "core/lcfwd_log.h"
 #include "core/lcfwd_log_file.h"
 #include "core/lcfwd_mts.h"
 #include "core/ufib_err.h"
 #include "core/ufib_funcstats.h"
 #include "core/ufib_trace.h"
+#include "host/engine/engine.h"
+#include "host/store/store.h"
 #include "host/trace/history.h"
 #include "host/trace/sdwrap.h"
 #include "tests/core/core_rig.h"
 
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 
@@ -73,6 +77,30 @@ TEST_F(log_targets, instances_are_kept_under_the_uuid_of_the_service) {
     lcfwd_log_write(104, 1, "f", 1, "from the library");
     EXPECT_EQ(history(652, 1, "from the library"), lines{"from the library"});
     EXPECT_TRUE(history(378, 1, "from the library").empty());
+}
+
+TEST_F(log_targets, exit_line_lacks_its_backslash_in_the_file_only) {
+    lcfwd_on_exit(3);
+    EXPECT_TRUE(rig.log_has("): Exiting ...n\n"));
+    EXPECT_EQ(history(378, 1, "): Exiting ...\n").size(), 1u);
+    EXPECT_TRUE(history(378, 1, "...n").empty());
+}
+
+TEST_F(log_targets, debug_service_gets_its_keys_where_there_is_a_store_for_them) {
+    EXPECT_EQ(sdwrap_dbg_store_key(), nullptr);
+    EXPECT_EQ(sdwrap_sys_store_key(), nullptr);
+    rig.stop();
+    rig.prepare();
+    fu_debug_store_present_set(true);
+    ASSERT_EQ(rig.start(), 0);
+    for (const pss2_datum *key : {sdwrap_dbg_store_key(), sdwrap_sys_store_key()}) {
+        ASSERT_NE(key, nullptr);
+        ASSERT_EQ(key->len, 8u);
+        uint32_t words[2];
+        std::memcpy(words, key->p, sizeof words);
+        EXPECT_EQ(words[0], 1u);
+        EXPECT_EQ(words[1], 0x64000001u);
+    }
 }
 
 TEST_F(log_targets, debug_output_follows_the_elements_switch) {
