@@ -15,8 +15,8 @@ enum lcfwd_exit_code : int {
     LCFWD_EXIT_HOLDER_LOCKS = 87,
 };
 
-/* Ends the process with 'code' through the exit function, std::exit unless a test set another. When that
- * function returns, the code comes back and the start stops at once: the first code stands, later calls
+/* Ends the process with 'code' through the exit function; without one it says the code and where the log lies on
+ * standard error and calls std::exit. When that function returns, the code comes back and the start stops at once: the first code stands, later calls
  * change nothing. */
 int lcfwd_exit(int code);
 

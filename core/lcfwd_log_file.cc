@@ -4,6 +4,7 @@
 #include "host/system/system.h"
 #include "host/timer/clock.h"
 
+#include <cerrno>
 #include <climits>
 #include <ctime>
 
@@ -25,9 +26,10 @@ bool lcfwd_log_file_open() {
     const char *path = lcfwd_log_file_path();
     if (path[0] == '\0') return false;
     lcfwd_log_fp = std::fopen(path, "a+e");
-    if (lcfwd_log_fp == nullptr && host_make_directories(host_system.log_directory) == 0) {
-        lcfwd_log_fp = std::fopen(path, "a+e");
-    }
+    if (lcfwd_log_fp != nullptr) return true;
+    const int status = host_make_directories(host_system.log_directory);
+    if (status == 0) lcfwd_log_fp = std::fopen(path, "a+e");
+    if (status != 0) errno = status;
     return lcfwd_log_fp != nullptr;
 }
 

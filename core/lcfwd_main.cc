@@ -7,6 +7,7 @@
 #include "host/bus/bus.h"
 #include "host/engine/engine.h"
 #include "host/interfaces/interfaces.h"
+#include "host/store/store.h"
 #include "host/store/store_admin.h"
 #include "host/system/root.h"
 #include "host/system/system.h"
@@ -22,7 +23,9 @@ static int interfaces_file_load(const char *path) {
     uint32_t line = 0;
     const int status = path == nullptr ? 0 : interfaces_load(path, &line);
     if (status == 0) return 0;
-    std::fprintf(stderr, "lcfwd: cannot read the interfaces file %s: line %u: %s\n", path, line,
+    char where[24] = "";
+    if (line != 0) std::snprintf(where, sizeof where, "line %u: ", line);
+    std::fprintf(stderr, "lcfwd: cannot read the interfaces file %s: %s%s\n", path, where,
                  std::strerror(status));
     return lcfwd_exit(LCFWD_EXIT_SERVICE);
 }
@@ -37,6 +40,24 @@ static int bus_start(const lcfwd_options &options) {
     return lcfwd_exit(LCFWD_EXIT_BIND);
 }
 
+/* Instances may share a machine, never a store: each would believe the other's records to be its own. */
+static int store_take(const lcfwd_options &options) {
+    const int status = store_claim(options.start_mode == LCFWD_START_COLD);
+    if (status == STORE_OK) return 0;
+    const char *root = host_root_get()[0] == '\0' ? "/" : host_root_get();
+    if (status == STORE_IN_USE) {
+        std::fprintf(
+            stderr,
+            "lcfwd: cannot serve slot %u: another instance runs on the root directory %s and owns its "
+            "store (/dev/shm/lcfwd_* below it); give each slot a root directory of its own: --root\n",
+            options.slot, root);
+    } else {
+        std::fprintf(stderr, "lcfwd: cannot use the store, /dev/shm/lcfwd_* below the root directory %s\n",
+                     root);
+    }
+    return lcfwd_exit(LCFWD_EXIT_SERVICE);
+}
+
 /* What surrounds the process: where its files lie, who it is, how it is reached. */
 static int surroundings_init(const lcfwd_options &options) {
     if (options.root != nullptr) host_root_set(options.root);
@@ -47,7 +68,8 @@ static int surroundings_init(const lcfwd_options &options) {
     fu_log_set(engine_line_log);
     if (options.start_mode == LCFWD_START_COLD) fu_stateless_restart_set(true);
     if (const int code = interfaces_file_load(options.interfaces_file); code != 0) return code;
-    return bus_start(options);
+    if (const int code = bus_start(options); code != 0) return code;
+    return store_take(options);
 }
 
 /* Stored state is read back unless there is none, or only an upgrade has kept it. */

@@ -83,6 +83,8 @@ int store_own(bool forget) {
     return code;
 }
 
+int store_claim(bool forget) { return store_own(forget); }
+
 static void note_records(void *ctx, const store_file_info *info) {
     if (info->state == STORE_FILE_GOOD && info->records != 0) *static_cast<bool *>(ctx) = true;
 }

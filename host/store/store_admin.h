@@ -10,6 +10,11 @@
 using store_log_fn = void (*)(void *ctx, const char *text);
 void store_log_set(store_log_fn log, void *ctx);
 
+/* Takes ownership of the store before the first database is opened, which otherwise happens at the first use: a
+ * process that must not run beside another asks here. With 'forget' a batch that the last process was killed in
+ * is dropped instead of finished. 0, also when this process has it already; STORE_IN_USE; STORE_IO. */
+[[nodiscard]] int store_claim(bool forget);
+
 /* Whether the last process left something to restart from: at least one good record in a database of this layout,
  * or a sealed batch in the redo log. Takes ownership of the store (and so finishes a batch that the last process
  * was killed in). False also when another process owns the store. Ask before the first database is opened. */

@@ -1,4 +1,5 @@
 #include "core/lcfwd_db.h"
+#include "core/lcfwd_exit.h"
 #include "core/lcfwd_memory.h"
 #include "core/lcfwd_mts.h"
 #include "core/lcfwd_vdc.h"
@@ -16,8 +17,11 @@
 #include "tests/core/core_rig.h"
 
 #include <algorithm>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <sys/file.h>
+#include <unistd.h>
 
 struct startup : core_test {};
 
@@ -30,6 +34,11 @@ static const struct exit_case {
 } exit_cases[] = {
     {"bus_not_started", 64, [] { mts_reset(); }},
     {"sap_taken", 64, [] { EXPECT_GT(mts_bind(4, 207, other_bind_options, "somebody else"), 0); }},
+    {"no_room_for_options", 65,
+     [] {
+         const int64_t other = mts_bind(4, 5, other_bind_options, "somebody else");
+         for (uint32_t opcode = 1; mts_options_set(static_cast<uint32_t>(other), opcode, 1) == 0;) opcode++;
+     }},
     {"selector_init", 66, [] { fu_fault_set(FU_FAULT_SELECT_INIT, 1); }},
     {"selector_add", 66, [] { fu_fault_set(FU_FAULT_SELECT_ADD, 1); }},
     {"framework", 69, [] { fu_fault_set(FU_FAULT_GLOBAL, 1); }},
@@ -59,6 +68,30 @@ TEST_F(startup, each_failing_step_ends_the_process_with_its_code) {
     }
     EXPECT_EQ(rig.start(), 0) << "nothing of a failed start is left";
     EXPECT_TRUE(rig.exits.empty());
+}
+
+TEST_F(startup, another_instance_on_the_same_root_is_refused_with_words) {
+    rig.prepare();
+    /* A lock on another description of the file is what another process would hold. */
+    const int other = open((rig.root + "/dev/shm/lcfwd_redo").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    ASSERT_EQ(flock(other, LOCK_EX), 0);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(rig.start(), 69);
+    const std::string words = testing::internal::GetCapturedStderr();
+    EXPECT_NE(words.find("another instance runs on the root directory " + rig.root), std::string::npos)
+        << words;
+    EXPECT_NE(words.find("--root"), std::string::npos);
+    EXPECT_EQ(fib_q_mts_sys, 0u) << "refused before anything is bound";
+    rig.stop();
+    close(other);
+    EXPECT_EQ(rig.start(), 0);
+}
+
+TEST_F(startup, exit_tells_code_cause_and_log) {
+    ASSERT_EQ(rig.start(), 0);
+    lcfwd_exit_function_set(nullptr);
+    EXPECT_EXIT(lcfwd_exit(73), testing::ExitedWithCode(73),
+                "exit code 73 \\(timers\\); the log .*lcfwd_log.txt");
 }
 
 TEST_F(startup, survives_what_it_can_do_without) {

@@ -63,6 +63,14 @@ TEST_F(trouble, a_second_process_for_a_slot_is_refused_and_the_first_goes_on) {
     expect_ctl(0, {"vdc", "create", "1"});
 }
 
+TEST_F(trouble, a_second_slot_on_the_same_root_is_refused_and_the_first_goes_on) {
+    start(root);
+    const process_result second = process_run({LCFWD_BINARY, "--slot", "2", "--root", root}, folder);
+    EXPECT_EQ(second.code, 69) << second.err;
+    expect_words(second, {"another instance runs on the root directory " + root, "--root"});
+    expect_ctl(0, {"vdc", "create", "1"});
+}
+
 TEST_F(trouble, bad_command_lines_of_the_process_are_usage_errors) {
     for (const std::vector<std::string> &line :
          {std::vector<std::string>{"--slot", "x"}, {"--unknown"}, {"--root"}}) {
