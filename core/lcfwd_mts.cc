@@ -26,7 +26,7 @@ struct queue_row {
     const char *bind_text;
 };
 
-/* In the order of binding, which is not the order of the array's rows. */
+/* In the order of binding; row 0 is the unused one of the array. */
 static const queue_row queue_rows[LCFWD_Q_ROWS] = {
     {},
     {&fib_q_mts_sys, 198, 2, "fib_q_mts_sys", "lcfwd SAP for sysmgr"},

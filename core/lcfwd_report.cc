@@ -108,50 +108,51 @@ void lcfwd_mfdm_up(lcfwd_vdc_desc *vdc) {
     lcfwd_send_report(vdc);
 }
 
+/* One message of a download bracket: the state that awaits it, the next one, what tells of a message that
+ * was not awaited. */
+struct download_step {
+    lcfwd_state awaits;
+    lcfwd_state next;
+    uint32_t unawaited_event;
+    const char *text; /* null: no line in the log */
+};
+
+static void download_step_take(lcfwd_vdc_desc *vdc, const download_step &step, bool unicast) {
+    const uint32_t state = unicast ? vdc->ufib_state : vdc->mfib_state;
+    if (state != step.awaits) {
+        UFIB_BL(1, step.unawaited_event, lcfwd_state_name(state));
+        return;
+    }
+    lcfwd_state_change(vdc, step.next, unicast);
+    if (step.text != nullptr) LCFWD_TRACE("%s", step.text);
+}
+
 void lcfwd_ufdm_download(lcfwd_vdc_desc *vdc, const uint8_t *payload) {
+    static constexpr download_step commence = {LCFWD_STATE_INITIALIZED, LCFWD_STATE_LOADING,
+                                               UFIB_TR_UFDM_COMMENCE, nullptr};
+    static constexpr download_step end = {LCFWD_STATE_LOADING, LCFWD_STATE_ACTIVE, UFIB_TR_UFDM_END, nullptr};
     lcfwd_count(vdc->ufib_stats, &ufib_vdc_stats::downloads);
-    switch (payload[2]) {
-    case LCFWD_DOWNLOAD_COMMENCE:
-        if (vdc->ufib_state == LCFWD_STATE_INITIALIZED)
-            lcfwd_state_change(vdc, LCFWD_STATE_LOADING, true);
-        else
-            UFIB_BL(1, UFIB_TR_UFDM_COMMENCE, lcfwd_state_name(vdc->ufib_state));
-        break;
-    case LCFWD_DOWNLOAD_END:
-        if (vdc->ufib_state == LCFWD_STATE_LOADING)
-            lcfwd_state_change(vdc, LCFWD_STATE_ACTIVE, true);
-        else
-            UFIB_BL(1, UFIB_TR_UFDM_END, lcfwd_state_name(vdc->ufib_state));
-        break;
-    default: LCFWD_ERR("invalid download opcode");
-    }
-}
-
-static void mfdm_commence(lcfwd_vdc_desc *vdc) {
-    lcfwd_count(vdc->mfib_stats, &mfib_vdc_stats::download_starts);
-    if (vdc->mfib_state != LCFWD_STATE_INITIALIZED) {
-        UFIB_BL(1, UFIB_TR_MFDM_COMMENCE, lcfwd_state_name(vdc->mfib_state));
-        return;
-    }
-    lcfwd_state_change(vdc, LCFWD_STATE_LOADING, false);
-    LCFWD_TRACE("MTS_OPC_MFDM_DOWNLOAD with MFDM_DNLD_COMMENCE\n");
-}
-
-static void mfdm_end(lcfwd_vdc_desc *vdc) {
-    lcfwd_count(vdc->mfib_stats, &mfib_vdc_stats::download_ends);
-    if (vdc->mfib_state != LCFWD_STATE_LOADING) {
-        UFIB_BL(1, UFIB_TR_MFDM_END, lcfwd_state_name(vdc->mfib_state));
-        return;
-    }
-    lcfwd_state_change(vdc, LCFWD_STATE_ACTIVE, false);
-    LCFWD_TRACE("MTS_OPC_MFDM_DOWNLOAD with MFDM_DNLD_END\n");
+    if (payload[2] == LCFWD_DOWNLOAD_COMMENCE)
+        download_step_take(vdc, commence, true);
+    else if (payload[2] == LCFWD_DOWNLOAD_END)
+        download_step_take(vdc, end, true);
+    else
+        LCFWD_ERR("invalid download opcode");
 }
 
 void lcfwd_mfdm_download(lcfwd_vdc_desc *vdc, const uint8_t *payload) {
-    if (payload[0] == LCFWD_DOWNLOAD_COMMENCE)
-        mfdm_commence(vdc);
-    else if (payload[0] == LCFWD_DOWNLOAD_END)
-        mfdm_end(vdc);
-    else
+    static constexpr download_step commence = {LCFWD_STATE_INITIALIZED, LCFWD_STATE_LOADING,
+                                               UFIB_TR_MFDM_COMMENCE,
+                                               "MTS_OPC_MFDM_DOWNLOAD with MFDM_DNLD_COMMENCE\n"};
+    static constexpr download_step end = {LCFWD_STATE_LOADING, LCFWD_STATE_ACTIVE, UFIB_TR_MFDM_END,
+                                          "MTS_OPC_MFDM_DOWNLOAD with MFDM_DNLD_END\n"};
+    if (payload[0] == LCFWD_DOWNLOAD_COMMENCE) {
+        lcfwd_count(vdc->mfib_stats, &mfib_vdc_stats::download_starts);
+        download_step_take(vdc, commence, false);
+    } else if (payload[0] == LCFWD_DOWNLOAD_END) {
+        lcfwd_count(vdc->mfib_stats, &mfib_vdc_stats::download_ends);
+        download_step_take(vdc, end, false);
+    } else {
         LCFWD_ERR("invalid download opcode");
+    }
 }

@@ -70,7 +70,9 @@ static int line_card_take(fu_event *event, fu_event_node **out, uint32_t opcode,
     return LCFWD_BAD_MESSAGE;
 }
 
+/* Both answers have one form, and one line in the log. */
 static void line_card_answer(const mts_msg *request, const vmm_pld *notice) {
+    LCFWD_TRACE("reply to LC insert");
     void *answer = nullptr;
     size_t size = 0;
     if (im_vmm_resp_pld_to_tlv(notice, &answer, &size) != 0) {
@@ -84,12 +86,10 @@ static void line_card_answer(const mts_msg *request, const vmm_pld *notice) {
 }
 
 static void lcfwd_respond_to_lc_insert(const mts_msg *request, const vmm_pld *notice) {
-    LCFWD_TRACE("reply to LC insert");
     line_card_answer(request, notice);
 }
 
 static void lcfwd_respond_to_lc_remove(const mts_msg *request, const vmm_pld *notice) {
-    LCFWD_TRACE("reply to LC remove");
     line_card_answer(request, notice);
 }
 
