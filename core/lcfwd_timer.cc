@@ -6,7 +6,20 @@
 
 #include <sys/time.h>
 
-int lcfwd_timer_setid[LCFWD_TIMER_COUNT];
+int lcfwd_report_timer_setid;
+int mfib_stats_timer_setid;
+int ufib_stats_timer_setid;
+int mfib_pd_timer_setid;
+int ufib_idb_dpl_timer_setid;
+int ufib_table_dpl_timer_setid;
+int ufib_dirty_vobj_timer_setid;
+int lfib_adj_update_timer_setid;
+
+static int *const set_ids[LCFWD_TIMER_COUNT] = {
+    &lcfwd_report_timer_setid,    &mfib_stats_timer_setid,      &ufib_stats_timer_setid,
+    &mfib_pd_timer_setid,         &ufib_idb_dpl_timer_setid,    &ufib_table_dpl_timer_setid,
+    &ufib_dirty_vobj_timer_setid, &lfib_adj_update_timer_setid,
+};
 
 struct timer_row {
     active_timer *timer; /* null until its owner made it */
@@ -30,9 +43,9 @@ int lcfwd_timer_init() {
     lcfwd_timer_attr.monotonic = 1;
     lcfwd_timer_attr.synchronous = 1;
     if (active_timer_init(&lcfwd_timer_attr) != 0) return 0;
-    for (int &set : lcfwd_timer_setid) {
-        set = active_timer_new_set_init(LCFWD_TIMER_COUNT);
-        if (set <= 0) return 0;
+    for (int *set : set_ids) {
+        *set = active_timer_new_set_init(LCFWD_TIMER_COUNT);
+        if (*set <= 0) return 0;
     }
     return 1;
 }
@@ -48,7 +61,7 @@ int lcfwd_timer_make(lcfwd_timer_id id, lcfwd_timer_callback callback, void *arg
     row.callback = callback;
     row.argument = argument;
     if (row.timer == nullptr) {
-        row.timer = active_timer_create(lcfwd_timer_setid[id], timer_type, timer_run, &row);
+        row.timer = active_timer_create(*set_ids[id], timer_type, timer_run, &row);
     }
     return row.timer == nullptr ? -1 : 0;
 }
@@ -125,6 +138,6 @@ void lfib_adj_update_timer_stop() { timer_stop(LCFWD_TIMER_LFIB_ADJ); }
 
 void lcfwd_timer_reset() {
     for (timer_row &row : timers) row = {};
-    for (int &set : lcfwd_timer_setid) set = 0;
+    for (int *set : set_ids) *set = 0;
     mfib_pd_seconds = 0;
 }

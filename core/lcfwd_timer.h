@@ -25,7 +25,16 @@ using lcfwd_timer_callback = void (*)(void *argument);
 
 /* Prepares the timer library and the eight sets. 1, or 0 on failure. */
 [[nodiscard]] int lcfwd_timer_init();
-extern int lcfwd_timer_setid[LCFWD_TIMER_COUNT];
+
+/* The sets' ids, in the order of lcfwd_timer_id; 0 before lcfwd_timer_init(). */
+extern int lcfwd_report_timer_setid;
+extern int mfib_stats_timer_setid;
+extern int ufib_stats_timer_setid;
+extern int mfib_pd_timer_setid;
+extern int ufib_idb_dpl_timer_setid;
+extern int ufib_table_dpl_timer_setid;
+extern int ufib_dirty_vobj_timer_setid;
+extern int lfib_adj_update_timer_setid;
 
 /* Makes a timer of the set. 0, or -1 when the timer library refuses. A second call replaces the callback. */
 [[nodiscard]] int lcfwd_timer_make(lcfwd_timer_id id, lcfwd_timer_callback callback, void *argument);
