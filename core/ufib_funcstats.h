@@ -11,7 +11,10 @@ constexpr uint32_t UFIB_FS_PREFIX_GET_CREATE = 5;
 constexpr uint32_t UFIB_FS_NEXT_OBJECT = 6;
 constexpr uint32_t UFIB_FS_ECMP_KEY = 7;
 constexpr uint32_t UFIB_FS_ECMP_GET_CREATE = 8;
+constexpr uint32_t UFIB_FS_VOBJ_GET_CREATE = 10;
+constexpr uint32_t UFIB_FS_RNH_UPDATE = 11;
 constexpr uint32_t UFIB_FS_PLATFORM_PREFIX = 18;
+constexpr uint32_t UFIB_FS_PLATFORM_VOBJ = 20;
 constexpr uint32_t UFIB_FS_IDLE = 30;
 
 struct ufib_funcstats_row {

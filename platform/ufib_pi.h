@@ -9,6 +9,15 @@
 
 struct ufib_platform_rewrite;
 
+/* Instances of a virtual object: handles (0: none), sizes, and how many paths it has at present. */
+struct ufib_pi_nhcount_params {
+    uint32_t old_handle;
+    uint32_t new_handle;
+    uint32_t old_count;
+    uint32_t new_count;
+    uint32_t num_cnhs;
+};
+
 extern "C" {
 
 /* Cookie of a batch: prefixes whose hardware write completes after the insert call returned. 30 entries a batch. */
@@ -151,6 +160,32 @@ bool ufib_pi_ecmp_held_by_pbr(const void *group);
 uint32_t ufib_pi_ecmp_get_acl_refcount(const void *group); /* PBR references */
 uint32_t ufib_pi_ecmp_get_vdc_id(const void *group);
 void *ufib_pi_get_next_obj_platform_space(const void *pfx); /* of the prefix's next object, whatever it is */
+
+/* Virtual objects. Their computed next hops (cnhs) are opaque places of a sorted list; an adjacency may stand in
+ * several of them. The fec object is the view of a virtual object that labels forward to. */
+void *ufib_pi_get_vobj_pltfm_space(void *vobj);
+bool ufib_pi_is_nh_obj_vobj(const void *pfx); /* the next object of a prefix is one */
+void ufib_pi_vobj_get_nhcount_params(const void *vobj, ufib_pi_nhcount_params *out);
+void ufib_pi_vobj_fec_get_nhcount_params(const void *fec,
+                                         ufib_pi_nhcount_params *out); /* the fec's handles */
+uint32_t ufib_pi_vobj_fec_get_cur_hw_handle(const void *fec);
+uint32_t ufib_pi_vobj_fec_get_old_hw_handle(const void *fec);
+void *ufib_pi_vobj_fec_get_vobj(const void *fec);
+uint64_t ufib_pi_vobj_get_id(const void *vobj); /* never the same twice in a process */
+uint32_t ufib_pi_vobj_get_vdc_id(const void *vobj);
+uint32_t ufib_pi_vobj_get_num_cnhs(const void *vobj);
+void *ufib_pi_vobj_get_first_cnh(const void *vobj);
+void *ufib_pi_vobj_get_next_cnh(const void *vobj, const void *cnh);
+void *ufib_pi_vobj_get_cnh_at_idx(const void *vobj, uint32_t index);
+void *ufib_pi_vobj_cnh_get_adj(const void *cnh);
+uint32_t ufib_pi_vobj_cnh_get_label(const void *cnh); /* or segment id; 0: none */
+uint32_t ufib_pi_vobj_cnh_get_te_if_index(const void *cnh);
+bool ufib_pi_is_vobj_cnh_seg(const void *cnh); /* its label is a segment id */
+/* The adjacencies of the cnhs behind a prefix; the caller keeps the position. Null: no virtual object, or the end. */
+void *ufib_pi_v4pfx_get_first_cnh_adj(const void *pfx, uint32_t *position);
+void *ufib_pi_v4pfx_get_next_cnh_adj(const void *pfx, uint32_t *position);
+void *ufib_pi_v6pfx_get_first_cnh_adj(const void *pfx, uint32_t *position);
+void *ufib_pi_v6pfx_get_next_cnh_adj(const void *pfx, uint32_t *position);
 
 /* Tables. */
 bool ufib_pi_table_is_wildcard(uint32_t table_id); /* 65534 and 65535 */

@@ -10,6 +10,7 @@ struct ufib_table;
 struct ufib_pfx;
 struct ufib_adj;
 struct ufib_ecmp;
+struct ufib_vobj;
 
 extern ufib_platform_api ufib_platform_table; /* bound at start-up; no slot is null after that */
 extern ufib_platform_caps ufib_platform_sizes;
@@ -57,6 +58,15 @@ inline void ufib_platform_delete_v6adj(ufib_adj *adj) { ufib_platform_delete_adj
 /* Groups of either family. */
 void ufib_platform_insert_ecmp(ufib_ecmp *group, uint32_t ha, uint32_t holder);
 void ufib_platform_delete_ecmp(ufib_ecmp *group); /* the handle is 0 afterwards */
+
+/* Virtual objects. insert: an instance of the size that the object has paths; 0, with handle and size stored and the
+ * record written, or -1. With a restart record the instance of the time before is attached. update: in place, 0 for an
+ * object that is not there. delete: instance 0 old, 1 new, 2 both; the model's handles stay. fec: the view of labels. */
+[[nodiscard]] int ufib_platform_insert_vobj(ufib_vobj *vobj, const ufib_ha_route *record);
+int ufib_platform_update_vobj(ufib_vobj *vobj, uint32_t mode);
+void ufib_platform_delete_vobj(ufib_vobj *vobj, uint32_t instance);
+int ufib_platform_update_vobj_fec(ufib_vobj *vobj, uint32_t a, uint32_t b);
+void ufib_platform_delete_vobj_fec(ufib_vobj *vobj, uint32_t instance);
 
 /* Write bracket. A completed write batch commits the store as well, so that both stand or fall together:
  * one_write_ready commits when the library says that a batch completed, all_writes_ready always. */

@@ -57,12 +57,16 @@ struct ufib_platform_api {
     int (*show_v6adj)(cmd_handle *handle, void *adj);                                         /* 0 */
     int (*show_ecmp)(cmd_handle *handle, void *group);                                        /* 0 */
     int (*show_vobj)(cmd_handle *handle, void *vobj);                                         /* 0 */
-    /* Virtual objects: at most two instances; 'instance' 0 old, 1 new, 2 both. */
-    int (*insert_vobj)(void *vobj, const ufib_ha_route *record); /* 0; -1 refused */
-    int (*update_vobj_fec)(void *fec);                           /* 0 */
-    int (*update_vobj)(void *vobj, uint32_t mode);        /* 0: rewrites the current instance in place */
-    int (*update_v4prefix_nh)(void *pfx);                 /* 0: point the entry at the current instance */
-    int (*update_v6prefix_nh)(void *pfx);                 /* 0 */
+    /* Virtual objects: at most two instances, each of a fixed size; 'instance' 0 old, 1 new, 2 both. insert gives the
+     * handle of a new instance with as many members as the object has paths, and -1 (or 0) when it is refused. With a
+     * record it attaches the instance whose handle the object has, or, when that has another size and is the only one,
+     * makes a second. update rewrites the instances that stand, in place: the first members, as many as there are
+     * paths and places. */
+    int (*insert_vobj)(void *vobj, const ufib_ha_route *record); /* 0 */
+    int (*update_vobj_fec)(void *fec);             /* 0: writes the view for labels, gives its handle */
+    int (*update_vobj)(void *vobj, uint32_t mode); /* 0 */
+    int (*update_v4prefix_nh)(void *pfx);          /* 0: point the entry at the current instance */
+    int (*update_v6prefix_nh)(void *pfx);          /* 0 */
     int (*delete_vobj_fec)(void *fec, uint32_t instance); /* 0 */
     int (*delete_vobj)(void *vobj, uint32_t instance);    /* 0 */
     /* Groups take n consecutive member indexes: handle + i is member i. */

@@ -1,5 +1,5 @@
-/* The engine's rows of the two tables of operations. Slots that are not named here keep their defaults: virtual
- * objects, labels, source guard, multicast sources, peers and NVE come with their own entries. */
+/* The engine's rows of the two tables of operations. Slots that are not named here keep their defaults: labels, source
+ * guard, multicast sources, peers and NVE come with their own entries. */
 #include "softfwd/softfwd.h"
 
 #include "platform/lcfwd_platform.h"
@@ -11,6 +11,7 @@
 #include "softfwd/softfwd_pending.h"
 #include "softfwd/softfwd_prefix.h"
 #include "softfwd/softfwd_table.h"
+#include "softfwd/softfwd_vobj.h"
 
 static bool vdc_in(uint32_t set, uint32_t vdc_id) { return vdc_id < 32 && (set >> vdc_id & 1) != 0; }
 
@@ -85,6 +86,10 @@ static void entries_init(ufib_platform_api *api) {
     api->search_v6_prefix = softfwd_search_v6_prefix;
     api->update_v4prefix_nh = softfwd_update_v4prefix_nh;
     api->update_v6prefix_nh = softfwd_update_v6prefix_nh;
+    api->insert_vobj = softfwd_insert_vobj;
+    api->update_vobj = softfwd_update_vobj;
+    api->update_vobj_fec = softfwd_update_vobj_fec;
+    api->delete_vobj = softfwd_delete_vobj;
     api->insert_adj = softfwd_insert_adj;
     api->delete_adj = softfwd_delete_adj;
     api->insert_ecmp = softfwd_insert_ecmp;

@@ -68,7 +68,7 @@ struct ufib_hooks {
     bool (*ha_form_labelled)(ufib_vdc *vdc, ufib_ha_route *record, ufib_ha_form *form);
     /* Services. */
     void (*ha_restore_services)(ufib_vdc *vdc); /* VLANs, peers and map caches, after the routes */
-    void (*ipsg_destroy)(ufib_pfx *pfx); /* the source guard's object of a prefix */
+    void (*ipsg_destroy)(ufib_pfx *pfx);        /* the source guard's object of a prefix */
     void (*set_xpi)(ufib_pfx *pfx, const void *xpi, uint8_t holder); /* tag and binding of a new route */
     void (*lisp_prefix_deleted)(ufib_pfx *pfx);                      /* a map-cache prefix leaves the store */
     void (*otv_pre_upgrade)(lcfwd_vdc_desc *vdc); /* an upgrade of this card begins, or has ended */

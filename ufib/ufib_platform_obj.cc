@@ -10,6 +10,7 @@
 #include "ufib/ufib_journal.h"
 #include "ufib/ufib_prefix.h"
 #include "ufib/ufib_table.h"
+#include "ufib/ufib_vobj.h"
 
 void ufib_platform_insert_table(ufib_table *table, uint32_t ha) {
     const void *platform_data = ufib_table_platform_space(table);
@@ -55,6 +56,7 @@ void ufib_platform_insert_prefix(ufib_pfx *pfx, uint32_t ha) {
     const auto insert = v4 ? ufib_platform_table.insert_v4_prefix : ufib_platform_table.insert_v6_prefix;
     const uint32_t old = pfx->obj.handle;
     pfx->obj.handle = insert(pfx->table->obj.handle, pfx, ha, old != 0);
+    if (ufib_obj_is_vobj(pfx->obj.next)) ufib_vobj_installed(ufib_obj_to_vobj(pfx->obj.next));
     if (pfx->obj.handle != old) {
         ufib_journal_log(UFIB_JOURNAL_HW_NEW, &pfx->obj, nullptr);
         trace_prefix_installed(pfx);
@@ -90,8 +92,8 @@ void ufib_platform_insert_adj(ufib_adj *adj, uint32_t ha, uint32_t holder) {
     if (ufib_enable_rc_debugs)
         UFIB_TRACE("Inserted %s adj in hw %s @%08x", ufib_adj_family(adj).name, ufib_adj_str(adj),
                    adj->obj.handle);
-    if (old != 0 && adj->dep_vobjs.head != nullptr && ufib_hook.update_dep_vobjs != nullptr)
-        ufib_hook.update_dep_vobjs(adj);
+    if (old != 0 && adj->dep_vobjs.head != nullptr)
+        ufib_adj_update_dep_vobjs(&adj->dep_vobjs, &adj->dep_vobjs_cursor, 0);
 }
 
 void ufib_platform_delete_adj(ufib_adj *adj) {

@@ -141,6 +141,7 @@ static ufib_pfx *prefix_make(ufib_table *table, const uint8_t *address, uint32_t
     if (rnh) {
         pfx->flags |= UFIB_PFX_FLAG_RNH;
         pfx->rnh = static_cast<ufib_rnh *>(std::calloc(1, sizeof(ufib_rnh)));
+        if (pfx->rnh != nullptr) pfx->rnh->prefix = pfx;
     }
     if ((rnh && pfx->rnh == nullptr) || !ufib_prefix_insert(table, pfx)) {
         ufib_prefix_free(pfx);

@@ -26,11 +26,15 @@ constexpr uint8_t UFIB_HOLDERS_ROUTE = 0x0f; /* any of these keeps the route its
 
 constexpr uint8_t UFIB_TAG_VALID = 0x01; /* tag flags */
 
+struct ufib_pfx;
+
 /* What only a recursive next hop needs: a route does not carry it. */
 struct ufib_rnh {
     dl_list dependents; /* rows of virtual objects that depend on this prefix */
     dl_node pending;    /* on the list of pending updates */
     dl_node *cursor;    /* where a partial walk over the dependents stopped */
+    ufib_pfx *prefix;   /* whose part this is */
+    bool blocked;       /* the walk met an object that could not be handled */
 };
 
 /* Both families; the address is the end, in network order: IPv6 prefixes are allocated twelve bytes longer. */

@@ -6,6 +6,7 @@
 #include "ufib/ufib_hooks.h"
 #include "ufib/ufib_prefix.h"
 #include "ufib/ufib_pss.h"
+#include "ufib/ufib_rnh.h"
 #include "ufib/ufib_vdc.h"
 
 /* Cards that keep an index for an entry that has no handle; none on this machine. */
@@ -84,8 +85,7 @@ static int rnh_keep_for_dependents(ufib_pfx *pfx) {
     pfx->flags |= UFIB_PFX_FLAG_RNH_DELETE_MARKED;
     pfx->route_flags |= ROUTE_DROP;
     ufib_pss_insert_prefix(pfx);
-    if (ufib_hook.process_rnh_update != nullptr)
-        ufib_hook.process_rnh_update(pfx, ufib_prefix_family(pfx).index == 0, true, nullptr);
+    ufib_process_rnh_update(pfx, ufib_prefix_family(pfx).index == 0, true, nullptr);
     return 1;
 }
 

@@ -6,18 +6,35 @@
 #include "ufib/ufib_ecmp.h"
 #include "ufib/ufib_hooks.h"
 #include "ufib/ufib_prefix.h"
+#include "ufib/ufib_vobj.h"
+
+/* Without an overlay side no route can lead to its peers. */
+static ufib_vobj *nve_vobj(ufib_vdc *vdc, const ufib_vobj_key *key, const ufib_vobj_hops *hops,
+                           const ufib_ha_route *record) {
+    if (ufib_hook.nve_get_create_vobj != nullptr)
+        return ufib_hook.nve_get_create_vobj(vdc, key, hops, record);
+    ufib_err_raise(UFIB_ERR_ITEM, E_ROUTE_NHINFO_INVALID);
+    return nullptr;
+}
 
 /* Recursive and overlay hops resolve through other routes; an RNH may not do so itself. */
 static ufib_obj *next_vobj(ufib_vdc *vdc, ufib_pfx *pfx, const ufib_prefix_update &update) {
-    ufib_obj *vobj = nullptr;
-    if (ufib_prefix_is_rnh(pfx))
+    if (ufib_prefix_is_rnh(pfx)) {
         ufib_err_raise(UFIB_ERR_ITEM, E_ROUTE_NHINFO_INVALID);
-    else if (ufib_hook.get_create_vobj == nullptr)
-        ufib_err_raise(UFIB_ERR_ITEM, E_VOBJ_NOMEM);
-    else
-        vobj = ufib_hook.get_create_vobj(vdc, pfx, update.hops, update.record);
-    if (vobj == nullptr) UFIB_ERR("ufib_get_create_vobj failed\n");
-    return vobj;
+        UFIB_ERR("ufib_get_create_vobj failed\n");
+        return nullptr;
+    }
+    /* Too large for a stack that handlers share. */
+    static ufib_vobj_key key;
+    static ufib_vobj_hops hops;
+    if (ufib_vobj_route_to_key(ufib_prefix_family(pfx), pfx->mask_len, update.hops, &key, &hops) != 0)
+        return nullptr;
+    const bool peers_only = ufib_route_has_nve(update.hops) && !ufib_vobj_key_rnh_has_nve(&key);
+    ufib_vobj *vobj = peers_only ? nve_vobj(vdc, &key, &hops, update.record)
+                                 : ufib_get_create_vobj(vdc, &key, &hops, update.record);
+    if (vobj == nullptr)
+        UFIB_ERR("%s failed\n", peers_only ? "ufib_nve_get_create_vobj" : "ufib_get_create_vobj");
+    return vobj == nullptr ? nullptr : &vobj->obj;
 }
 
 static ufib_obj *next_ecmp(ufib_vdc *vdc, ufib_pfx *pfx, const ufib_prefix_update &update,
@@ -31,9 +48,9 @@ static ufib_obj *next_ecmp(ufib_vdc *vdc, ufib_pfx *pfx, const ufib_prefix_updat
     const bool labelled = ufib_ecmp_route_to_key(family, vdc, update.hops, &key, &labels);
     ufib_funcstats_end(UFIB_FS_ECMP_KEY, &stamp);
     ufib_funcstats_start(&stamp);
-    ufib_obj *group = ufib_get_create_ecmp(family, vdc, key, adj_flags, update.record,
-                                           ufib_ha_route_ecmp_holder_lock(update.record),
-                                           labelled ? &labels : nullptr);
+    ufib_obj *group =
+        ufib_get_create_ecmp(family, vdc, key, adj_flags, update.record,
+                             ufib_ha_route_ecmp_holder_lock(update.record), labelled ? &labels : nullptr);
     ufib_funcstats_end(UFIB_FS_ECMP_GET_CREATE, &stamp);
     return group;
 }
@@ -56,9 +73,7 @@ ufib_obj *ufib_prefix_get_create_next(ufib_vdc *vdc, ufib_pfx *pfx, const ufib_p
 }
 
 void ufib_prefix_unlink_next_obj(ufib_pfx *pfx, bool delete_now) {
-    if (pfx->obj.next != nullptr && ufib_obj_type_of(pfx->obj.next) == UFIB_OBJ_VOBJ &&
-        ufib_hook.vobj_unlink != nullptr)
-        ufib_hook.vobj_unlink(pfx, pfx->obj.next);
+    if (ufib_obj_is_vobj(pfx->obj.next)) ufib_vobj_unlink_prefix(ufib_obj_to_vobj(pfx->obj.next), pfx);
     ufib_obj_unlink_objects(&pfx->obj.next, delete_now);
 }
 
@@ -66,6 +81,5 @@ void ufib_prefix_link_next_obj(ufib_pfx *pfx, ufib_obj *obj, bool delete_now) {
     if (pfx->obj.next == obj) return;
     ufib_prefix_unlink_next_obj(pfx, delete_now);
     ufib_obj_link_objects(&pfx->obj.next, obj);
-    if (obj != nullptr && ufib_obj_type_of(obj) == UFIB_OBJ_VOBJ && ufib_hook.vobj_link != nullptr)
-        ufib_hook.vobj_link(pfx, obj);
+    if (ufib_obj_is_vobj(obj)) ufib_vobj_link_prefix(ufib_obj_to_vobj(obj), pfx);
 }

@@ -11,6 +11,7 @@
 #include "ufib/ufib_label_list.h"
 #include "ufib/ufib_prefix.h"
 #include "ufib/ufib_pss.h"
+#include "ufib/ufib_rnh.h"
 #include "ufib/ufib_vdc.h"
 
 /* Working storage of one route; too large for a stack that handlers share. */
@@ -97,8 +98,7 @@ static uint32_t route_install(ufib_vdc *vdc, ufib_table *table, const ufib_prefi
     }
     ufib_prefix_link_next_obj(pfx, next, false);
     if (ufib_prefix_is_rnh(pfx)) {
-        if (ufib_hook.process_rnh_update != nullptr)
-            ufib_hook.process_rnh_update(pfx, ufib_prefix_family(pfx).index == 0, true, update.record);
+        ufib_process_rnh_update(pfx, ufib_prefix_family(pfx).index == 0, true, update.record);
     } else {
         ufib_platform_insert_prefix(pfx, ufib_ha_route_prefix_handle(update.record));
         if (pfx->obj.handle == 0) return route_install_failed(vdc, table, pfx);

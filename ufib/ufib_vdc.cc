@@ -17,6 +17,7 @@
 #include "ufib/ufib_prefix.h"
 #include "ufib/ufib_pss.h"
 #include "ufib/ufib_table.h"
+#include "ufib/ufib_vobj.h"
 
 #include <cstdlib>
 
@@ -54,6 +55,7 @@ void ufib_init(bool restart) {
     ufib_obj_register(UFIB_OBJ_V4ADJ, destroy_adj);
     ufib_obj_register(UFIB_OBJ_V6ADJ, destroy_adj);
     ufib_ecmp_init();
+    ufib_vobj_init_types();
     if (bl_reg_trace_formats(UFIB_TRACE_LOG, ufib_trace_formats, UFIB_TR_COUNT) != 0)
         UFIB_ERR("bl_reg_trace_formats failed");
     ufib_table_dpl_init();
@@ -86,6 +88,7 @@ void ufib_vdc_create(lcfwd_vdc_desc *row, bool restart) {
     ufib_table_db_init(vdc);
     ufib_idb_db_init(vdc);
     ufib_ecmp_db_init(vdc);
+    ufib_vobj_db_init(vdc);
     ufib_create_wildcard_tables(vdc);
     ufib_journal_init(UFIB_JOURNAL_ENTRIES);
     (void)ufib_pss_open_files(row);
@@ -102,6 +105,7 @@ void ufib_vdc_delete(lcfwd_vdc_desc *row) {
     ufib_cur_vdc_id = row->vdc_id;
     ufib_prefix_db_destroy(vdc);
     ufib_table_db_destroy(vdc);
+    ufib_vobj_db_destroy(vdc);
     ufib_ecmp_db_destroy(vdc);
     ufib_adj_db_destroy(vdc);
     ufib_idb_db_destroy(vdc);
@@ -134,6 +138,7 @@ static void vdc_forget(lcfwd_vdc_desc *row) {
         std::free(table->rnh.per_length);
         pt_attr_destroy(table->attr);
     }
+    ufib_vobj_db_forget(vdc);
     ufib_ecmp_db_forget(vdc);
     ufib_delete_vdc_global_dummy_idb(vdc);
     std::free(row->ufib_stats);
@@ -148,6 +153,7 @@ static void ufib_reset() {
     ufib_ha_reset();
     ufib_table_dpl_reset();
     ufib_idb_reset();
+    ufib_vobj_reset();
     ufib_ecmp_reset();
     ufib_adj_reset();
     ufib_prefix_reset();

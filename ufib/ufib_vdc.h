@@ -18,9 +18,10 @@ struct ufib_vdc {
     ravl_tree tables; /* by table id */
     ravl_tree idbs;   /* by interface index */
     ravl_tree ecmps;  /* buckets of groups, by the hash of their keys */
+    ravl_tree vobjs;  /* buckets of virtual objects, likewise */
     uint32_t table_count;
     uint32_t prefix_count;
-    uint32_t adj_count[2];                           /* by family */
+    uint32_t adj_count[2]; /* by family */
     uint32_t ecmp_count;
     uint32_t stale_count;                            /* prefixes that stale walks removed */
     ufib_table *last_table;                          /* the last one found: routes come table by table */

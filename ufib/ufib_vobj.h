@@ -16,6 +16,7 @@
 #pragma once
 
 #include "host/containers/dbly_linkage.h"
+#include "host/containers/sll.h"
 #include "ufib/ufib_next_hop.h"
 #include "ufib/ufib_object.h"
 
@@ -123,8 +124,8 @@ constexpr uint32_t UFIB_VOBJ_XRI_VALID = 0x02; /* extra flags */
 struct ufib_vobj {
     ufib_obj obj; /* its handle is always that of the current instance */
     ufib_vobj_fec *fec;
-    uint64_t id; /* counts up from 1 */
-    ufib_vobj *next_in_bucket;
+    uint64_t id;      /* counts up from 1 */
+    sll_node by_hash; /* in the bucket of its hash */
     dl_node by_dirty; /* on ufib_dirty_vobj_list */
     dl_node by_rpf;   /* on ufib_vobj_rpf_list */
     dl_list prefixes; /* whose next object this is */
@@ -223,7 +224,8 @@ void ufib_clear_old_instances_all_vobj(ufib_vdc *vdc);
 
 /* ---- labels ---- */
 
-/* The fec object, made when absent, with one reference for the caller. Null without memory (E_VOBJ_NOMEM). */
+/* The fec object, made when absent; it keeps the vobj alive until the label that links it lets it go. Takes no
+ * reference on it. Null without memory (E_VOBJ_NOMEM). */
 [[nodiscard]] ufib_vobj_fec *ufib_vobj_fec_paths_add(ufib_vobj *vobj);
 void ufib_vobj_fec_destroy(void *argument, ufib_obj *fec);
 /* Without a platform call: for restart, by handles of the time before. 0, or -1 without memory. */
@@ -241,4 +243,5 @@ void ufib_vobj_remove(ufib_vobj *vobj); /* a missing bucket is logged */
 [[nodiscard]] ufib_vobj *ufib_vobj_get_next(const ufib_vobj *vobj); /* by hash, newest first within one */
 void ufib_vobj_db_destroy(ufib_vdc *vdc);                           /* what labels have left */
 void ufib_vobj_db_forget(ufib_vdc *vdc);                            /* memory alone, at process teardown */
-void ufib_vobj_reset();
+void ufib_vobj_init_types(); /* registers the object types, the path counts of records, and the timer */
+void ufib_vobj_reset();      /* process teardown in tests */

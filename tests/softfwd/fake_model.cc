@@ -137,5 +137,22 @@ void *ufib_pi_ecmp_get_next(const void *group, uint32_t *position) { return path
 void *ufib_pi_ecmp_get_platform_space(void *group) { return static_cast<fake_group *>(group)->space; }
 uint32_t ufib_pi_ecmp_get_vdc_id(const void *group) { return group_of(group)->vdc_id; }
 
+static const fake_vobj *vobj_of(const void *vobj) { return static_cast<const fake_vobj *>(vobj); }
+uint64_t ufib_pi_vobj_get_id(const void *vobj) { return vobj_of(vobj)->id; }
+uint32_t ufib_pi_vobj_get_vdc_id(const void *vobj) { return vobj_of(vobj)->vdc_id; }
+uint32_t ufib_pi_vobj_get_num_cnhs(const void *vobj) {
+    return static_cast<uint32_t>(vobj_of(vobj)->paths.size());
+}
+void *ufib_pi_vobj_get_cnh_at_idx(const void *vobj, uint32_t index) { return vobj_of(vobj)->paths.at(index); }
+void *ufib_pi_vobj_cnh_get_adj(const void *cnh) { return const_cast<void *>(cnh); }
+uint32_t ufib_pi_vobj_cnh_get_label(const void *) { return 0; }
+void *ufib_pi_get_vobj_pltfm_space(void *vobj) { return static_cast<fake_vobj *>(vobj)->space; }
+void *ufib_pi_vobj_fec_get_vobj(const void *fec) { return const_cast<void *>(fec); }
+void ufib_pi_vobj_get_nhcount_params(const void *vobj, ufib_pi_nhcount_params *out) {
+    const fake_vobj *from = vobj_of(vobj);
+    *out = {from->old_handle, from->new_handle, from->old_count, from->new_count,
+            ufib_pi_vobj_get_num_cnhs(vobj)};
+}
+
 bool ufib_pi_table_is_wildcard(uint32_t table_id) { return table_id == 65534 || table_id == 65535; }
 }

@@ -26,6 +26,11 @@ struct fake_group { /* of next hops that the test keeps */
     uint8_t space[512] = {};
 };
 
+struct fake_vobj : fake_group { /* its handle is that of the current instance, its paths are the cnhs */
+    uint64_t id = 1;
+    uint32_t old_handle = 0, old_count = 0, new_handle = 0, new_count = 0;
+};
+
 struct fake_prefix {
     bool v4 = true;
     uint32_t vdc_id = 1;
