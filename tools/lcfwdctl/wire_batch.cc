@@ -7,12 +7,11 @@
 #include <algorithm>
 #include <cstring>
 
-static constexpr uint8_t ROUTE_ADD = 1, ROUTE_DELETE = 2; /* IPv6: two more */
-static constexpr uint16_t TLV_NEXT_HOP = 1;
+static constexpr uint8_t OPCODE_ADD = 1, OPCODE_DELETE = 2; /* IPv6: two more */
 static constexpr uint16_t NACK_MASK = 0x7fff;
 
 static uint8_t route_opcode(const ctl_batch_form &form) {
-    return static_cast<uint8_t>((form.add ? ROUTE_ADD : ROUTE_DELETE) + (form.family == 6 ? 2 : 0));
+    return static_cast<uint8_t>((form.add ? OPCODE_ADD : OPCODE_DELETE) + (form.family == 6 ? 2 : 0));
 }
 
 /* A next hop with an empty array of its own, as an element of the route's array. */
@@ -43,10 +42,11 @@ static void put_route_v1(std::vector<uint8_t> *out, const ctl_batch_form &form, 
     ctl_append(out, record);
     ctl_append(out, ctl_tlv_array{wire_put<uint16_t>(1),
                                   wire_put(static_cast<uint16_t>(ROUTE_V1_BYTES - sizeof(ctl_route_v1)))});
-    ctl_append(out, ctl_tlv_head{wire_put(TLV_NEXT_HOP), wire_put(static_cast<uint16_t>(HOP_V1_BYTES))});
+    ctl_append(out,
+               ctl_tlv_head{wire_put(ROUTE_TLV_NEXT_HOP), wire_put(static_cast<uint16_t>(HOP_V1_BYTES))});
     ctl_hop_v1 next{};
     next.if_index = wire_put(hop.if_index);
-    memcpy(next.address, hop.address, sizeof next.address);
+    memcpy(next.nh_address, hop.address, sizeof next.nh_address);
     next.table_id = wire_put(form.table_id);
     next.nh_len = form.family == 4 ? 32 : 128;
     next.nexthop_len = wire_put(static_cast<uint16_t>(HOP_V1_BYTES));

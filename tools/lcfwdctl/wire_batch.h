@@ -7,6 +7,7 @@
 #include "tools/lcfwdctl/route_list.h"
 
 #include "core/wire.h"
+#include "ufib/ufib_route_wire.h"
 
 #include <span>
 #include <vector>
@@ -14,80 +15,17 @@
 constexpr uint32_t CTL_OPC_ROUTES_V4 = 74767;
 constexpr uint32_t CTL_OPC_ROUTES_V6 = 74768;
 
-struct ctl_batch_v1 { /* then the records */
-    wire_be<uint32_t> len;
-    wire_be<uint32_t> batch_size;
-    wire_be<uint16_t> count;
-    uint8_t flags;
-    wire_be<uint32_t> xid;
-    uint8_t epoch;
-    uint8_t client_id;
-};
-static_assert(sizeof(ctl_batch_v1) == 17);
-
-struct ctl_answer_v1 {
-    wire_be<uint32_t> len;
-    wire_be<uint16_t> nack_count; /* bit 15 is always set */
-    wire_be<uint16_t> ack_count;
-    wire_be<uint16_t> count;
-    uint8_t flags;
-    wire_be<uint32_t> xid;
-    uint8_t epoch;
-    uint8_t client_id;
-};
-static_assert(sizeof(ctl_answer_v1) == 17);
-
-struct ctl_batch_v0 { /* then the records */
-    uint8_t reserved0[2];
-    uint8_t epoch;
-    uint8_t reserved3;
-    wire_be<uint32_t> table_id;
-    wire_be<uint32_t> batch_size;
-    wire_be<uint16_t> count;
-    uint8_t flags;
-    uint8_t client_id;
-    wire_be<uint32_t> xid;
-};
-static_assert(sizeof(ctl_batch_v0) == 20);
-
-struct ctl_answer_v0 {
-    uint8_t reserved0[2];
-    uint8_t epoch;
-    uint8_t reserved3;
-    wire_be<uint32_t> table_id;
-    wire_be<uint16_t> nack_count; /* bit 15 is always set */
-    wire_be<uint16_t> ack_count;
-    wire_be<uint16_t> count;
-    uint8_t flags;
-    uint8_t client_id;
-    wire_be<uint32_t> xid;
-};
-static_assert(sizeof(ctl_answer_v0) == 20);
-
-struct ctl_route_v1 { /* then a TLV array with the next hops */
-    uint8_t opcode;
-    uint8_t flags;
-    uint8_t reserved2;
-    uint8_t nh_count;
-    uint8_t prefix_len;
-    uint8_t prefix[16];
-    wire_be<uint16_t> route_len; /* the whole record */
-    wire_be<uint32_t> table_id;
-};
-static_assert(sizeof(ctl_route_v1) == 27);
-
-struct ctl_hop_v1 { /* then a TLV array of its own */
-    wire_be<uint32_t> if_index;
-    uint8_t address[16];
-    wire_be<uint32_t> table_id;
-    uint8_t nh_len;
-    uint8_t flags;
-    uint8_t label_count;
-    uint8_t label_op;
-    uint8_t reserved28[5];
-    wire_be<uint16_t> nexthop_len; /* the whole record */
-};
-static_assert(sizeof(ctl_hop_v1) == 35);
+/* The layouts are the process's own: one definition for both ends. */
+using ctl_batch_v1 = route_update_v1_hdr;
+using ctl_answer_v1 = route_update_v1_rsp;
+using ctl_batch_v0 = route_update_hdr;
+using ctl_answer_v0 = route_update_rsp;
+using ctl_route_v1 = route_rec;
+using ctl_hop_v1 = nh_rec;
+using ctl_route_v0_v4 = route_v0_v4;
+using ctl_route_v0_v6 = route_v0_v6;
+using ctl_hop_v0_v4 = nh_v0_v4;
+using ctl_hop_v0_v6 = nh_v0_v6;
 
 struct ctl_tlv_array {
     wire_be<uint16_t> count;
@@ -98,47 +36,6 @@ struct ctl_tlv_head {
     wire_be<uint16_t> length;
 };
 static_assert(sizeof(ctl_tlv_array) == 4 && sizeof(ctl_tlv_head) == 4);
-
-struct ctl_route_v0_v4 { /* then the next hops */
-    uint8_t opcode;
-    uint8_t reserved1;
-    uint8_t flags;
-    uint8_t reserved3;
-    uint8_t nh_count;
-    uint8_t prefix_len;
-    uint8_t reserved6[2];
-    uint8_t prefix[4];
-    wire_be<uint16_t> route_len;
-    uint8_t reserved14[2];
-};
-static_assert(sizeof(ctl_route_v0_v4) == 16);
-
-struct ctl_route_v0_v6 { /* then the next hops */
-    uint8_t opcode;
-    uint8_t reserved1;
-    uint8_t flags;
-    uint8_t reserved3;
-    uint8_t nh_count;
-    uint8_t prefix_len;
-    uint8_t prefix[16];
-    wire_be<uint16_t> route_len;
-    uint8_t reserved24[4];
-};
-static_assert(sizeof(ctl_route_v0_v6) == 28);
-
-struct ctl_hop_v0_v4 {
-    wire_be<uint32_t> if_index;
-    uint8_t address[4];
-    wire_be<uint16_t> extra_len;
-    uint8_t reserved10[2];
-};
-struct ctl_hop_v0_v6 {
-    wire_be<uint32_t> if_index;
-    uint8_t address[16];
-    wire_be<uint16_t> extra_len;
-    uint8_t reserved22[2];
-};
-static_assert(sizeof(ctl_hop_v0_v4) == 12 && sizeof(ctl_hop_v0_v6) == 24);
 
 constexpr uint8_t CTL_BATCH_TABLE_END = 0x2; /* the last batch of a load */
 constexpr uint8_t CTL_ANSWER_GOOD = 0x1;
