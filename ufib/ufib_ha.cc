@@ -17,6 +17,7 @@
 #include "ufib/ufib_record.h"
 #include "ufib/ufib_route.h"
 #include "ufib/ufib_vdc.h"
+#include "ufib/ufib_vobj.h"
 
 #include <cstddef>
 #include <cstring>
@@ -293,12 +294,16 @@ void ufib_ha_prefix_stands(ufib_pfx *pfx, const ufib_ha_route &record) {
 
 static void vdc_recover(ufib_vdc *vdc) {
     ufib_cur_vdc_id = vdc->desc->vdc_id;
+    ufib_obj_keep_all(true);
     ufib_ha_restore_rpf_info(vdc);
     if (ufib_hook.ha_recover_te_tunnels != nullptr) ufib_hook.ha_recover_te_tunnels(vdc);
     ufib_ha_restore_table_info(vdc);
     ufib_ha_replay_prefixes(vdc);
+    ufib_clear_old_instances_all_vobj(vdc); /* every prefix was attached to the current ones just now */
     ufib_ha_recover_non_prefix_assoc_entries(vdc);
     ufib_ha_recover_non_prefix_assoc_adj(vdc);
+    ufib_obj_keep_all(false);
+    ufib_ha_sweep_unused(vdc);
     if (ufib_hook.ha_restore_services != nullptr) ufib_hook.ha_restore_services(vdc);
     (void)ufib_platform_all_writes_ready();
 }

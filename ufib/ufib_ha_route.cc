@@ -9,6 +9,7 @@
 #include "ufib/ufib_ha_private.h"
 #include "ufib/ufib_hooks.h"
 #include "ufib/ufib_pss_read.h"
+#include "ufib/ufib_pss_vobj.h"
 #include "ufib/ufib_vdc.h"
 
 #include <cstring>
@@ -146,6 +147,47 @@ static bool form_ecmp(ufib_ha_form *form) {
     return true;
 }
 
+static uint8_t vobj_row_flags(const ufib_vobj_record_row &row) {
+    uint8_t flags = 0;
+    if ((row.flags & UFIB_VOBJ_RECORD_RNH) != 0) flags |= NH_RNH;
+    if ((row.flags & UFIB_VOBJ_RECORD_ACTIVE) == 0) flags |= NH_BACKUP;
+    if ((row.flags & UFIB_VOBJ_RECORD_SEGMENT) != 0) flags |= NH_SEGMENT;
+    return flags;
+}
+
+static bool form_vobj_row(ufib_ha_form *form, const ufib_vobj_record_row &row) {
+    uint8_t address[16];
+    std::memcpy(address, row.address, sizeof address);
+    if ((row.flags & UFIB_VOBJ_RECORD_V4) != 0) {
+        uint32_t host;
+        std::memcpy(&host, row.address, sizeof host);
+        const wire_be<uint32_t> word = wire_put(host);
+        std::memcpy(address, word.raw, sizeof word.raw);
+    }
+    ufib_ha_hop hop = {.if_index = 0,
+                       .address = address,
+                       .table_id = row.table_id,
+                       .mask_len = row.mask_len,
+                       .flags = vobj_row_flags(row)};
+    hop.labels[0] = row.label;
+    hop.label_count = row.label != 0 || (hop.flags & NH_SEGMENT) != 0 ? 1 : 0;
+    return ufib_ha_form_hop(form, hop);
+}
+
+/* A plain hop comes back without its interface: its prefix was replayed from a record of its own. */
+static bool form_vobj(ufib_ha_form *form) {
+    const ufib_ha_route &record = *form->record;
+    ufib_vobj_record stored;
+    if (!ufib_pss_get_vobj(form->vdc->desc->vdc_id, record.next_handle, &stored)) {
+        UFIB_ERR("no vobj record %#x for %s", record.next_handle,
+                 ufib_prefix_str(*form->family, record.address, record.mask_len));
+        return false;
+    }
+    for (uint32_t i = 0; i < stored.row_count; i++)
+        if (!form_vobj_row(form, stored.rows[i])) return false;
+    return true;
+}
+
 static bool form_labelled(ufib_ha_form *form) {
     return ufib_hook.ha_form_labelled != nullptr && ufib_hook.ha_form_labelled(form->vdc, form->record, form);
 }
@@ -168,6 +210,7 @@ static bool form_hops(ufib_ha_form *form) {
     if (global) return record.next_handle != 0 && form_null_hop(form);
     switch (record.next_type) {
     case UFIB_OBJ_ECMP: return form_ecmp(form);
+    case UFIB_OBJ_VOBJ: return form_vobj(form);
     case UFIB_OBJ_V4ADJ:
     case UFIB_OBJ_V6ADJ: return form_adjacency(form);
     case UFIB_OBJ_MPLS_ADJ:
