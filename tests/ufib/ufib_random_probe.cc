@@ -33,7 +33,7 @@ ref_result probe_lookup(softfwd_reader *reader, const probe_key &key) {
 
 ufib_probe::ufib_probe(uint32_t slot, std::vector<probe_key> probe_keys)
     : keys(std::move(probe_keys)), valid_(std::make_shared<probe_valid>(keys.size())) {
-    for (auto &set : const_cast<probe_valid &>(*valid_)) set.insert({});
+    for (auto &set : const_cast<probe_valid &>(*valid_)) set.insert(ref_result{});
     thread_ = std::thread([this, slot] { run(slot); });
 }
 

@@ -18,7 +18,8 @@
 constexpr uint32_t SLOT = 3;
 constexpr size_t ROUTES_MAX = 30; /* in a batch */
 constexpr size_t PROBE_KEYS = 48;
-constexpr size_t RECORDS_EVERY = 16; /* batches: the files are read that often */
+constexpr uint8_t HOP_OF_FAILURES = 99; /* last byte of its address */
+constexpr size_t RECORDS_EVERY = 16;    /* batches: the files are read that often */
 
 static uint64_t number_of(const char *name, uint64_t otherwise) {
     const char *text = std::getenv(name);
@@ -172,6 +173,8 @@ random_route random_life::route(uint32_t vdc, bool v6, const std::vector<random_
         out.fails_late = true;
         for (const random_route &other : before)
             if (other.prefix == out.prefix) out.fails_late = false; /* the fault goes by prefix alone */
+        /* When in the batch it fails is the engine's business: nothing else may depend on its neighbour. */
+        if (out.fails_late) out.hop.address[v6 ? 15 : 3] = HOP_OF_FAILURES;
     }
     /* And what is bound to fail is left alone in the rest of its batch. */
     for (const random_route &other : before)
