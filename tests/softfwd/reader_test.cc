@@ -149,6 +149,7 @@ TEST_F(reading, new_tables_send_their_readers_away) {
  * next hops, and next hops whose two MACs always end in the same byte. */
 struct killing : softfwd_rig {
     std::vector<fake_adj> adjs;
+    std::vector<fake_group> kept; /* of adjacencies 1 and 2: two to point at, one that comes and goes */
     std::vector<fake_prefix> model;
     uint32_t table = 0;
 
@@ -161,6 +162,8 @@ struct killing : softfwd_rig {
         model.assign(257, prefix("20.1.0.0/16", &adjs[0]));
         for (uint32_t i = 0; i < 256; i++)
             model[i].address += i << 8, model[i].bits = 24, model[i].next = &adjs[1];
+        kept.assign(3, fake_group{});
+        for (fake_group &group : kept) group.paths = {&adjs[1], &adjs[2]};
     }
 
     /* Takes over what the killed writer left, as a restarted process does from its records. */
@@ -171,6 +174,11 @@ struct killing : softfwd_rig {
             fake_adj *next = &adjs[at.if_index - 1000];
             if (insert(next, at.handle) == 0) _exit(3);
         }
+        softfwd_group_info group = {};
+        for (fake_group &of : kept)
+            if (softfwd_reader_group_next(reader, &group) == 0)
+                of.handle = api.insert_ecmp(&of, group.handle, 0);
+        if (kept[1].handle == 0 || softfwd_unclaimed_groups(nullptr, 0) != 0) _exit(6);
         softfwd_table_info info = {};
         softfwd_prefix_info route = {};
         if (softfwd_reader_table_next(reader, &info) == 0)
@@ -183,7 +191,18 @@ struct killing : softfwd_rig {
     }
 
     void change(std::mt19937 *random) {
-        const uint32_t pick = static_cast<uint32_t>((*random)() % 300);
+        const uint32_t pick = static_cast<uint32_t>((*random)() % 340);
+        if (pick >= 300) {
+            fake_group *group = &kept[pick % 3];
+            if (pick % 3 == 2 && group->handle != 0) {
+                (void)api.delete_ecmp(group);
+                group->handle = 0;
+                return;
+            }
+            for (fake_adj *&path : group->paths) path = &adjs[1 + (*random)() % 2];
+            group->handle = api.insert_ecmp(group, 0, 0);
+            return;
+        }
         if (pick >= 256) {
             fake_adj *next = &adjs[pick % 3];
             next->dmac[5] = next->smac[5] = static_cast<uint8_t>((*random)());
@@ -192,6 +211,7 @@ struct killing : softfwd_rig {
         }
         fake_prefix *pfx = &model[pick];
         pfx->next = &adjs[1 + (*random)() % 2];
+        pfx->group = (*random)() % 2 == 0 ? nullptr : &kept[(*random)() % 2];
         if (pfx->handle != 0 && (*random)() % 2 != 0)
             remove(table, pfx);
         else
@@ -224,6 +244,7 @@ TEST_F(killing, readers_never_see_a_broken_table_while_writers_die_at_random) {
     model_build();
     table = api.insert_v4_table(vdc, table_id, nullptr, 0);
     for (fake_adj &next : adjs) insert(&next);
+    for (uint32_t i = 0; i < 2; i++) kept[i].handle = api.insert_ecmp(&kept[i], 0, 0);
     insert(table, &model[256]);
     stop();
     const unsigned seed = std::random_device{}();
@@ -253,4 +274,5 @@ TEST_F(killing, readers_never_see_a_broken_table_while_writers_die_at_random) {
     start(1);
     expect_integrity();
     EXPECT_EQ(softfwd_adjacency_count(), 3u) << "seed " << seed;
+    EXPECT_EQ(softfwd_group_count() | 1, 3u) << "seed " << seed;
 }

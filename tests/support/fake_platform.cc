@@ -160,6 +160,107 @@ static int delete_adj(void *adj) {
     return 0;
 }
 
+/* As many handles in a row as it has paths. */
+static uint32_t insert_ecmp(void *group, uint32_t ha, uint32_t) {
+    std::vector<uint32_t> members;
+    std::string content = "to";
+    uint32_t position;
+    for (const void *adj = ufib_pi_ecmp_get_first(group, &position); adj != nullptr;
+         adj = ufib_pi_ecmp_get_next(group, &position)) {
+        members.push_back(ufib_pi_adj_get_hh(adj));
+        content += " " + number(members.back());
+    }
+    const uint32_t present = ufib_pi_obj_get_hh(group);
+    const uint32_t handle = entry_write("insert_ecmp", "ecmp", content, ha, present);
+    if (handle == 0) return 0;
+    if (ha == 0 && present == 0) fake.last_handle += static_cast<uint32_t>(members.size()) - 1;
+    fake.entries[handle].members = members;
+    return handle;
+}
+static int delete_ecmp(void *group) {
+    entry_erase("delete_ecmp", "of " + number(ufib_pi_ecmp_get_nhcount(group)), ufib_pi_obj_get_hh(group));
+    return 0;
+}
+static uint32_t ecmp_space_len(uint8_t) { return fake.ecmp_space_len; }
+
+/* Instances of virtual objects: "insert_vobj to 7 8 = 12". The size is that of the first write. */
+static std::vector<uint32_t> vobj_members(const void *vobj) {
+    std::vector<uint32_t> members;
+    for (uint32_t i = 0; i < ufib_pi_vobj_get_num_cnhs(vobj); i++)
+        members.push_back(ufib_pi_adj_get_hh(ufib_pi_vobj_cnh_get_adj(ufib_pi_vobj_get_cnh_at_idx(vobj, i))));
+    return members;
+}
+static std::string members_text(const std::vector<uint32_t> &members) {
+    std::string text = "to";
+    for (const uint32_t member : members) text += " " + number(member);
+    return text;
+}
+static bool is_vobj(uint32_t handle) {
+    const auto found = fake.entries.find(handle);
+    return found != fake.entries.end() && found->second.kind == "vobj";
+}
+static int insert_vobj(void *vobj, const ufib_ha_route *record) {
+    ufib_pi_nhcount_params params;
+    ufib_pi_vobj_get_nhcount_params(vobj, &params);
+    const std::vector<uint32_t> members = vobj_members(vobj);
+    const bool two = is_vobj(params.old_handle) && is_vobj(params.new_handle);
+    const bool keep = record != nullptr && is_vobj(params.new_handle) &&
+                      (two || fake.entries[params.new_handle].members.size() == members.size());
+    if (two && !keep) note("insert_vobj third");
+    if (two && !keep) return -1;
+    const uint32_t handle =
+        entry_write("insert_vobj", "vobj", members_text(members), keep ? params.new_handle : 0, 0);
+    if (handle == 0) return -1;
+    if (!keep) fake.entries[handle].members = members;
+    return static_cast<int>(handle);
+}
+/* The first members, as many as there are places; a smaller set leaves the other places empty. */
+static void vobj_rewrite(uint32_t handle, std::vector<uint32_t> members) {
+    if (!is_vobj(handle)) return;
+    fake_entry &entry = fake.entries[handle];
+    const size_t places = entry.places != 0 ? entry.places : entry.members.size();
+    entry.places = places;
+    if (members.size() > places) members.resize(places);
+    entry.members = members;
+    entry.content = members_text(members);
+    note("update_vobj " + entry.content + " " + number(handle));
+}
+static int update_vobj(void *vobj, uint32_t) {
+    if (refused("update_vobj")) return -1;
+    ufib_pi_nhcount_params params;
+    ufib_pi_vobj_get_nhcount_params(vobj, &params);
+    vobj_rewrite(params.new_handle, vobj_members(vobj));
+    vobj_rewrite(params.old_handle, vobj_members(vobj));
+    return 0;
+}
+static int delete_vobj(void *vobj, uint32_t instance) {
+    ufib_pi_nhcount_params params;
+    ufib_pi_vobj_get_nhcount_params(vobj, &params);
+    if (instance != 1 && params.old_handle != 0) entry_erase("delete_vobj", "old", params.old_handle);
+    if (instance != 0 && params.new_handle != 0) entry_erase("delete_vobj", "new", params.new_handle);
+    return 0;
+}
+static int update_vobj_fec(void *) {
+    if (refused("update_vobj_fec")) return -1;
+    note("update_vobj_fec = " + number(++fake.last_handle));
+    return static_cast<int>(fake.last_handle);
+}
+static int delete_vobj_fec(void *, uint32_t instance) {
+    note("delete_vobj_fec " + number(instance));
+    return 0;
+}
+static int update_prefix_nh(void *pfx) {
+    const uint32_t next = ufib_pi_prefix_get_adj_handle(pfx);
+    fake.entries[ufib_pi_obj_get_hh(pfx)].content = "table " + number(ufib_pi_prefix_get_table_handle(pfx)) +
+                                                    " " + prefix_text(pfx) + " to " + number(next);
+    note("update_prefix_nh " + prefix_text(pfx) + " to " + number(next));
+    return 0;
+}
+static int update_prefix_rpf(void *pfx) {
+    note("update_prefix_rpf " + prefix_text(pfx));
+    return 0;
+}
+
 static void ufib_recovery_start() { note("ufib_restart_recovery_start"); }
 static void ufib_recovery_end() { note("ufib_restart_recovery_end"); }
 static void ha_get_route(uint32_t handle, ufib_ha_route *record) {
@@ -180,8 +281,21 @@ static int get_rewrite_info(uint32_t handle, ufib_platform_rewrite *rewrite) {
     *rewrite = found->second.rewrite;
     return 0;
 }
-static uint32_t get_adj_base_handle(uint32_t handle) { return handle; }
-static int ecmp_get_adj_ha_handles(ufib_ha_route *) { return 0; }
+/* An adjacency's own handle, or a group's member's. */
+static uint32_t get_adj_base_handle(uint32_t handle) {
+    auto found = fake.entries.upper_bound(handle);
+    if (found == fake.entries.begin()) return handle;
+    --found;
+    const uint32_t member = handle - found->first;
+    return member < found->second.members.size() ? found->second.members[member] : handle;
+}
+static int ecmp_get_adj_ha_handles(ufib_ha_route *record) {
+    const auto found = fake.entries.find(record->next_handle);
+    if (found == fake.entries.end()) return -1;
+    for (size_t i = 0; i < found->second.members.size() && i < 64; i++)
+        record->adj_handles[i] = found->second.members[i];
+    return 0;
+}
 static void ha_clean_v4_pfx(uint32_t handle, uint8_t, uint32_t) {
     entry_erase("ha_clean_v4_pfx", "", handle);
 }
@@ -217,8 +331,20 @@ static void ufib_api_init(ufib_platform_api *api, ufib_platform_caps *caps, int)
     api->insert_v6_prefix = insert_v6_prefix;
     api->delete_v4_prefix = delete_v4_prefix;
     api->delete_v6_prefix = delete_v6_prefix;
+    api->insert_vobj = insert_vobj;
+    api->update_vobj = update_vobj;
+    api->delete_vobj = delete_vobj;
+    api->update_vobj_fec = update_vobj_fec;
+    api->delete_vobj_fec = delete_vobj_fec;
+    api->update_v4prefix_nh = update_prefix_nh;
+    api->update_v6prefix_nh = update_prefix_nh;
+    api->update_v4prefix_rpf = update_prefix_rpf;
+    api->update_v6prefix_rpf = update_prefix_rpf;
     api->insert_adj = insert_adj;
     api->delete_adj = delete_adj;
+    api->insert_ecmp = insert_ecmp;
+    api->delete_ecmp = delete_ecmp;
+    api->ecmp_space_len = ecmp_space_len;
     api->restart_recovery_start = ufib_recovery_start;
     api->restart_recovery_end = ufib_recovery_end;
     api->ha_get_route = ha_get_route;

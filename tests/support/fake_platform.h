@@ -19,6 +19,8 @@ struct fake_entry {
     std::string content; /* as the log line tells it */
     ufib_ha_route route; /* of prefixes: what recovery asks for */
     ufib_platform_rewrite rewrite;
+    size_t places = 0;             /* of an instance of a virtual object that was rewritten */
+    std::vector<uint32_t> members; /* of a group: the handles of its adjacencies; handle + i is member i */
 };
 
 struct fake_platform {
@@ -34,6 +36,7 @@ struct fake_platform {
     bool optimize_wildcard = false;
     std::map<uint32_t, bool> tables_not_required; /* by table id */
     ufib_platform_caps caps;
+    uint32_t ecmp_space_len;                                /* behind each group */
     void (*show_command)(cmd_handle *, uint32_t, uint32_t); /* serves commands of the library's own */
     uint32_t restarts;                                      /* api_init calls with the restart flag */
 };

@@ -28,6 +28,11 @@ std::string model_name(const ufib_adj *adj) {
     return "vdc " + std::to_string(ufib_adj_vdc_id(adj)) + " adjacency " + ufib_adj_str(adj);
 }
 
+std::string model_name(const ufib_ecmp *group) {
+    return "vdc " + std::to_string(group->vdc_id) + " group of " + std::to_string(group->key->count) + " @" +
+           std::to_string(group->obj.handle);
+}
+
 /* A route is in hardware as long as somebody holds the route itself; an RNH never is. */
 static void prefix_check(model_walk *walk, const ufib_pfx *pfx, bool rnh) {
     const std::string name = model_name(pfx);
@@ -35,7 +40,8 @@ static void prefix_check(model_walk *walk, const ufib_pfx *pfx, bool rnh) {
     if (pfx->obj.next == nullptr) walk->wrong(name + " has no next object");
     if (pfx->obj.next != nullptr) {
         walk->expected[pfx->obj.next]++;
-        if (!ufib_obj_is_adj(pfx->obj.next)) walk->only_adjacencies = false;
+        if (!ufib_obj_is_adj(pfx->obj.next) && ufib_obj_type_of(pfx->obj.next) != UFIB_OBJ_ECMP)
+            walk->no_vobjs = false;
         if (pfx->obj.next->handle == 0) walk->wrong(name + " points at an object that is not in hardware");
     }
     const bool in_hardware = pfx->obj.handle != 0;
@@ -139,13 +145,48 @@ static void globals_check(model_walk *walk, const ufib_vdc *vdc) {
     }
 }
 
-/* Groups and virtual objects refer to adjacencies too; where there are any, the prefixes' links are a lower bound. */
+/* Virtual objects refer to adjacencies too; where there are any, the links of the others are a lower bound. */
 static void references_check(model_walk *walk, const ufib_adj *adj, const std::string &name) {
     const uint32_t expected = walk->expected[&adj->obj];
     const uint32_t is = ufib_obj_refs(&adj->obj);
-    if (is < expected || walk->only_adjacencies) walk->same(name + " references", is, expected);
+    if (is < expected || walk->no_vobjs) walk->same(name + " references", is, expected);
     if (is == 0 && ufib_adj_destroy_ok(adj) && (adj->flags & UFIB_ADJ_RECIRCULATE) == 0)
         walk->wrong(name + " lives and nobody wants it");
+}
+
+static void group_check(model_walk *walk, ufib_vdc *vdc, const ufib_ecmp *group) {
+    const std::string name = model_name(group);
+    const ufib_family &group_family = ufib_ecmp_family(group);
+    uint32_t linked = 0;
+    for (uint32_t path = 0; path < group->key->count; path++) {
+        if (group->paths[path] == nullptr) continue;
+        linked++;
+        walk->expected[group->paths[path]]++;
+        if (group->paths[path]->handle == 0) walk->wrong(name + " has a path that is not in hardware");
+    }
+    walk->same(name + " linked", group->linked, linked);
+    walk->same(name + " vdc", group->vdc_id, vdc->desc->vdc_id);
+    if (ufib_ecmp_search(vdc, group_family, *group->key, nullptr) != group)
+        walk->wrong(name + " is not found by its key, or stands twice");
+    if (group->obj.handle == 0) walk->wrong(name + " is not in hardware");
+    if ((group->pbr_count != 0) != ((group->holders & UFIB_ECMP_HELD_PBR) != 0))
+        walk->wrong(name + ": PBR's hold and count disagree");
+    if ((group->holders & UFIB_ECMP_HELD_PBR) != 0) walk->expected[&group->obj]++;
+    walk->groups.push_back(group);
+}
+
+static void groups_check(model_walk *walk, ufib_vdc *vdc) {
+    uint32_t count = 0;
+    for (const ufib_ecmp *group = ufib_ecmp_get_first(vdc); group != nullptr;
+         group = ufib_ecmp_get_next(vdc, group), count++)
+        group_check(walk, vdc, group);
+    walk->same("vdc " + std::to_string(vdc->desc->vdc_id) + " groups", vdc->ecmp_count, count);
+}
+
+/* Recursive next hops hold groups as well. */
+static void group_references_check(model_walk *walk, const ufib_ecmp *group) {
+    walk->same(model_name(group) + " references", ufib_obj_refs(&group->obj), walk->expected[&group->obj]);
+    if (ufib_ecmp_destroy_ok(group)) walk->wrong(model_name(group) + " lives and nobody wants it");
 }
 
 static uint32_t in_use(const char *name) {
@@ -178,6 +219,10 @@ static void handles_check(model_walk *walk) {
     };
     for (const ufib_adj *adj : walk->adjacencies) add(adj);
     for (const model_global &global : walk->globals) add(global.adj);
+    for (const ufib_ecmp *group : walk->groups)
+        if (group->obj.handle != 0 && (!walk->group_by_handle.emplace(group->obj.handle, group).second ||
+                                       walk->adj_by_handle.count(group->obj.handle) != 0))
+            walk->wrong(model_name(group) + " shares its handle");
 }
 
 std::vector<std::string> model_check(const lcfwd_rig &rig, const model_check_options &options) {
@@ -188,9 +233,11 @@ std::vector<std::string> model_check(const lcfwd_rig &rig, const model_check_opt
         tables_check(&walk, vdc);
         interfaces_check(&walk, vdc);
         globals_check(&walk, vdc);
+        groups_check(&walk, vdc);
         walk.vdcs.push_back(id);
     }
     for (const ufib_adj *adj : walk.adjacencies) references_check(&walk, adj, model_name(adj));
+    for (const ufib_ecmp *group : walk.groups) group_references_check(&walk, group);
     for (const model_global &global : walk.globals)
         references_check(&walk, global.adj, "global " + std::to_string(global.kind));
     leaks_check(&walk);

@@ -44,13 +44,34 @@ static void adjs_compare(model_walk *walk, softfwd_reader *reader) {
     walk->same("engine: adjacencies", met, walk->adj_by_handle.size());
 }
 
+static void groups_compare(model_walk *walk, softfwd_reader *reader) {
+    size_t met = 0;
+    softfwd_group_info entry = {};
+    while (softfwd_reader_group_next(reader, &entry) == 0) {
+        if (entry.origin != SOFTFWD_GROUP_ECMP) continue;
+        const auto found = walk->group_by_handle.find(entry.handle);
+        if (found == walk->group_by_handle.end()) {
+            walk->wrong("engine: group " + std::to_string(entry.handle) + " is not in the model");
+            continue;
+        }
+        met++;
+        const ufib_ecmp *group = found->second;
+        const std::string name = "engine: " + model_name(group);
+        walk->same(name + " members", entry.count, group->linked);
+        for (uint32_t i = 0; i < entry.count && i < group->key->count; i++)
+            walk->same(name + " member " + std::to_string(i), entry.members[i].adj_handle,
+                       ufib_obj_get_hardware_handle(group->paths[i]));
+    }
+    walk->same("engine: groups", met, walk->group_by_handle.size());
+}
+
 static void prefix_compare(model_walk *walk, const ufib_pfx *pfx, const softfwd_prefix_info &entry) {
     const std::string name = "engine: " + model_name(pfx);
     if (entry.mask_len != pfx->mask_len ||
         std::memcmp(entry.address, ufib_pfx_address(pfx), ufib_prefix_family(pfx).addr_bytes) != 0)
         walk->wrong(name + " has another address");
     walk->same(name + " table", entry.table_handle, pfx->table->obj.handle);
-    if (walk->only_adjacencies)
+    if (walk->no_vobjs)
         walk->same(name + " next", entry.next_handle, ufib_obj_get_hardware_handle(pfx->obj.next));
 }
 
@@ -95,6 +116,7 @@ static void software_engine_check(model_walk *walk, const lcfwd_rig &rig) {
     }
     tables_compare(walk, reader);
     adjs_compare(walk, reader);
+    groups_compare(walk, reader);
     softfwd_reader_detach(reader);
 }
 
@@ -104,11 +126,14 @@ static void fake_check(model_walk *walk) {
         counts[entry.kind]++;
         if (entry.kind == "prefix" && walk->prefix_by_handle.count(handle) == 0)
             walk->wrong("platform: prefix " + entry.content + " is not in the model");
+        if (entry.kind == "ecmp" && walk->group_by_handle.count(handle) == 0)
+            walk->wrong("platform: group " + entry.content + " is not in the model");
         if (entry.kind == "adj" && walk->adj_by_handle.count(handle) == 0)
             walk->wrong("platform: adjacency " + entry.content + " is not in the model");
     }
     walk->same("platform: prefixes", counts["prefix"], walk->prefix_by_handle.size());
     walk->same("platform: adjacencies", counts["adj"], walk->adj_by_handle.size());
+    walk->same("platform: groups", counts["ecmp"], walk->group_by_handle.size());
 }
 
 void model_check_engine(model_walk *walk, const lcfwd_rig &rig, const platform_library &library) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "ufib/ufib_adj.h"
+#include "ufib/ufib_ecmp.h"
 #include "ufib/ufib_idb.h"
 #include "ufib/ufib_prefix.h"
 #include "ufib/ufib_table.h"
@@ -30,11 +31,13 @@ struct model_walk {
     std::vector<const ufib_pfx *> prefixes;
     std::vector<const ufib_adj *> adjacencies; /* of interfaces */
     std::vector<model_global> globals;
+    std::vector<const ufib_ecmp *> groups;
     uint32_t interfaces = 0;
-    bool only_adjacencies = true;                            /* no prefix points at another kind of object */
+    bool no_vobjs = true; /* no prefix points at another kind than adjacencies and groups */
     std::unordered_map<const ufib_obj *, uint32_t> expected; /* references */
     std::map<uint32_t, const ufib_pfx *> prefix_by_handle;
     std::map<uint32_t, const ufib_adj *> adj_by_handle;
+    std::map<uint32_t, const ufib_ecmp *> group_by_handle;
 
     void wrong(const std::string &text);
     void same(const std::string &what, uint64_t is, uint64_t should);
@@ -42,6 +45,7 @@ struct model_walk {
 
 [[nodiscard]] std::string model_name(const ufib_pfx *pfx);
 [[nodiscard]] std::string model_name(const ufib_adj *adj);
+[[nodiscard]] std::string model_name(const ufib_ecmp *group);
 
 void model_check_engine(model_walk *walk, const lcfwd_rig &rig, const platform_library &library);
 void model_check_records(model_walk *walk, const lcfwd_rig &rig);

@@ -29,7 +29,8 @@ static void put_address(bytes *out, bool v4, const uint8_t *address) {
 static std::string prefix_value(const ufib_pfx *pfx) {
     bytes out = {static_cast<uint8_t>(pfx->route_flags), pfx->holders, pfx->epoch};
     put_machine32(&out, ufib_obj_get_hardware_handle(pfx->obj.next));
-    out.push_back(1);
+    const bool group = ufib_obj_type_of(pfx->obj.next) == UFIB_OBJ_ECMP;
+    out.push_back(group ? reinterpret_cast<const ufib_ecmp *>(pfx->obj.next)->linked : uint8_t{1});
     out.push_back(static_cast<uint8_t>(ufib_obj_type_of(pfx->obj.next)));
     put_bytes(&out, {0, 1, 0, 12, 0, 1, 0, 4});
     put_machine32(&out, pfx->route_flags);
@@ -45,6 +46,24 @@ static std::string adj_value(const ufib_adj *adj) {
 
 static std::string counts_value(const ufib_adj *adj) {
     return hex_from_bytes({0, 1, 0, 10, 0, 1, 0, 2, adj->pbr_count, adj->wccp_count});
+}
+
+static std::string group_value(const ufib_ecmp *group) {
+    const bool v4 = ufib_ecmp_family(group).index == UFIB_STATS_V4;
+    bytes out = {group->holders, 0, 0, 0};
+    put_machine32(&out, group->key->count);
+    for (uint32_t path = 0; path < group->key->count; path++) {
+        const ufib_adj_key hop = ufib_ecmp_key_path(ufib_ecmp_family(group), *group->key, path);
+        put_machine32(&out, hop.if_index);
+        put_address(&out, v4, hop.address);
+    }
+    put_zeros(&out, (v4 ? 524 : 1292) - out.size());
+    return hex_from_bytes(out);
+}
+
+static std::string pbr_count_value(const ufib_ecmp *group) {
+    return hex_from_bytes({0, 1, 0, 10, 0, 1, 0, 2, static_cast<uint8_t>(group->pbr_count),
+                           static_cast<uint8_t>(group->pbr_count >> 8)});
 }
 
 static void compare(model_walk *walk, const std::string &file, const record_map &is,
@@ -80,6 +99,16 @@ static void prefixes_wanted(const model_walk &walk, wanted_records *wanted) {
     }
 }
 
+static void groups_wanted(const model_walk &walk, wanted_records *wanted) {
+    for (const ufib_ecmp *group : walk.groups) {
+        if (group->obj.handle == 0) continue;
+        const bool v4 = ufib_ecmp_family(group).index == UFIB_STATS_V4;
+        const std::string key = key_of(group->obj.handle);
+        wanted->file(v4 ? "v4ecmp" : "v6ecmp", group->vdc_id)[key] = group_value(group);
+        wanted->file(v4 ? "v4ecmp_tlv" : "v6ecmp_tlv", group->vdc_id)[key] = pbr_count_value(group);
+    }
+}
+
 static void adjs_wanted(const model_walk &walk, wanted_records *wanted) {
     for (const ufib_adj *adj : walk.adjacencies) {
         if (adj->obj.handle == 0) continue;
@@ -99,11 +128,13 @@ void model_check_records(model_walk *walk, const lcfwd_rig &rig) {
     wanted_records wanted;
     for (const uint32_t vdc_id : walk->vdcs) {
         for (const char *kind : adj_kinds) wanted.file(kind, vdc_id);
+        for (const char *kind : {"v4ecmp", "v4ecmp_tlv", "v6ecmp", "v6ecmp_tlv"}) wanted.file(kind, vdc_id);
         /* Other next objects have records of their own making. */
-        if (!walk->only_adjacencies) continue;
+        if (!walk->no_vobjs) continue;
         for (const char *kind : {"prefix", "dcsrif"}) wanted.file(kind, vdc_id);
     }
     adjs_wanted(*walk, &wanted);
-    if (walk->only_adjacencies) prefixes_wanted(*walk, &wanted);
+    groups_wanted(*walk, &wanted);
+    if (walk->no_vobjs) prefixes_wanted(*walk, &wanted);
     for (const auto &[file, records] : wanted.files) compare(walk, file, rig.records(file), records);
 }
