@@ -8,11 +8,14 @@
 #include "ufib/ufib_ha_private.h"
 #include "ufib/ufib_hooks.h"
 #include "ufib/ufib_idb.h"
+#include "ufib/ufib_journal.h"
+#include "ufib/ufib_prefix.h"
 #include "ufib/ufib_pss_read.h"
 #include "ufib/ufib_record.h"
 #include "ufib/ufib_rpf.h"
 #include "ufib/ufib_table.h"
 #include "ufib/ufib_vdc.h"
+#include "ufib/ufib_vobj.h"
 
 #include <cstring>
 #include <initializer_list>
@@ -229,4 +232,41 @@ void ufib_ha_recover_non_prefix_assoc_adj(ufib_vdc *vdc) {
                 (void)!pss2_delete(counts, &key);
         }
     }
+}
+
+/* ---- what nobody needs any more ---- */
+
+static void sweep_adjacencies(ufib_vdc *vdc, const ufib_family &family) {
+    for (ufib_adj *adj = ufib_adj_get_first(vdc, family), *next; adj != nullptr; adj = next) {
+        next = ufib_adj_get_next(adj);
+        if (ufib_adj_destroy_ok(adj)) (void)ufib_adj_destroy(nullptr, adj, false);
+    }
+}
+
+/* Provisional next hops whose last dependent is gone. */
+static void sweep_rnhs(ufib_table *table) {
+    for (ufib_pfx *rnh = ufib_prefix_get_first(&table->rnh), *next; rnh != nullptr; rnh = next) {
+        next = ufib_prefix_get_next(&table->rnh, ufib_pfx_address(rnh), rnh->mask_len);
+        const bool marked = (rnh->flags & UFIB_PFX_FLAG_RNH_DELETE_MARKED) != 0;
+        if (marked && rnh->holders == 0 && !ufib_prefix_has_dependents(rnh))
+            (void)ufib_prefix_destroy(table, rnh);
+    }
+}
+
+/* A batch that died half-way, and routes that could not be rebuilt, leave objects without users. */
+void ufib_ha_sweep_unused(ufib_vdc *vdc) {
+    for (ufib_vobj *vobj = ufib_vobj_get_first(vdc), *next; vobj != nullptr; vobj = next) {
+        next = ufib_vobj_get_next(vobj);
+        ufib_obj_delete(nullptr, &vobj->obj);
+    }
+    ravl_iterator at;
+    for (ufib_table *table = ufib_table_get_first(vdc->desc->vdc_id, &at); table != nullptr;
+         table = ufib_table_get_next(vdc->desc->vdc_id, &at))
+        sweep_rnhs(table);
+    for (ufib_ecmp *group = ufib_ecmp_get_first(vdc), *next; group != nullptr; group = next) {
+        next = ufib_ecmp_get_next(vdc, group);
+        if (ufib_ecmp_destroy_ok(group)) ufib_obj_delete(nullptr, &group->obj);
+    }
+    ufib_journal_clear();
+    for (const ufib_family &family : ufib_families) sweep_adjacencies(vdc, family);
 }

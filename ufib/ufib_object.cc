@@ -33,6 +33,7 @@ static const char *const obj_names[UFIB_OBJ_TYPES] = {
 
 static uint32_t ufib_object_size[UFIB_OBJ_TYPES];
 static ufib_obj_destroy_fn obj_destroy[UFIB_OBJ_TYPES];
+static bool keep_all;
 
 const char *ufib_obj_get_name(uint32_t type) {
     return type < UFIB_OBJ_TYPES && obj_names[type] != nullptr ? obj_names[type] : "unknown";
@@ -69,8 +70,10 @@ void ufib_obj_drop(ufib_obj *obj) {
     obj->type_refs -= UFIB_OBJ_REF;
 }
 
+void ufib_obj_keep_all(bool keep) { keep_all = keep; }
+
 void ufib_obj_delete(void *argument, ufib_obj *obj) {
-    if (obj == nullptr) return;
+    if (obj == nullptr || keep_all) return;
     const uint32_t type = ufib_obj_type_of(obj);
     if (type >= UFIB_OBJ_MPLS_L3VPN_LABEL || obj_destroy[type] == nullptr) return;
     if (type != UFIB_OBJ_V4ADJ && type != UFIB_OBJ_V6ADJ && ufib_obj_refs(obj) > 0) return;
@@ -107,5 +110,6 @@ void ufib_obj_reset() {
         ufib_object_size[type] = 0;
         obj_destroy[type] = nullptr;
     }
+    keep_all = false;
     ufib_journal = {};
 }

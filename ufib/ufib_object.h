@@ -67,6 +67,9 @@ void ufib_obj_register(uint32_t type, ufib_obj_destroy_fn destroy);
  * unregistered types: nothing. */
 void ufib_obj_delete(void *argument, ufib_obj *obj);
 
+/* While a restart rebuilds the model, what nobody refers to yet may still be somebody's: nothing is deleted. */
+void ufib_obj_keep_all(bool keep);
+
 /* Puts 'obj' into an empty slot with one reference. An occupied slot, or a null object: nothing happens. */
 void ufib_obj_link_objects(ufib_obj **slot, ufib_obj *obj);
 

@@ -1,0 +1,308 @@
+/* Restarts: what stood stands again, under the same handles, and nothing is written; what cannot be used goes. */
+#include "tests/ufib/ha_rig.h"
+
+#include "persist/lcfwd_pss.h"
+#include "ufib/ufib_pss.h"
+#include "ufib/ufib_pss_read.h"
+#include "ufib/ufib_record.h"
+
+#include <cstring>
+
+static constexpr uint8_t DIRECT = 0x01, LOCAL = 0x02, DROP = 0x04, ATTACHED = 0x08, LDB = 0x10,
+                         NEVER_STALE = 0x40, WILDCARD = 0x80;
+static constexpr const char *MAC = "02000a000001";
+
+/* Prefix number n of a family. */
+static std::string prefix(const family &f, unsigned n) {
+    return f.index == 0 ? "20." + std::to_string(n / 256) + "." + std::to_string(n % 256) + ".0/24"
+                        : "2001:db8:" + std::to_string(1000 + n) + "::/48";
+}
+static std::string address(const family &f, unsigned n) {
+    const std::string text = prefix(f, n);
+    const std::string net = text.substr(0, text.find('/'));
+    return f.index == 0 ? net.substr(0, net.size() - 1) + "9" : net + "9";
+}
+
+class ufib_ha : public ha_family_test {
+protected:
+    /* One route of each sort over two neighbours. */
+    std::vector<wire_route> sorts() {
+        std::vector<wire_route> routes;
+        for (unsigned n = 0; n < 3; n++) routes.push_back(add(f, prefix(f, n)));
+        const uint8_t flags[] = {DIRECT, LOCAL, DROP, ATTACHED, LDB, NEVER_STALE, WILDCARD, DROP | LOCAL};
+        unsigned n = 10;
+        for (const uint8_t flag : flags) routes.push_back(add(f, prefix(f, n++), f.hop2, ETH2, flag));
+        routes.push_back(add(f, f.prefix3));
+        routes.push_back(add(f, f.index == 0 ? "0.0.0.0/0" : "::/0"));
+        wire_route twice = add(f, prefix(f, 30));
+        twice.hops.push_back(twice.hops[0]);
+        routes.push_back(twice);
+        wire_route extended = add(f, prefix(f, 31));
+        extended.extended = 0x14;
+        routes.push_back(extended);
+        wire_route other = add(f, prefix(f, 0), f.hop2, ETH2);
+        other.table_id = f.table + 76;
+        routes.push_back(other);
+        return routes;
+    }
+    pss2_service *file(lcfwd_pss_kind kind) { return lcfwd_pss_service(kind, 1); }
+    void put(lcfwd_pss_kind kind, const bytes &key, const bytes &value) {
+        const pss2_datum k = {key.data(), static_cast<uint32_t>(key.size())};
+        const pss2_datum v = {value.data(), static_cast<uint32_t>(value.size())};
+        ASSERT_EQ(pss2_store(file(kind), &k, &v), STORE_OK);
+    }
+    static bytes raw32(uint32_t number) {
+        bytes out(sizeof number);
+        std::memcpy(out.data(), &number, sizeof number);
+        return out;
+    }
+    ufib_pfx *route(unsigned n) {
+        const bytes raw = address_bytes(prefix(f, n).substr(0, prefix(f, n).find('/')));
+        ufib_table *table = ufib_table_search(ufib_vdc_get(1), f.table);
+        return table == nullptr ? nullptr
+                                : ufib_prefix_search(table, raw.data(), f.index == 0 ? 24 : 48, false);
+    }
+    uint32_t adj_handle() {
+        ufib_adj *adj = ufib_adj_get_first(ufib_vdc_get(1), ufib_families[f.index]);
+        return adj == nullptr ? 0 : adj->obj.handle;
+    }
+    lcfwd_pss_kind adj_kind() const { return ufib_families[f.index].pss_adj; }
+    void restart() { ASSERT_EQ(rig.restart(), 0); }
+};
+INSTANTIATE_TEST_SUITE_P(families, ufib_ha, both_families, family_name);
+
+TEST_P(ufib_ha, routes_of_every_sort_reattach_without_a_write) {
+    ASSERT_TRUE(load(f, sorts(), 7));
+    expect_clean_restart();
+    neighbour({.address = f.hop, .if_index = ETH1, .mac = MAC});
+    neighbour({.address = f.hop2, .if_index = ETH2, .mac = MAC});
+    neighbour({.address = f.hop2, .if_index = ETH1, .mac = MAC}); /* of no route */
+    expect_clean_restart();
+    neighbour({.address = f.hop, .if_index = ETH1});
+    neighbour({.address = f.hop2,
+               .if_index = ETH2}); /* attached: it gleans now, and not only because of the route */
+    expect_clean_restart();
+    neighbour({.address = f.hop2, .if_index = ETH1, .flags = 0x01}); /* its interface goes down */
+    expect_clean_restart();
+}
+
+TEST_P(ufib_ha, updates_and_deletes_of_the_past_leave_nothing) {
+    ASSERT_TRUE(load(f, sorts()));
+    std::vector<wire_route> changes = {add(f, prefix(f, 0), f.hop2, ETH2), remove(f, prefix(f, 1)),
+                                       add(f, prefix(f, 10)), add(f, prefix(f, 12), f.hop, ETH1, ATTACHED)};
+    ASSERT_TRUE(load(f, changes, 9));
+    expect_clean_restart();
+    ASSERT_TRUE(load(f, {remove(f, prefix(f, 0)), remove(f, prefix(f, 12))}, 9));
+    expect_clean_restart();
+}
+
+TEST_P(ufib_ha, a_hundred_restarts_are_as_one) {
+    ASSERT_TRUE(load(f, sorts()));
+    neighbour({.address = f.hop, .if_index = ETH1, .mac = MAC});
+    restart();
+    const std::string model = ha_model_text();
+    const uint64_t before = writes();
+    const auto prefixes = rig.records("prefix_vdc_1");
+    for (int i = 0; i < 100; i++) restart();
+    EXPECT_EQ(ha_model_text(), model);
+    EXPECT_EQ(writes(), before);
+    EXPECT_EQ(rig.records("prefix_vdc_1"), prefixes);
+    EXPECT_EQ(model_findings(rig), "");
+}
+
+TEST_P(ufib_ha, a_replay_and_a_stale_delete_leave_the_new_set) {
+    std::vector<wire_route> old, fresh;
+    for (unsigned n = 0; n < 1200; n++) old.push_back(add(f, prefix(f, n)));
+    for (size_t n = 0; n < old.size(); n += 400)
+        ASSERT_TRUE(load(
+            f, {old.begin() + static_cast<ptrdiff_t>(n), old.begin() + static_cast<ptrdiff_t>(n + 400)}));
+    rig.send(OPC_DOWNLOAD, wire_download(1));
+    rig.send(OPC_DOWNLOAD, wire_download(2));
+    neighbour({.address = f.hop, .if_index = ETH1, .mac = MAC});
+    expect_clean_restart();
+    EXPECT_GE(stats(f).routes_recovered, 1200u);
+    for (unsigned n = 100; n < 500; n++)
+        fresh.push_back(add(f, prefix(f, n), n % 10 == 0 ? f.hop2 : "", ETH1));
+    ASSERT_TRUE(load(f, fresh, 2));
+    rig.send(OPC_STALE_DELETE, wire_stale_delete(static_cast<uint8_t>(f.afi), 0, 2));
+    EXPECT_EQ(ufib_table_search(ufib_vdc_get(1), f.table)->main.prefix_count, 400u);
+    EXPECT_EQ(lookup(f, address(f, 101)), "forward");
+    EXPECT_EQ(lookup(f, address(f, 110)), "glean");
+    EXPECT_EQ(lookup(f, address(f, 99)), "no route");
+    EXPECT_EQ(model_findings(rig), "");
+    expect_clean_restart();
+}
+
+/* One damaged or unusable record beside good ones. */
+TEST_P(ufib_ha, a_route_whose_next_object_is_nowhere_is_cleaned_out) {
+    ASSERT_TRUE(load(f, sorts()));
+    const uint32_t handle = route(1)->obj.handle;
+    bytes value(UFIB_PREFIX_RECORD_SIZE);
+    value[7] = 1;
+    value[8] = static_cast<uint8_t>(ufib_families[f.index].adj_type);
+    const uint32_t nowhere = 4711;
+    std::memcpy(&value[3], &nowhere, sizeof nowhere);
+    put(LCFWD_PSS_PREFIX, raw32(handle), value);
+    restart();
+    char line[64];
+    std::snprintf(line, sizeof line, "PSS delete for key: %#x", handle);
+    EXPECT_TRUE(rig.log_has(line));
+    EXPECT_EQ(route(1), nullptr);
+    EXPECT_NE(route(0), nullptr);
+    EXPECT_EQ(stats(f).routes_recovered + 1, sorts().size());
+    EXPECT_EQ(model_findings(rig), "");
+    expect_clean_restart();
+}
+
+TEST_P(ufib_ha, records_that_cannot_be_are_deleted_and_the_rest_is_used) {
+    ASSERT_TRUE(load(f, sorts()));
+    neighbour({.address = f.hop, .if_index = ETH1, .mac = MAC});
+    const std::string before = ha_model_text();
+    const bytes unknown = raw32(0x00ff00ff);
+    put(LCFWD_PSS_PREFIX, unknown, bytes(UFIB_PREFIX_RECORD_SIZE)); /* no such entry in hardware */
+    put(LCFWD_PSS_PREFIX, raw32(0x00ff01ff), bytes(3));             /* too short */
+    put(LCFWD_PSS_PREFIX, raw32(0x00ff02ff),
+        bytes{0, 1, 1, 0, 0, 0, 0, 65, 4});                                 /* more paths than there are */
+    put(LCFWD_PSS_PREFIX, bytes(7, 0xee), bytes(UFIB_PREFIX_RECORD_SIZE));  /* a key of another size */
+    put(LCFWD_PSS_PREFIX_RNH, bytes(24), bytes(UFIB_RNH_RECORD_SIZE));      /* table 0 */
+    put(LCFWD_PSS_PREFIX_RNH, bytes(24, 1), bytes(264));                    /* without its prefix value */
+    put(LCFWD_PSS_PREFIX_RNH, bytes(24, 200), bytes(UFIB_RNH_RECORD_SIZE)); /* a mask of 200 */
+    put(adj_kind(), unknown, bytes(21, 1));                                 /* no such entry in hardware */
+    put(adj_kind(), raw32(0x00ff03ff), bytes(2));
+    put(LCFWD_PSS_MISC, raw32(adj_handle()), bytes(12, 0xff)); /* a kind that is none */
+    put(LCFWD_PSS_MISC, unknown, raw32(adj_kind()));           /* cut short */
+    put(LCFWD_PSS_RPF, raw32(ETH1), bytes(1));
+    put(LCFWD_PSS_UFIB_TABLE, raw32(f.table + 5), raw32(3)); /* a family that is none */
+    put(LCFWD_PSS_UFIB_TABLE, raw32(f.table + 6), bytes(2));
+    restart();
+    EXPECT_EQ(ha_model_text(), before);
+    EXPECT_EQ(model_findings(rig), "");
+    EXPECT_EQ(lcfwd_vdc_row(1)->ufib_stats->records_deleted, 14u) << rig.log_text();
+    EXPECT_TRUE(rig.log_has("PSS delete for key: 0xff00ff"));
+    EXPECT_TRUE(rig.log_has("Failed to get the table id for pfx_hw_idx: 0xff00ff, tbl-id: 0, tbl-type: "));
+    expect_clean_restart();
+}
+
+TEST_P(ufib_ha, what_hardware_was_told_after_the_last_commit_is_undone) {
+    ASSERT_TRUE(load(f, sorts()));
+    neighbour({.address = f.hop, .if_index = ETH1, .mac = MAC});
+    neighbour({.address = f.hop2, .if_index = ETH2});
+    EXPECT_EQ(lookup(f, address(f, 0)), "forward");
+    /* The batch reaches hardware, and the process dies before the store is told. */
+    const auto old = rig.records("prefix_vdc_1");
+    ufib_disable_pss = true;
+    ASSERT_TRUE(load(f, {add(f, prefix(f, 0), f.hop2, ETH2), add(f, prefix(f, 2), f.hop2, ETH2)}));
+    ufib_disable_pss = false;
+    EXPECT_NE(lookup(f, address(f, 0)), "forward");
+    EXPECT_EQ(rig.records("prefix_vdc_1"), old);
+    restart();
+    EXPECT_EQ(lookup(f, address(f, 0)), "forward");
+    EXPECT_EQ(lookup(f, address(f, 2)), "forward");
+    EXPECT_TRUE(rig.log_has("hardware follows the store"));
+    EXPECT_EQ(model_findings(rig), "");
+    expect_clean_restart();
+}
+
+TEST_P(ufib_ha, what_only_a_client_holds_comes_back_with_its_counts) {
+    ASSERT_TRUE(load(f, {add(f, prefix(f, 0))}));
+    ufib_vdc *vdc = ufib_vdc_get(1);
+    const ufib_family &family = ufib_families[f.index];
+    ufib_adj_key key = {ETH2, {}};
+    const bytes hop = address_bytes(f.hop2);
+    std::copy(hop.begin(), hop.end(), key.address);
+    ufib_adj_request request = {};
+    request.holder = UFIB_ADJ_HELD_PBR;
+    ufib_obj *obj = ufib_get_create_adj(vdc, family, key, request);
+    ASSERT_NE(obj, nullptr);
+    auto *adj = reinterpret_cast<ufib_adj *>(obj);
+    ufib_obj_hold(obj);
+    adj->pbr_count = 3;
+    ufib_pss_insert_adj(adj);
+    ufib_pss_insert_misc(1, obj->handle, {.kind = family.pss_adj, .adj_flags = 0});
+    lcfwd_pss_buf_commit();
+    EXPECT_EQ(rig.records("misc_vdc_1").size(), 1u);
+    expect_clean_restart();
+    adj = ufib_adj_search(ufib_vdc_get(1), family, key);
+    ASSERT_NE(adj, nullptr);
+    EXPECT_EQ(adj->pbr_count, 3u);
+    EXPECT_EQ(ufib_obj_refs(&adj->obj), 1u);
+    ufib_pss_delete_misc(1, adj->obj.handle);
+    lcfwd_pss_buf_commit();
+    EXPECT_EQ(rig.records("misc_vdc_1").size(), 0u);
+}
+
+TEST_P(ufib_ha, reverse_path_modes_and_stored_tables_come_back) {
+    ASSERT_TRUE(load(f, {add(f, prefix(f, 0))}));
+    put(LCFWD_PSS_RPF, raw32(ETH2), {3, 1});
+    ufib_table *table = ufib_table_search(ufib_vdc_get(1), f.table);
+    table->flags = 0x0a;
+    ufib_pss_insert_table(table);
+    lcfwd_pss_buf_commit();
+    restart();
+    const ufib_idb *idb = ufib_idb_search(ufib_vdc_get(1), ETH2);
+    ASSERT_NE(idb, nullptr);
+    EXPECT_EQ(idb->rpf_mode[0] * 10 + idb->rpf_mode[1], 31);
+    EXPECT_EQ(idb->holders, 0x0c);
+    EXPECT_EQ(ufib_table_search(ufib_vdc_get(1), f.table)->flags, 0x0a);
+}
+
+using ufib_ha_v6 = ha_test;
+
+TEST_F(ufib_ha_v6, a_handle_in_two_files_of_adjacencies_is_dropped) {
+    const family &f = v6_family;
+    ASSERT_TRUE(load(f, {add(f, f.prefix)}));
+    neighbour({.address = f.hop2, .if_index = ETH1, .mac = MAC});
+    const ufib_adj *adj = ufib_adj_get_next(ufib_adj_get_first(ufib_vdc_get(1), ufib_v6));
+    ASSERT_NE(adj, nullptr);
+    const uint32_t handle = adj->obj.handle;
+    const pss2_datum key = {&handle, sizeof handle};
+    const pss2_datum value = {"123456789012345678901234567890", 9};
+    ASSERT_EQ(pss2_store(lcfwd_pss_service(LCFWD_PSS_V4ECMP, 1), &key, &value), STORE_OK);
+    EXPECT_EQ(ufib_pss_v6adj_check_key(handle, 1), 0);
+    EXPECT_EQ(ufib_pss_v6adj_check_key(handle, 1), 1);
+    char line[96];
+    std::snprintf(line, sizeof line, " Found duplicate adj_ha_handle in v4ecmp pss: %#x, vdc: 1.", handle);
+    EXPECT_TRUE(rig.log_has(line));
+}
+
+TEST_F(ufib_ha_v6, contexts_are_rebuilt_each_by_itself) {
+    rig.vdc(4);
+    for (const family *f : {&v4_family, &v6_family})
+        for (const uint16_t vdc : {uint16_t{1}, uint16_t{4}})
+            EXPECT_NE(send(*f, 1, batch(*f, 1, {add(*f, vdc == 1 ? f->prefix : f->prefix2)}), vdc), "");
+    const std::string other = ha_model_text(4);
+    expect_clean_restart();
+    EXPECT_EQ(ha_model_text(4), other);
+    pss2_service *service = nullptr;
+    EXPECT_TRUE(ufib_pss_was_vdc_known(4, &service));
+    EXPECT_FALSE(ufib_pss_was_vdc_known(2, &service));
+}
+
+/* The recording platform gives what hardware would not. */
+using ufib_ha_fake = ufib_test;
+
+TEST_F(ufib_ha_fake, host_bits_behind_the_mask_make_no_new_key) {
+    const family &f = v4_family;
+    ASSERT_TRUE(load(f, {add(f, "10.1.0.0/16"), add(f, "10.2.0.0/16", f.hop2)}));
+    for (auto &[handle, entry] : fake.entries)
+        if (entry.kind == "prefix") entry.route.address[3] = 0x55;
+    ASSERT_EQ(rig.restart(), 0);
+    const bytes first = address_bytes("10.1.0.0");
+    EXPECT_NE(ufib_prefix_search(ufib_table_search(ufib_vdc_get(1), f.table), first.data(), 16, false),
+              nullptr);
+    EXPECT_EQ(fake_count("ufib_restart_recovery_start"), 1u);
+    EXPECT_EQ(fake_count("ufib_restart_recovery_end"), 1u);
+}
+
+TEST_F(ufib_ha_fake, an_entry_that_is_not_taken_back_is_cleaned_out) {
+    for (const family *f : {&v4_family, &v6_family}) {
+        ASSERT_TRUE(load(*f, {add(*f, f->prefix), add(*f, f->prefix2)}));
+        fake.fail_at[f->prefix_slot] = 1;
+    }
+    fake_take();
+    ASSERT_EQ(rig.restart(), 0);
+    EXPECT_EQ(fake_count("ha_clean_v4_pfx"), 1u);
+    EXPECT_EQ(fake_count("ha_clean_v6_pfx"), 1u);
+    EXPECT_EQ(rig.records("prefix_vdc_1").size(), 2u);
+    EXPECT_EQ(model_findings(rig), "");
+}
