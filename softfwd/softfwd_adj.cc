@@ -1,6 +1,7 @@
 #include "softfwd/softfwd_adj.h"
 
 #include "platform/ufib_pi.h"
+#include "platform/ufib_pi_tunnel.h"
 #include "softfwd/softfwd_check.h"
 #include "softfwd/softfwd_config.h"
 #include "softfwd/softfwd_engine.h"
@@ -48,12 +49,12 @@ static model_marks marks_v6(const void *adj) {
 
 /* Multicast sources and recirculation need a second pass that this engine does not have: the processor gets the
  * packet. Without a destination MAC nothing can leave by an Ethernet next hop. */
-static softfwd_action action_of(const model_marks &marks, bool tunnel) {
+static softfwd_action action_of(const model_marks &marks, bool encapsulated) {
     if (marks.drop) return SOFTFWD_DROP;
     if (marks.punt) return SOFTFWD_PUNT;
     if (marks.glean) return SOFTFWD_GLEAN;
     if (marks.mcast_src || marks.recirculate) return SOFTFWD_PUNT;
-    return marks.resolved || tunnel ? SOFTFWD_FORWARD : SOFTFWD_DROP;
+    return marks.resolved || encapsulated ? SOFTFWD_FORWARD : SOFTFWD_DROP;
 }
 
 static uint16_t flags_of(const model_marks &marks, const void *adj, bool tunnel) {
@@ -92,6 +93,27 @@ static void record_fill_v6(const void *adj, softfwd_adj *out) {
         memset(out->smac, 0, sizeof out->smac);
 }
 
+static softfwd_tunnel_type tunnel_type_of(const void *adj) {
+    if (ufib_pi_v4adj_is_tunnel_gre(adj)) return SOFTFWD_TUNNEL_GRE;
+    if (ufib_pi_v4adj_is_tunnel_6to4(adj)) return SOFTFWD_TUNNEL_6TO4;
+    if (ufib_pi_v4adj_is_tunnel_isatap(adj)) return SOFTFWD_TUNNEL_ISATAP;
+    return ufib_pi_v4adj_is_tunnel_sgrp(adj) ? SOFTFWD_TUNNEL_SGRP : SOFTFWD_TUNNEL_NONE;
+}
+
+/* Next hops over a tunnel that was told for another one, of either family, get the interface's encapsulation. */
+static void tunnel_fill(const void *object, softfwd_adj *out) {
+    const void *adj =
+        ufib_pi_is_v4_tunnel_update(object)
+            ? object
+            : ufib_pi_get_tunnel_adj(ufib_pi_v4adj_get_vdc_id(object), ufib_pi_v4adj_get_if_index(object));
+    out->tunnel_type = tunnel_type_of(adj);
+    out->tunnel_df = static_cast<uint8_t>(ufib_pi_v4adj_tunnel_df(adj));
+    out->tunnel_tos = static_cast<uint8_t>(ufib_pi_v4adj_tunnel_tos(adj));
+    out->tunnel_ttl = static_cast<uint8_t>(ufib_pi_v4adj_tunnel_ttl(adj));
+    out->tunnel_source = ufib_pi_v4adj_tunnel_sa(adj);
+    out->tunnel_destination = ufib_pi_v4adj_tunnel_da(adj);
+}
+
 /* The two families have accessors of their own for the same things. */
 static softfwd_adj record_of_model(const void *adj, uint32_t handle, uint32_t holder) {
     softfwd_adj record = {};
@@ -101,7 +123,8 @@ static softfwd_adj record_of_model(const void *adj, uint32_t handle, uint32_t ho
     record.format = static_cast<uint8_t>(ufib_pi_adj_get_format(adj));
     const bool tunnel = record.format == FORMAT_TUNNEL;
     record.family = v4 ? ADDRESS_FAMILY_V4 : ADDRESS_FAMILY_V6;
-    record.action = action_of(marks, tunnel);
+    if (tunnel) tunnel_fill(adj, &record);
+    record.action = action_of(marks, record.tunnel_type != SOFTFWD_TUNNEL_NONE);
     record.flags = flags_of(marks, adj, tunnel);
     record.holder = static_cast<uint8_t>(holder);
     if (v4)
@@ -111,13 +134,20 @@ static softfwd_adj record_of_model(const void *adj, uint32_t handle, uint32_t ho
     return record;
 }
 
+static bool tunnel_differs(const softfwd_adj &a, const softfwd_adj &b) {
+    return a.tunnel_type != b.tunnel_type || a.tunnel_df != b.tunnel_df || a.tunnel_tos != b.tunnel_tos ||
+           a.tunnel_ttl != b.tunnel_ttl || a.tunnel_source != b.tunnel_source ||
+           a.tunnel_destination != b.tunnel_destination;
+}
+
 static uint8_t difference_of(const softfwd_adj &a, const softfwd_adj &b) {
     unsigned difference = 0;
     if (a.vdc_id != b.vdc_id || a.if_index != b.if_index || a.family != b.family ||
         memcmp(a.next_hop, b.next_hop, sizeof a.next_hop) != 0)
         difference |= SOFTFWD_DIFFERS_KEY;
     if (a.action != b.action || a.flags != b.flags || a.format != b.format ||
-        memcmp(a.dmac, b.dmac, sizeof a.dmac) != 0 || memcmp(a.smac, b.smac, sizeof a.smac) != 0)
+        memcmp(a.dmac, b.dmac, sizeof a.dmac) != 0 || memcmp(a.smac, b.smac, sizeof a.smac) != 0 ||
+        tunnel_differs(a, b))
         difference |= SOFTFWD_DIFFERS_CONTENT;
     return static_cast<uint8_t>(difference);
 }
@@ -191,6 +221,27 @@ uint32_t softfwd_insert_adj(void *adj, uint32_t ha, uint32_t holder) {
     return written ? standing : 0;
 }
 
+static int adj_rewrite(const void *adj) {
+    const uint32_t handle = ufib_pi_adj_get_handle(adj);
+    const softfwd_adj *entry = softfwd_adj_of(handle);
+    if (entry == nullptr) return 0;
+    const bool written = adj_write(adj, handle, entry->holder);
+    softfwd_note(SOFTFWD_OP_INSERT_ADJ, written ? SOFTFWD_EFFECT_UPDATE : SOFTFWD_EFFECT_FAILURE, handle);
+    return written ? 0 : -1;
+}
+
+int softfwd_update_tunnel(uint32_t vdc_id, uint32_t if_index) {
+    if (!softfwd_state.open) return -1;
+    int status = 1;
+    for (const void *adj = ufib_pi_v4adj_if_get_first(vdc_id, if_index); adj != nullptr;
+         adj = ufib_pi_v4adj_if_get_next(adj))
+        if (adj_rewrite(adj) != 0) status = -1;
+    for (const void *adj = ufib_pi_v6adj_get_from_ifindex(vdc_id, if_index);
+         adj != nullptr && ufib_pi_v6adj_get_if_index(adj) == if_index; adj = ufib_pi_v6adj_get_next(adj))
+        if (adj_rewrite(adj) != 0) status = -1;
+    return status;
+}
+
 int softfwd_delete_adj(void *adj) {
     if (!softfwd_state.open || adj == nullptr) return -1;
     softfwd_engine *engine = &softfwd_state;
@@ -233,11 +284,28 @@ int softfwd_adj_get_stats(ufib_platform_stats *rows, uint32_t count) {
     return 0;
 }
 
+/* By the setters, as any library does: the layout is the model's. */
+static void rewrite_fill_tunnel(const softfwd_adj &entry, ufib_platform_rewrite *rewrite) {
+    switch (entry.tunnel_type) {
+    case SOFTFWD_TUNNEL_GRE: ufib_pi_rew_set_tunnel_encap_gre(rewrite); break;
+    case SOFTFWD_TUNNEL_6TO4: ufib_pi_rew_set_tunnel_encap_6to4(rewrite); break;
+    case SOFTFWD_TUNNEL_ISATAP: ufib_pi_rew_set_tunnel_encap_isatap(rewrite); break;
+    case SOFTFWD_TUNNEL_SGRP: ufib_pi_rew_set_tunnel_sgrp(rewrite); break;
+    default: return;
+    }
+    ufib_pi_rew_set_tunnel_df(rewrite, entry.tunnel_df != 0);
+    ufib_pi_rew_set_tunnel_tos(rewrite, entry.tunnel_tos);
+    ufib_pi_rew_set_tunnel_ttl(rewrite, entry.tunnel_ttl);
+    ufib_pi_rew_set_tunnel_v4sa(rewrite, entry.tunnel_source);
+    ufib_pi_rew_set_tunnel_v4da(rewrite, entry.tunnel_destination);
+}
+
 int softfwd_get_rewrite_info(uint32_t handle, ufib_platform_rewrite *rewrite) {
     const softfwd_adj *entry = softfwd_state.open ? softfwd_adj_of(handle) : nullptr;
     if (entry == nullptr || rewrite == nullptr) return -1;
     *rewrite = {};
-    memcpy(rewrite->bytes + UFIB_REWRITE_DMAC, entry->dmac, sizeof entry->dmac);
+    rewrite_fill_tunnel(*entry, rewrite);
+    ufib_pi_rew_set_dmac(rewrite, entry->dmac);
     return 0;
 }
 

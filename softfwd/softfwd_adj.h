@@ -11,6 +11,8 @@
  * model and adopted. A refused rewrite leaves the entry as it was. */
 [[nodiscard]] uint32_t softfwd_insert_adj(void *adj, uint32_t ha, uint32_t holder);
 int softfwd_delete_adj(void *adj);
+/* A tunnel has changed: everything that leaves by its interface follows. 1, as the slot's default; -1: a write failed. */
+int softfwd_update_tunnel(uint32_t vdc_id, uint32_t if_index);
 int softfwd_adj_get_stats(ufib_platform_stats *rows, uint32_t count);
 int softfwd_get_rewrite_info(uint32_t handle, ufib_platform_rewrite *rewrite); /* -1: unknown handle */
 [[nodiscard]] uint32_t softfwd_get_adj_base_handle(uint32_t handle);

@@ -47,6 +47,7 @@ static const uint64_t region_bytes[SOFTFWD_REGION_COUNT] = {
     uint64_t{SOFTFWD_GROUP_UNITS_ROOM} * SOFTFWD_GROUP_UNIT,
     SOFTFWD_ARENA_ROOM,
     uint64_t{SOFTFWD_LOG_ENTRIES} * sizeof(softfwd_log_entry),
+    uint64_t{SOFTFWD_RPF_ROOM} * sizeof(uint64_t),
 };
 
 uint64_t softfwd_layout_regions(softfwd_region regions[SOFTFWD_REGION_COUNT]) {
@@ -70,6 +71,7 @@ void softfwd_engine_bind() {
     engine->record = reinterpret_cast<softfwd_adj *>(base + regions[SOFTFWD_REGION_RECORDS].offset);
     engine->group_units = base + regions[SOFTFWD_REGION_GROUPS].offset;
     engine->log = reinterpret_cast<softfwd_log_entry *>(base + regions[SOFTFWD_REGION_LOG].offset);
+    engine->rpf = reinterpret_cast<uint64_t *>(base + regions[SOFTFWD_REGION_RPF].offset);
     engine->places = reinterpret_cast<softfwd_readers *>(engine->readers.base);
     engine->counter_head = reinterpret_cast<softfwd_counter_header *>(engine->counters.base);
     engine->hits = reinterpret_cast<uint64_t *>(engine->counters.base + engine->counter_head->hits.offset);
@@ -181,7 +183,7 @@ static int header_create() {
     head->file_bytes = engine->tables.bytes;
     head->a_readers_identity = engine->places->identity;
     head->table_bump = head->prefix_bump = head->adj_bump = head->record_bump = head->group_bump = 1;
-    const softfwd_region_id whole[] = {SOFTFWD_REGION_BUCKETS, SOFTFWD_REGION_LOG};
+    const softfwd_region_id whole[] = {SOFTFWD_REGION_BUCKETS, SOFTFWD_REGION_LOG, SOFTFWD_REGION_RPF};
     for (const softfwd_region_id id : whole)
         if (softfwd_region_ensure(&engine->tables, &head->regions[id], head->regions[id].bytes) != 0)
             return ENOSPC;

@@ -28,6 +28,7 @@ struct softfwd_engine {
     softfwd_adj *record;
     uint8_t *group_units;
     softfwd_log_entry *log;
+    uint64_t *rpf; /* SOFTFWD_RPF_ROOM words */
     softfwd_readers *places;
     softfwd_counter_header *counter_head;
     uint64_t *hits;

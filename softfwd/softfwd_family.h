@@ -3,6 +3,8 @@
 #pragma once
 
 #include "platform/ufib_pi.h"
+#include "platform/ufib_pi_rpf.h"
+#include "platform/ufib_platform_api.h"
 #include "softfwd/softfwd_layout.h"
 
 #include <cstdint>
@@ -25,6 +27,7 @@ struct softfwd_v4 {
     static bool is_attached(const void *pfx) { return ufib_pi_v4prefix_is_attached(pfx); }
     static bool is_drop(const void *pfx) { return ufib_pi_v4prefix_is_drop(pfx); }
     static bool is_ldb(const void *pfx) { return ufib_pi_v4prefix_is_ldb(pfx); }
+    static uint32_t rpf_interface(const void *pfx) { return ufib_pi_v4pfx_get_if_for_rpf(pfx); }
     static void *space(void *pfx) { return ufib_pi_v4prefix_get_platform_space(pfx); }
     static uint32_t space_len(const ufib_platform_caps &caps) { return caps.v4prefix_space_len; }
 
@@ -57,6 +60,7 @@ struct softfwd_v6 {
     static bool is_attached(const void *pfx) { return ufib_pi_v6prefix_is_attached(pfx); }
     static bool is_drop(const void *pfx) { return ufib_pi_v6prefix_is_drop(pfx); }
     static bool is_ldb(const void *pfx) { return ufib_pi_v6prefix_is_ldb(pfx); }
+    static uint32_t rpf_interface(const void *pfx) { return ufib_pi_v6pfx_get_if_for_rpf(pfx); }
     static void *space(void *pfx) { return ufib_pi_v6prefix_get_platform_space(pfx); }
     static uint32_t space_len(const ufib_platform_caps &caps) { return caps.v6prefix_space_len; }
 

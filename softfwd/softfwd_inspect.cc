@@ -116,6 +116,7 @@ static bool adj_info_fill(const softfwd_reader *reader, uint32_t handle, softfwd
     memcpy(out->next_hop, record->next_hop, sizeof out->next_hop);
     memcpy(out->dmac, record->dmac, sizeof out->dmac);
     memcpy(out->smac, record->smac, sizeof out->smac);
+    softfwd_tunnel_fill(*record, &out->tunnel);
     out->family = record->family;
     out->action = record->action;
     out->format = record->format;

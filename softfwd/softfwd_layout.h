@@ -28,7 +28,7 @@ template <typename word> inline void softfwd_store(word *at, word value) {
 inline constexpr uint64_t SOFTFWD_TABLES_MAGIC = 0x3130647766746673ull;
 inline constexpr uint64_t SOFTFWD_READERS_MAGIC = 0x3172647766746673ull;
 inline constexpr uint64_t SOFTFWD_COUNTERS_MAGIC = 0x3163647766746673ull;
-inline constexpr uint32_t SOFTFWD_LAYOUT = 2; /* raised with each change of this page */
+inline constexpr uint32_t SOFTFWD_LAYOUT = 3; /* raised with each change of this page */
 
 /* Room that is reserved, as addresses and file length; memory is taken as it is used. Indexes start at 1. */
 inline constexpr uint32_t SOFTFWD_TABLES_ROOM = 1u << 16;
@@ -119,7 +119,13 @@ struct softfwd_adj {
     uint8_t family; /* address_family */
     uint8_t format;
     uint8_t holder;
-    uint8_t pad[18];
+    uint8_t tunnel_type; /* softfwd_tunnel_type; 0: no tunnel, or not told yet */
+    uint8_t tunnel_df;
+    uint32_t tunnel_source; /* IPv4, host order */
+    uint32_t tunnel_destination;
+    uint8_t tunnel_tos;
+    uint8_t tunnel_ttl;
+    uint8_t pad[6];
 };
 static_assert(sizeof(softfwd_adj) == 64);
 
@@ -173,6 +179,34 @@ inline constexpr uint32_t SOFTFWD_GROUP_UNITS_MAX = softfwd_group_units(SOFTFWD_
     return best;
 }
 
+/* --- reverse-path checks --- */
+
+/* An open hash of words, each changed by one store: the modes of an interface, or the interface that a direct prefix is
+ * attached to. A word that says "none" still ends no search, but may be taken for another key; zero was never used and
+ * ends one. */
+inline constexpr uint32_t SOFTFWD_RPF_ROOM = 1u << 15;
+inline constexpr uint64_t SOFTFWD_RPF_PREFIX = 1ull << 63; /* else an interface */
+constexpr uint64_t softfwd_rpf_if_key(uint32_t vdc_id, uint32_t if_index) {
+    return uint64_t{if_index} << 16 | uint64_t{vdc_id & 0xff} << 8;
+}
+constexpr uint64_t softfwd_rpf_if_word(uint64_t key, uint32_t v4_mode, uint32_t v6_mode) {
+    return key | (v4_mode & 15) << 4 | (v6_mode & 15);
+}
+constexpr uint64_t softfwd_rpf_prefix_key(uint32_t handle) {
+    return SOFTFWD_RPF_PREFIX | uint64_t{handle & 0xffffff} << 32;
+}
+static_assert(SOFTFWD_PREFIXES_ROOM <= 1u << 24);
+/* The part of a word that tells whose it is, and the part that says something. */
+constexpr uint64_t softfwd_rpf_key_of(uint64_t word) {
+    return (word & SOFTFWD_RPF_PREFIX) != 0 ? word & ~uint64_t{0xffffffff} : word & ~uint64_t{0xff};
+}
+constexpr uint32_t softfwd_rpf_value_of(uint64_t word) {
+    return static_cast<uint32_t>((word & SOFTFWD_RPF_PREFIX) != 0 ? word & 0xffffffff : word & 0xff);
+}
+constexpr uint32_t softfwd_rpf_place(uint64_t key) {
+    return static_cast<uint32_t>((key * 0x9e3779b97f4a7c15ull) >> (64 - 15));
+}
+
 /* --- the file of tables --- */
 
 enum softfwd_region_id {
@@ -184,6 +218,7 @@ enum softfwd_region_id {
     SOFTFWD_REGION_GROUPS,
     SOFTFWD_REGION_ARENA,
     SOFTFWD_REGION_LOG,
+    SOFTFWD_REGION_RPF,
     SOFTFWD_REGION_COUNT
 };
 

@@ -7,6 +7,7 @@
 #include "softfwd/softfwd_pending.h"
 #include "softfwd/softfwd_plan.h"
 #include "softfwd/softfwd_pool.h"
+#include "softfwd/softfwd_rpf.h"
 #include "softfwd/softfwd_space.h"
 #include "softfwd/softfwd_table.h"
 #include "softfwd/softfwd_takeover.h"
@@ -64,6 +65,8 @@ bool softfwd_prefix_remove(uint32_t handle) {
         status = lpm_delete(&engine->arena, &table->trie, key, entry->mask_len, nullptr);
     }
     if (status != 0) return false;
+    if ((softfwd_word_flags(entry->a_word) & SOFTFWD_PREFIX_DIRECT) != 0)
+        softfwd_rpf_prefix_attach(handle, 0);
     entry->state = SOFTFWD_LEAVING;
     engine->head->prefix_count[entry->family - 1]--;
     softfwd_grace_retire(SOFTFWD_GARBAGE_PREFIX, handle, 0);
@@ -302,11 +305,25 @@ template <typename Af> static bool next_agrees(void *pfx) {
 
 /* --- slots --- */
 
+/* Where a direct prefix is attached is not in its entry. */
+template <typename Af> static uint32_t prefix_insert_attached(uint32_t table_handle, void *pfx, uint32_t ha) {
+    const uint32_t before = pfx == nullptr ? 0 : Af::handle(pfx);
+    const bool was_direct =
+        softfwd_prefix_of(before, Af::family, true) != nullptr &&
+        (softfwd_word_flags(softfwd_state.prefix[before].a_word) & SOFTFWD_PREFIX_DIRECT) != 0;
+    const uint32_t handle = prefix_insert<Af>(table_handle, pfx, ha);
+    if (handle != 0 && Af::is_direct(pfx))
+        softfwd_rpf_prefix_attach(handle, Af::rpf_interface(pfx));
+    else if (handle != 0 && was_direct)
+        softfwd_rpf_prefix_attach(handle, 0);
+    return handle;
+}
+
 uint32_t softfwd_insert_v4_prefix(uint32_t table_handle, void *pfx, uint32_t ha, bool) {
-    return prefix_insert<softfwd_v4>(table_handle, pfx, ha);
+    return prefix_insert_attached<softfwd_v4>(table_handle, pfx, ha);
 }
 uint32_t softfwd_insert_v6_prefix(uint32_t table_handle, void *pfx, uint32_t ha, bool) {
-    return prefix_insert<softfwd_v6>(table_handle, pfx, ha);
+    return prefix_insert_attached<softfwd_v6>(table_handle, pfx, ha);
 }
 int softfwd_delete_v4_prefix(uint32_t table_handle, void *pfx) {
     return prefix_delete<softfwd_v4>(table_handle, pfx);

@@ -39,7 +39,8 @@ static int header_check(const softfwd_reader *reader) {
         regions[SOFTFWD_REGION_RECORDS].bytes >= SOFTFWD_RECORDS_ROOM * sizeof(softfwd_adj) &&
         regions[SOFTFWD_REGION_GROUPS].bytes >= SOFTFWD_GROUP_UNITS_ROOM * SOFTFWD_GROUP_UNIT &&
         regions[SOFTFWD_REGION_ARENA].bytes >= SOFTFWD_ARENA_ROOM &&
-        regions[SOFTFWD_REGION_LOG].bytes >= SOFTFWD_LOG_ENTRIES * sizeof(softfwd_log_entry);
+        regions[SOFTFWD_REGION_LOG].bytes >= SOFTFWD_LOG_ENTRIES * sizeof(softfwd_log_entry) &&
+        regions[SOFTFWD_REGION_RPF].bytes >= SOFTFWD_RPF_ROOM * sizeof(uint64_t);
     return roomy ? 0 : EPROTO;
 }
 
@@ -58,6 +59,7 @@ static void reader_bind(softfwd_reader *reader) {
     reader->record = region_at<softfwd_adj>(reader, SOFTFWD_REGION_RECORDS);
     reader->group_units = region_at<uint8_t>(reader, SOFTFWD_REGION_GROUPS);
     reader->log = region_at<softfwd_log_entry>(reader, SOFTFWD_REGION_LOG);
+    reader->rpf = region_at<uint64_t>(reader, SOFTFWD_REGION_RPF);
     reader->arena = region_at<uint8_t>(reader, SOFTFWD_REGION_ARENA);
 }
 
@@ -262,6 +264,7 @@ static void result_fill(softfwd_reader *reader, uint32_t handle, const flow_type
         memcpy(out->next_hop, record->next_hop, sizeof out->next_hop);
         memcpy(out->dmac, record->dmac, sizeof out->dmac);
         memcpy(out->smac, record->smac, sizeof out->smac);
+        softfwd_tunnel_fill(*record, &out->tunnel);
     }
     hop_count(reader, out->hop, way);
 }

@@ -72,6 +72,24 @@ struct softfwd_flow {
     uint8_t protocol;
 };
 
+/* The encapsulation that a tunnel's packets get. */
+enum softfwd_tunnel_type : uint8_t {
+    SOFTFWD_TUNNEL_NONE,
+    SOFTFWD_TUNNEL_GRE,
+    SOFTFWD_TUNNEL_6TO4,
+    SOFTFWD_TUNNEL_ISATAP,
+    SOFTFWD_TUNNEL_SGRP
+};
+[[nodiscard]] const char *softfwd_tunnel_name(uint8_t type);
+struct softfwd_tunnel {
+    uint32_t source; /* IPv4, host order */
+    uint32_t destination;
+    uint8_t type; /* softfwd_tunnel_type */
+    uint8_t df;
+    uint8_t tos;
+    uint8_t ttl;
+};
+
 /* The same with all that a packet is rewritten with. */
 struct softfwd_result {
     softfwd_hop hop;
@@ -80,8 +98,9 @@ struct softfwd_result {
     uint32_t next_hop_family;
     uint8_t dmac[6];
     uint8_t smac[6];
-    uint32_t next_handle; /* what the prefix refers to: an adjacency or a group */
-    uint32_t label;       /* of the member chosen; 0: none */
+    uint32_t next_handle;  /* what the prefix refers to: an adjacency or a group */
+    uint32_t label;        /* of the member chosen; 0: none */
+    softfwd_tunnel tunnel; /* type 0: none */
 };
 
 /* Attaches to the tables of a slot. 'counting': look-ups count packets (one each, 'softfwd_reader_packet_bytes' bytes)
@@ -152,6 +171,7 @@ struct softfwd_adj_info {
     uint16_t flags;
     uint8_t dmac[6];
     uint8_t smac[6];
+    softfwd_tunnel tunnel;
     uint64_t packets; /* 0 when the counters cannot be read */
     uint64_t bytes;
 };

@@ -22,6 +22,7 @@ struct softfwd_reader {
     const softfwd_adj *record;
     const uint8_t *group_units;
     const softfwd_log_entry *log;
+    const uint64_t *rpf;
     const void *arena;
     uint64_t *epoch; /* of all */
     softfwd_reader_place *place;
@@ -29,6 +30,11 @@ struct softfwd_reader {
     uint64_t *hits;
     softfwd_adj_counter *counts;
 };
+
+inline void softfwd_tunnel_fill(const softfwd_adj &record, softfwd_tunnel *out) {
+    *out = {record.tunnel_source, record.tunnel_destination, record.tunnel_type,
+            record.tunnel_df,     record.tunnel_tos,         record.tunnel_ttl};
+}
 
 /* Begins and ends a stay in the tables; what was found is good only in between. False: these tables are dead. */
 [[nodiscard]] inline bool softfwd_enter(softfwd_reader *reader) {

@@ -10,6 +10,7 @@
 #include "softfwd/softfwd_engine.h"
 #include "softfwd/softfwd_pending.h"
 #include "softfwd/softfwd_prefix.h"
+#include "softfwd/softfwd_rpf.h"
 #include "softfwd/softfwd_table.h"
 #include "softfwd/softfwd_vobj.h"
 
@@ -36,7 +37,10 @@ static void vdc_note(uint32_t vdc_id, bool active) {
 }
 
 static void vdc_created(uint32_t vdc_id, bool) { vdc_note(vdc_id, true); }
-static void vdc_deleted(uint32_t vdc_id) { vdc_note(vdc_id, false); }
+static void vdc_deleted(uint32_t vdc_id) {
+    vdc_note(vdc_id, false);
+    softfwd_rpf_vdc_clear(vdc_id);
+}
 
 static void lcfwd_api_init(lcfwd_platform_api *api, int restart) {
     softfwd_engine_open(restart != 0);
@@ -96,6 +100,10 @@ static void entries_init(ufib_platform_api *api) {
     api->delete_ecmp = softfwd_delete_ecmp;
     api->ecmp_space_len = softfwd_ecmp_space_len;
     api->adj_get_stats = softfwd_adj_get_stats;
+    api->update_v4prefix_rpf = softfwd_update_v4prefix_rpf;
+    api->update_v6prefix_rpf = softfwd_update_v6prefix_rpf;
+    api->update_intf_rpf = softfwd_update_intf_rpf;
+    api->update_tunnel = softfwd_update_tunnel;
     api->is_v4route_aged = softfwd_is_v4route_aged;
     api->is_v6route_aged = softfwd_is_v6route_aged;
     api->one_write_ready = softfwd_one_write_ready;

@@ -1,6 +1,7 @@
 /* Accessors: adjacencies. */
 #include "core/lcfwd_vdc.h"
 #include "platform/ufib_pi.h"
+#include "platform/ufib_pi_tunnel.h"
 #include "ufib/ufib_adj.h"
 #include "ufib/ufib_idb.h"
 #include "ufib/ufib_vdc.h"
@@ -27,7 +28,8 @@ static int source_mac(const void *object, uint8_t mac[6]) {
 }
 
 static int destination_mac(const void *object, uint8_t mac[6]) {
-    if (object == nullptr || !has_flag(object, UFIB_ADJ_RESOLVED)) return -1;
+    if (object == nullptr) return -1;
+    if (!has_flag(object, UFIB_ADJ_RESOLVED) && !ufib_pi_is_v4_tunnel_update(object)) return -1;
     std::memcpy(mac, adj_of(object)->rewrite.bytes + UFIB_REWRITE_DMAC, 6);
     return 0;
 }

@@ -75,5 +75,8 @@ int ufib_tunnel_update(ufib_vdc *vdc, const ufib_tunnel_msg &msg) {
 ufib_adj *ufib_get_tunnel_adj_from_ifindex(ufib_vdc *vdc, uint32_t if_index) {
     if (!if_index_is_tunnel_intf(if_index)) return nullptr;
     const ufib_idb *idb = ufib_idb_search(vdc, if_index);
-    return idb == nullptr ? nullptr : ufib_adj_if_get_first(idb, ufib_v4);
+    ufib_adj *first = idb == nullptr ? nullptr : ufib_adj_if_get_first(idb, ufib_v4);
+    for (ufib_adj *adj = first; adj != nullptr; adj = ufib_adj_if_get_next(adj))
+        if ((adj->holders & UFIB_ADJ_HELD_TUNNEL) != 0) return adj;
+    return first;
 }

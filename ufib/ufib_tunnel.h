@@ -46,5 +46,5 @@ static_assert(sizeof(ufib_tunnel_rewrite) == sizeof(ufib_platform_rewrite) &&
  * for an interface that is no tunnel), E_TM_DEL_NOADJ, or the errors of creation; nothing has changed then. */
 [[nodiscard]] int ufib_tunnel_update(ufib_vdc *vdc, const ufib_tunnel_msg &msg);
 
-/* The adjacency of a tunnel interface: its first one. Null: none. */
+/* The adjacency of a tunnel interface: the one that the tunnel manager told, else its first. Null: none. */
 [[nodiscard]] ufib_adj *ufib_get_tunnel_adj_from_ifindex(ufib_vdc *vdc, uint32_t if_index);

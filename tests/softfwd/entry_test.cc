@@ -57,16 +57,19 @@ TEST_F(entry, actions_follow_the_adjacency_through_its_rewrites) {
         uint32_t format;
         softfwd_action action;
     } rows[] = {
-        {false, true, false, false, 1, SOFTFWD_GLEAN},    {false, false, true, false, 1, SOFTFWD_DROP},
-        {false, false, false, true, 1, SOFTFWD_PUNT},     {false, false, false, false, 1, SOFTFWD_DROP},
-        {false, false, false, false, 2, SOFTFWD_FORWARD}, {true, false, false, false, 1, SOFTFWD_FORWARD},
-        {true, false, true, false, 1, SOFTFWD_DROP},      {true, false, false, false, 1, SOFTFWD_FORWARD}};
+        {false, true, false, false, 1, SOFTFWD_GLEAN}, {false, false, true, false, 1, SOFTFWD_DROP},
+        {false, false, false, true, 1, SOFTFWD_PUNT},  {false, false, false, false, 1, SOFTFWD_DROP},
+        {false, false, false, false, 2, SOFTFWD_DROP}, {true, false, false, false, 1, SOFTFWD_FORWARD},
+        {true, false, true, false, 1, SOFTFWD_DROP},   {true, false, false, false, 1, SOFTFWD_FORWARD}};
     for (const auto &row : rows) {
         next.resolved = row.resolved, next.glean = row.glean, next.drop = row.drop, next.punt = row.punt;
         next.format = row.format;
         EXPECT_EQ(insert(&next), adj_handle) << "rewritten in place";
         EXPECT_EQ(lookup("10.1.1.1").hop.action, row.action) << &row - rows;
     }
+    next.resolved = false, next.format = 2, next.tunnel_type = 1;
+    EXPECT_EQ(insert(&next), adj_handle);
+    EXPECT_EQ(lookup("10.1.1.1").hop.action, SOFTFWD_FORWARD) << "a tunnel's next hop has no MAC";
     EXPECT_EQ(lookup("10.1.1.1").hop.prefix_handle, handle);
     pfx.next = nullptr;
     EXPECT_EQ(insert(table, &pfx), handle);

@@ -1,11 +1,16 @@
 #include "tests/softfwd/fake_model.h"
 
 #include "platform/ufib_pi.h"
+#include "platform/ufib_pi_rpf.h"
+#include "platform/ufib_pi_tunnel.h"
+#include "platform/ufib_platform_api.h"
 
 #include <algorithm>
 #include <cstring>
 
 fake_cookie fake_cookie_v4, fake_cookie_v6;
+fake_adj *fake_tunnel;
+fake_adj *fake_tunnel_v6;
 
 static const fake_prefix *prefix(const void *pfx) { return static_cast<const fake_prefix *>(pfx); }
 static const fake_adj *adjacency(const void *adj) { return static_cast<const fake_adj *>(adj); }
@@ -152,6 +157,48 @@ void ufib_pi_vobj_get_nhcount_params(const void *vobj, ufib_pi_nhcount_params *o
     const fake_vobj *from = vobj_of(vobj);
     *out = {from->old_handle, from->new_handle, from->old_count, from->new_count,
             ufib_pi_vobj_get_num_cnhs(vobj)};
+}
+
+uint32_t ufib_pi_v4pfx_get_if_for_rpf(const void *pfx) { return prefix(pfx)->attached; }
+uint32_t ufib_pi_v6pfx_get_if_for_rpf(const void *pfx) { return prefix(pfx)->attached; }
+
+static uint8_t tunnel_type(const void *adj) {
+    return adj == nullptr ? uint8_t{0} : adjacency(adj)->tunnel_type;
+}
+bool ufib_pi_is_v4_tunnel_update(const void *adj) { return tunnel_type(adj) != 0; }
+bool ufib_pi_v4adj_is_tunnel_gre(const void *adj) { return tunnel_type(adj) == 1; }
+bool ufib_pi_v4adj_is_tunnel_6to4(const void *adj) { return tunnel_type(adj) == 2; }
+bool ufib_pi_v4adj_is_tunnel_isatap(const void *adj) { return tunnel_type(adj) == 3; }
+bool ufib_pi_v4adj_is_tunnel_sgrp(const void *adj) { return tunnel_type(adj) == 4; }
+uint32_t ufib_pi_v4adj_tunnel_df(const void *) { return 0; }
+uint32_t ufib_pi_v4adj_tunnel_tos(const void *) { return 0; }
+uint32_t ufib_pi_v4adj_tunnel_ttl(const void *adj) { return adj == nullptr ? 0 : 64; }
+uint32_t ufib_pi_v4adj_tunnel_sa(const void *adj) {
+    return adj == nullptr ? 0 : adjacency(adj)->tunnel_source;
+}
+uint32_t ufib_pi_v4adj_tunnel_da(const void *adj) {
+    return adj == nullptr ? 0 : adjacency(adj)->tunnel_destination;
+}
+void *ufib_pi_get_tunnel_adj(uint32_t, uint32_t) { return fake_tunnel; }
+void *ufib_pi_v4adj_if_get_first(uint32_t, uint32_t) { return nullptr; }
+void *ufib_pi_v4adj_if_get_next(const void *) { return nullptr; }
+void *ufib_pi_v6adj_get_from_ifindex(uint32_t, uint32_t) { return fake_tunnel_v6; }
+void *ufib_pi_v6adj_get_next(const void *) { return nullptr; }
+
+/* Byte 0 is the kind, 4 the destination: this model's own layout. */
+void ufib_pi_rew_set_tunnel_encap_gre(ufib_platform_rewrite *rewrite) { rewrite->bytes[0] = 1; }
+void ufib_pi_rew_set_tunnel_encap_6to4(ufib_platform_rewrite *rewrite) { rewrite->bytes[0] = 2; }
+void ufib_pi_rew_set_tunnel_encap_isatap(ufib_platform_rewrite *rewrite) { rewrite->bytes[0] = 3; }
+void ufib_pi_rew_set_tunnel_sgrp(ufib_platform_rewrite *rewrite) { rewrite->bytes[0] = 4; }
+void ufib_pi_rew_set_tunnel_df(ufib_platform_rewrite *, bool) {}
+void ufib_pi_rew_set_tunnel_tos(ufib_platform_rewrite *, uint8_t) {}
+void ufib_pi_rew_set_tunnel_ttl(ufib_platform_rewrite *, uint8_t) {}
+void ufib_pi_rew_set_tunnel_v4sa(ufib_platform_rewrite *, uint32_t) {}
+void ufib_pi_rew_set_tunnel_v4da(ufib_platform_rewrite *rewrite, uint32_t address) {
+    memcpy(rewrite->bytes + 4, &address, sizeof address);
+}
+void ufib_pi_rew_set_dmac(ufib_platform_rewrite *rewrite, const uint8_t mac[6]) {
+    memcpy(rewrite->bytes + UFIB_REWRITE_DMAC, mac, 6);
 }
 
 bool ufib_pi_table_is_wildcard(uint32_t table_id) { return table_id == 65534 || table_id == 65535; }

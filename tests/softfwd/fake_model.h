@@ -15,6 +15,8 @@ struct fake_adj {
     std::array<uint8_t, 6> dmac{}, smac{};
     bool resolved = false, glean = false, drop = false, punt = false, global = false, has_smac = false;
     uint32_t format = 1;
+    uint8_t tunnel_type = 0;
+    uint32_t tunnel_source = 0, tunnel_destination = 0;
     uint32_t handle = 0;
     uint8_t space[32] = {};
 };
@@ -42,6 +44,7 @@ struct fake_prefix {
     fake_adj *next = nullptr;
     fake_group *group = nullptr; /* in the place of 'next' */
     bool local = false, direct = false;
+    uint32_t attached = 0; /* interface of a direct one */
     bool tagged = false;
     uint16_t tag = 0;
     uint32_t handle = 0;
@@ -55,3 +58,5 @@ struct fake_cookie {
     void init() { *this = {}; }
 };
 extern fake_cookie fake_cookie_v4, fake_cookie_v6;
+extern fake_adj *fake_tunnel;    /* what its interface's tunnel was told; or null */
+extern fake_adj *fake_tunnel_v6; /* the IPv6 next hop over that interface; or null */
