@@ -148,18 +148,24 @@ void ref_model::vdc_delete(uint32_t vdc) {
     std::erase_if(neighbours_, [&](const auto &row) { return std::get<0>(row.first) == vdc; });
 }
 
-ref_result ref_model::result_of(const ref_table &table, const ref_prefix &prefix, const route &r) const {
-    ref_result result = {ref_action::drop, prefix.bits, {}, {}};
-    if (r.kind == ref_kind::local || r.kind == ref_kind::never_stale) result.action = ref_action::punt;
-    if (r.kind == ref_kind::direct) result.action = ref_action::glean;
-    if (!uses_neighbour(r.kind)) return result;
-    const neighbour &n = neighbours_.at({table.vdc, table.v6, r.hop});
-    result.hop = r.hop;
+std::optional<ref_result> ref_model::via(const ref_table &table, unsigned bits, const ref_hop &hop) const {
+    const auto found = neighbours_.find({table.vdc, table.v6, hop});
+    if (found == neighbours_.end()) return {};
+    const neighbour &n = found->second;
+    ref_result result = {ref_action::drop, bits, hop, {}};
     if (n.drop) return result;
     if (n.glean) result.action = ref_action::glean;
     if (n.glean || !n.resolved) return result;
     result.action = ref_action::forward;
     result.mac = n.mac;
+    return result;
+}
+
+ref_result ref_model::result_of(const ref_table &table, const ref_prefix &prefix, const route &r) const {
+    if (uses_neighbour(r.kind)) return via(table, prefix.bits, r.hop).value();
+    ref_result result = {ref_action::drop, prefix.bits, {}, {}};
+    if (r.kind == ref_kind::local || r.kind == ref_kind::never_stale) result.action = ref_action::punt;
+    if (r.kind == ref_kind::direct) result.action = ref_action::glean;
     return result;
 }
 

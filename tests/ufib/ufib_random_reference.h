@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <tuple>
@@ -64,6 +65,9 @@ public:
     /* What each covering route would give, the longest first. */
     void covering(const ref_table &table, const ref_address &address,
                   const std::function<void(const ref_result &)> &visit) const;
+    /* What a route of 'bits' through a neighbour gives now; nothing when there is no such neighbour. */
+    [[nodiscard]] std::optional<ref_result> via(const ref_table &table, unsigned bits,
+                                                const ref_hop &hop) const;
     [[nodiscard]] size_t route_count() const;
     void
     each_route(const std::function<void(const ref_table &, const ref_prefix &)> &visit) const; /* in order */
