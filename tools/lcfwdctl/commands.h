@@ -12,6 +12,7 @@ extern const ctl_command ctl_command_unresolve;
 extern const ctl_command ctl_command_stale;
 extern const ctl_command ctl_command_lookup;
 extern const ctl_command ctl_command_verify;
+extern const ctl_command ctl_command_probe;
 extern const ctl_command ctl_command_status;
 extern const ctl_command ctl_command_engine;
 extern const ctl_command ctl_command_store;
