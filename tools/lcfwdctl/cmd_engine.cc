@@ -44,9 +44,11 @@ static int show_figures(uint32_t slot, softfwd_reader *reader, void *context) {
                    {"v4_prefixes", stats.v4_prefixes},
                    {"v6_prefixes", stats.v6_prefixes},
                    {"adjacencies", stats.adjacencies},
+                   {"groups", stats.groups},
                    {"trie_bytes", stats.trie_bytes},
                    {"entry_bytes", stats.entry_bytes},
                    {"adjacency_bytes", stats.adj_bytes},
+                   {"group_bytes", stats.group_bytes},
                    {"table_bytes", stats.table_bytes},
                    {"memory_bytes", stats.memory_bytes},
                    {"writes", c.writes},
@@ -113,6 +115,22 @@ static int show_adjacencies(uint32_t slot, softfwd_reader *reader, void *context
     return walk_status(slot, error);
 }
 
+/* A row for each member. */
+static int show_groups(uint32_t slot, softfwd_reader *reader, void *context) {
+    auto *plan = static_cast<engine_plan *>(context);
+    softfwd_group_info group{};
+    int error = 0;
+    while ((plan->limit == 0 || plan->output.rows.size() < plan->limit) &&
+           (error = softfwd_reader_group_next(reader, &group)) == 0)
+        for (uint32_t i = 0; i < group.count; i++) {
+            const softfwd_member_info &member = group.members[i];
+            plan->output.rows.push_back({slot, group.vdc_id, group.handle,
+                                         softfwd_group_origin_name(group.origin), group.id, i,
+                                         member.adj_handle, member.label, member.packets, member.bytes});
+        }
+    return walk_status(slot, error);
+}
+
 static int show_writes(uint32_t slot, softfwd_reader *reader, void *context) {
     auto *plan = static_cast<engine_plan *>(context);
     std::vector<softfwd_log_entry> entries(SOFTFWD_LOG_ENTRIES);
@@ -136,6 +154,9 @@ static const struct engine_view {
     {"adjacencies",
      show_adjacencies,
      {"slot", "vdc", "handle", "if_index", "next_hop", "action", "mac", "flags", "packets", "bytes"}},
+    {"groups",
+     show_groups,
+     {"slot", "vdc", "handle", "origin", "id", "member", "adjacency", "label", "packets", "bytes"}},
     {"writes", show_writes, {"slot", "sequence", "bracket", "operation", "effect", "handle"}},
 };
 
@@ -153,17 +174,21 @@ static int run(int argc, char **argv) {
         if (status != CTL_UNREACHABLE || !plan.output.rows.empty()) ctl_table_print(plan.output);
         return status;
     }
-    ctl_error("usage: lcfwdctl engine [figures|tables|prefixes|adjacencies|writes]");
+    ctl_error("usage: lcfwdctl engine [figures|tables|prefixes|adjacencies|groups|writes]");
     return CTL_USAGE;
 }
 
 const ctl_command ctl_command_engine = {
-    "engine", "[figures|tables|prefixes|adjacencies|writes]", "tables and counters of the forwarding engine",
+    "engine", "[figures|tables|prefixes|adjacencies|groups|writes]",
+    "tables and counters of the forwarding engine",
     "Shows what the forwarding engine holds, read from shared memory: its figures (default), tables, the "
     "prefixes of\n"
-    "the context, adjacencies with their packet counters, or the newest writes to its tables.\n\n"
+    "the context, adjacencies with their packet counters, groups that share load with those of each member, "
+    "or "
+    "the newest\n"
+    "writes to its tables.\n\n"
     "  --table ID       prefixes: of this table only\n"
-    "  --limit N        prefixes, adjacencies: the first N; writes: the newest N\n\n"
+    "  --limit N        prefixes, adjacencies, groups: the first N; writes: the newest N\n\n"
     "Examples:\n"
     "  lcfwdctl engine\n"
     "  lcfwdctl engine prefixes --table 1 --limit 20\n"

@@ -54,6 +54,7 @@ static int stream(const load_options &options, const std::vector<const char *> &
     form.format = options.format;
     form.add = add;
     form.epoch = static_cast<uint8_t>(options.epoch);
+    form.shape = options.routes.shape;
     ctl_stream_plan plan;
     plan.format = options.format;
     plan.window = options.window;
@@ -80,7 +81,7 @@ static int run(int argc, char **argv, bool add) {
     ctl_route_options_add(&options.routes, &rows);
     std::vector<const char *> files;
     if (const int status = ctl_options_parse(rows, argc, argv, &files); status != CTL_GOOD) return status;
-    ctl_route_options_finish(&options.routes);
+    if (const int status = ctl_route_options_finish(&options.routes); status != CTL_GOOD) return status;
     if (files.empty()) {
         ctl_error("usage: lcfwdctl %s FILE... ('-' is the standard input)", argv[0]);
         return CTL_USAGE;
@@ -99,6 +100,10 @@ const ctl_command ctl_command_load = {
     "are served at\n"
     "once. Routes forward only when their next hops are resolved: see lcfwdctl resolve.\n\n"
     "  --next-hops N    next hops that the origin AS picks from (default 64)\n"
+    "  --paths N        paths of each route of the list, 1 to 64: that next hop and those that follow it "
+    "(default "
+    "1; format 0\n"
+    "                   has room for 47, routes with more are refused)\n"
     "  --aggregates N   also a default route and N covering prefixes of mixed lengths for each family, with "
     "next hops\n"
     "                   of their own (default 0)\n"
@@ -114,13 +119,14 @@ const ctl_command ctl_command_load = {
     "  lcfwdctl load table.txt --epoch 2 && lcfwdctl stale --epoch 2     replace a table\n",
     run_load};
 
-const ctl_command ctl_command_delete = {"delete", "FILE... [OPTIONS]", "delete what load has loaded",
-                                        "Deletes every route of the lists. Give --aggregates and --table as "
-                                        "for load. A route that is not there counts as\n"
-                                        "refused, and the rest of its batch is deleted all the same.\n\n"
-                                        "  --next-hops N, --aggregates N, --table ID, --batch N, --format "
-                                        "0|1, --shuffle SEED, --window N as for load\n\n"
-                                        "Examples:\n"
-                                        "  lcfwdctl delete data/internet-v4.txt.xz\n"
-                                        "  echo '192.0.2.0/24 64500' | lcfwdctl delete - --table 7\n",
-                                        run_delete};
+const ctl_command ctl_command_delete = {
+    "delete", "FILE... [OPTIONS]", "delete what load has loaded",
+    "Deletes every route of the lists. Give --aggregates and --table as "
+    "for load. A route that is not there counts as\n"
+    "refused, and the rest of its batch is deleted all the same.\n\n"
+    "  --next-hops N, --paths N, --aggregates N, --table ID, --batch N, --format "
+    "0|1, --shuffle SEED, --window N as for load\n\n"
+    "Examples:\n"
+    "  lcfwdctl delete data/internet-v4.txt.xz\n"
+    "  echo '192.0.2.0/24 64500' | lcfwdctl delete - --table 7\n",
+    run_delete};

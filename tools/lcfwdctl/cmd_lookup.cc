@@ -6,6 +6,8 @@
 
 #include "host/address/address.h"
 
+#include <cstring>
+
 struct lookup_plan {
     struct question {
         const char *text;
@@ -14,6 +16,9 @@ struct lookup_plan {
     };
     std::vector<question> questions;
     uint32_t tables[2];
+    bool of_flow; /* the source's family is the address's */
+    address_family flow_family;
+    softfwd_flow flow;
     ctl_table output;
 };
 
@@ -30,7 +35,46 @@ static std::vector<ctl_cell> answer_row(uint32_t slot, const lookup_plan::questi
             found ? prefix : "-",
             found ? ctl_engine_address(result.next_hop_family, result.next_hop) : "-",
             found ? if_index : "-",
-            forwards ? mac_addr_str(result.dmac) : "-"};
+            forwards ? mac_addr_str(result.dmac) : "-",
+            result.hop.members == 0 ? std::string("-") : std::to_string(result.next_handle),
+            result.hop.members == 0
+                ? std::string("-")
+                : std::to_string(result.hop.member) + " of " + std::to_string(result.hop.members)};
+}
+
+static int ask(softfwd_reader *reader, const lookup_plan &plan, const lookup_plan::question &asked,
+               softfwd_result *result) {
+    const uint32_t table = plan.tables[asked.family == ADDRESS_FAMILY_V6];
+    if (!plan.of_flow || plan.flow_family != asked.family)
+        return softfwd_lookup(reader, asked.family, ctl.vdc, table, asked.address, result);
+    softfwd_flow flow = plan.flow;
+    memcpy(flow.destination, asked.address, sizeof flow.destination);
+    return softfwd_lookup_flow(reader, asked.family, ctl.vdc, table, &flow, result);
+}
+
+/* "SOURCE,SOURCE-PORT,PORT,PROTOCOL", the protocol by number or as tcp, udp. */
+static bool flow_parse(const std::string &text, lookup_plan *plan) {
+    std::vector<std::string> words(1);
+    for (const char c : text) {
+        if (c == ',')
+            words.emplace_back();
+        else
+            words.back() += c;
+    }
+    if (words.size() != 4) return false;
+    uint32_t source_port, destination_port, protocol;
+    if (words[3] == "tcp" || words[3] == "udp")
+        protocol = words[3] == "tcp" ? 6 : 17;
+    else if (!ctl_number_parse(words[3].c_str(), 0, UINT8_MAX, &protocol))
+        return false;
+    if (address_parse(words[0].c_str(), &plan->flow_family, plan->flow.source) != 0 ||
+        !ctl_number_parse(words[1].c_str(), 0, UINT16_MAX, &source_port) ||
+        !ctl_number_parse(words[2].c_str(), 0, UINT16_MAX, &destination_port))
+        return false;
+    plan->flow.source_port = static_cast<uint16_t>(source_port);
+    plan->flow.destination_port = static_cast<uint16_t>(destination_port);
+    plan->flow.protocol = static_cast<uint8_t>(protocol);
+    return true;
 }
 
 static int work(uint32_t slot, softfwd_reader *reader, void *context) {
@@ -38,8 +82,7 @@ static int work(uint32_t slot, softfwd_reader *reader, void *context) {
     int status = CTL_GOOD;
     for (const lookup_plan::question &asked : plan->questions) {
         softfwd_result result{};
-        const uint32_t table = plan->tables[asked.family == ADDRESS_FAMILY_V6];
-        const int error = softfwd_lookup(reader, asked.family, ctl.vdc, table, asked.address, &result);
+        const int error = ask(reader, *plan, asked, &result);
         if (error != 0) return ctl_engine_failure(slot, error);
         if (result.hop.action == SOFTFWD_NO_ROUTE) status = CTL_REFUSED;
         plan->output.rows.push_back(answer_row(slot, asked, result));
@@ -51,13 +94,19 @@ static int run(int argc, char **argv) {
     lookup_plan plan{};
     ctl_route_options options;
     bool counting = false;
-    const ctl_option rows[] = {ctl_number("--table", &options.table, 0, UINT32_MAX, &options.table_given),
+    std::string flow;
+    const ctl_option rows[] = {ctl_text("--flow", &flow, &plan.of_flow),
+                               ctl_number("--table", &options.table, 0, UINT32_MAX, &options.table_given),
                                ctl_flag("--count", &counting)};
     std::vector<const char *> words;
     if (const int status = ctl_options_parse(rows, argc, argv, &words); status != CTL_GOOD) return status;
-    ctl_route_options_finish(&options);
+    if (const int status = ctl_route_options_finish(&options); status != CTL_GOOD) return status;
     if (words.empty()) {
         ctl_error("usage: lcfwdctl lookup ADDRESS...");
+        return CTL_USAGE;
+    }
+    if (plan.of_flow && !flow_parse(flow, &plan)) {
+        ctl_error("\"%s\" is no SOURCE,SOURCE-PORT,PORT,PROTOCOL", flow.c_str());
         return CTL_USAGE;
     }
     for (const char *word : words) {
@@ -70,21 +119,27 @@ static int run(int argc, char **argv) {
     }
     plan.tables[0] = options.tables[0];
     plan.tables[1] = options.tables[1];
-    plan.output.columns = {"slot", "address", "action", "prefix", "next_hop", "if_index", "mac"};
+    plan.output.columns = {"slot",     "address", "action", "prefix", "next_hop",
+                           "if_index", "mac",     "group",  "member"};
     const int status = ctl_engine_for_each_slot(counting, work, &plan);
     if (status != CTL_UNREACHABLE || !plan.output.rows.empty()) ctl_table_print(plan.output);
     return status;
 }
 
 const ctl_command ctl_command_lookup = {
-    "lookup", "ADDRESS... [--table ID] [--count]", "ask the forwarding engine for addresses",
+    "lookup", "ADDRESS... [--table ID] [--flow FLOW] [--count]", "ask the forwarding engine for addresses",
     "Asks the forwarding engine, in shared memory and without disturbing the process, what a packet to each "
     "address\n"
     "gets: forward, glean (next hop not resolved), punt, drop or no_route. Exit code 1 when an address has "
     "no route.\n\n"
     "  --table ID       table (default 1): ID for IPv4 and ID + 0x80000000 for IPv6\n"
+    "  --flow FLOW      of a packet of this flow, for routes with several paths: "
+    "SOURCE,SOURCE-PORT,PORT,PROTOCOL\n"
+    "                   (protocol: tcp, udp or a number); without it all packets to one address take one "
+    "path\n"
     "  --count          count the look-ups as packets\n\n"
     "Examples:\n"
     "  lcfwdctl lookup 192.0.2.1 2001:db8::1\n"
+    "  lcfwdctl lookup 192.0.2.1 --flow 198.51.100.7,40000,443,tcp\n"
     "  lcfwdctl lookup 192.0.2.1 --table 7 --vdc 2 --json\n",
     run};

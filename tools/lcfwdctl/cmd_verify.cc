@@ -36,7 +36,7 @@ static int run(int argc, char **argv) {
     ctl_route_options_add(&options, &rows);
     std::vector<const char *> files;
     if (const int status = ctl_options_parse(rows, argc, argv, &files); status != CTL_GOOD) return status;
-    ctl_route_options_finish(&options);
+    if (const int status = ctl_route_options_finish(&options); status != CTL_GOOD) return status;
     if (files.empty()) {
         ctl_error("usage: lcfwdctl verify FILE... with the options of the load");
         return CTL_USAGE;
@@ -48,6 +48,7 @@ static int run(int argc, char **argv) {
         ctl_verify_plan plan;
         plan.table_id = options.tables[family == 6];
         plan.resolved = !unresolved;
+        plan.shape = options.shape;
         plan.absent = absent;
         std::copy_if(routes.begin(), routes.end(), std::back_inserter(plan.routes),
                      [family](const ctl_route &route) { return route.family == family; });
@@ -64,6 +65,7 @@ const ctl_command ctl_command_verify = {
     "Looks up the first, the last and the middle address of every prefix of the lists in the forwarding "
     "engine, and\n"
     "compares prefix length, interface, next hop and MAC with what the list alone says. Give --next-hops, "
+    "--paths, "
     "--aggregates\n"
     "and --table as for load. Prints the number of look-ups and of wrong ones; exit code 1 when one is "
     "wrong.\n\n"

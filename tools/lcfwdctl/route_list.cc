@@ -11,6 +11,14 @@
 /* Aggregates have next hops of their own, so that a look-up that ends on one cannot be right by accident. */
 static constexpr uint32_t AGGREGATE_HOPS = 16;
 
+uint32_t ctl_path_count(const ctl_route_shape &shape, const ctl_route &route) {
+    return route.hop < shape.next_hops ? shape.paths : 1;
+}
+
+uint32_t ctl_path_hop(const ctl_route_shape &shape, const ctl_route &route, uint32_t path) {
+    return route.hop < shape.next_hops ? (route.hop + path) % shape.next_hops : route.hop;
+}
+
 uint32_t ctl_hop_count(const ctl_route_shape &shape) {
     return shape.next_hops + (shape.aggregates != 0 ? AGGREGATE_HOPS + 1 : 0);
 }

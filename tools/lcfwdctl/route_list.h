@@ -20,8 +20,13 @@ struct ctl_route {
 struct ctl_route_shape {
     uint32_t next_hops = 64; /* the origin AS picks one of them */
     uint32_t aggregates =
-        0; /* a default route and this many covering prefixes for each family that is there */
+        0;              /* a default route and this many covering prefixes for each family that is there */
+    uint32_t paths = 1; /* of each route of the list: its next hop and those that follow it, round the end */
 };
+
+/* The next hops of a route: 'paths' of them, the covering routes one. The path of an index below that. */
+[[nodiscard]] uint32_t ctl_path_count(const ctl_route_shape &shape, const ctl_route &route);
+[[nodiscard]] uint32_t ctl_path_hop(const ctl_route_shape &shape, const ctl_route &route, uint32_t path);
 
 /* How many next hops a shape uses: those of the list, and the aggregates' own. */
 [[nodiscard]] uint32_t ctl_hop_count(const ctl_route_shape &shape);

@@ -7,6 +7,7 @@
 
 /* A table id belongs to one family; the IPv6 table beside IPv4 table N has this bit too. */
 constexpr uint32_t CTL_TABLE_V6 = 0x80000000;
+constexpr uint32_t CTL_PATHS_MAX = 64; /* of one route */
 
 struct ctl_route_options {
     ctl_route_shape shape;
@@ -16,4 +17,5 @@ struct ctl_route_options {
 };
 
 void ctl_route_options_add(ctl_route_options *options, std::vector<ctl_option> *rows);
-void ctl_route_options_finish(ctl_route_options *options); /* after parsing */
+/* After parsing. CTL_GOOD, or CTL_USAGE after saying which options do not go together. */
+[[nodiscard]] int ctl_route_options_finish(ctl_route_options *options);

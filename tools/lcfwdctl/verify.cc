@@ -40,6 +40,19 @@ static bool leads_to(const softfwd_hop &hop, const softfwd_adj_info &adjacency, 
     return !resolved || memcmp(adjacency.dmac, wanted.mac, sizeof wanted.mac) == 0;
 }
 
+/* Load is shared among all paths, but for host routes, which may take the first alone. */
+static bool leads_to_path(const ctl_verify_plan &plan, const ctl_route &route, const softfwd_hop &hop,
+                          const softfwd_adj_info &adjacency) {
+    const uint32_t paths = ctl_path_count(plan.shape, route);
+    const bool host = route.bits == (route.family == 4 ? 32 : 128);
+    if (hop.members != (paths == 1 ? 0 : paths) && !(host && hop.members == 0)) return false;
+    for (uint32_t path = 0; path < paths; path++) {
+        const ctl_next_hop wanted = ctl_next_hop_make(route.family, ctl_path_hop(plan.shape, route, path));
+        if (leads_to(hop, adjacency, wanted, plan.resolved)) return true;
+    }
+    return false;
+}
+
 static void note_wrong(verify_state *state, uint8_t family, ctl_point point, const softfwd_hop &hop,
                        int64_t expected) {
     state->result->wrong++;
@@ -67,8 +80,7 @@ static int check_hop(verify_state *state, uint8_t family, ctl_point point, const
         softfwd_adj_info adjacency{};
         const int error = adjacency_of(state, hop.adj_handle, &adjacency);
         if (error != 0 && error != ENOENT) return error;
-        right = error == 0 && hop.mask_len == route.bits &&
-                leads_to(hop, adjacency, ctl_next_hop_make(family, route.hop), plan.resolved);
+        right = error == 0 && hop.mask_len == route.bits && leads_to_path(plan, route, hop, adjacency);
     }
     if (!right) note_wrong(state, family, point, hop, expected);
     return 0;

@@ -11,8 +11,9 @@
 struct ctl_verify_plan {
     std::vector<ctl_route> routes; /* sorted, of one family */
     uint32_t table_id = 1;
-    bool resolved = true; /* next hops forward; else they glean */
-    bool absent = false;  /* every route must be gone: no address finds one */
+    ctl_route_shape shape; /* of the load */
+    bool resolved = true;  /* next hops forward; else they glean */
+    bool absent = false;   /* every route must be gone: no address finds one */
 };
 
 struct ctl_verify_result {

@@ -16,32 +16,23 @@ static uint8_t route_opcode(const ctl_batch_form &form) {
 
 /* A next hop with an empty array of its own, as an element of the route's array. */
 static constexpr size_t HOP_V1_BYTES = sizeof(ctl_hop_v1) + sizeof(ctl_tlv_array);
-static constexpr size_t ROUTE_V1_BYTES =
-    sizeof(ctl_route_v1) + sizeof(ctl_tlv_array) + sizeof(ctl_tlv_head) + HOP_V1_BYTES;
 
-static size_t route_bytes(const ctl_batch_form &form) {
-    if (form.format != 0) return ROUTE_V1_BYTES;
-    return form.family == 4 ? sizeof(ctl_route_v0_v4) + sizeof(ctl_hop_v0_v4)
-                            : sizeof(ctl_route_v0_v6) + sizeof(ctl_hop_v0_v6);
+/* A route with so many paths. */
+static size_t route_bytes(const ctl_batch_form &form, uint32_t paths) {
+    if (form.format != 0)
+        return sizeof(ctl_route_v1) + sizeof(ctl_tlv_array) + paths * (sizeof(ctl_tlv_head) + HOP_V1_BYTES);
+    return form.family == 4 ? sizeof(ctl_route_v0_v4) + paths * sizeof(ctl_hop_v0_v4)
+                            : sizeof(ctl_route_v0_v6) + paths * sizeof(ctl_hop_v0_v6);
 }
 
 uint32_t ctl_batch_routes_max(const ctl_batch_form &form) {
     const size_t head = form.format != 0 ? sizeof(ctl_batch_v1) : sizeof(ctl_batch_v0);
-    return static_cast<uint32_t>(std::min<size_t>((MTS_PAYLOAD_MAX - head) / route_bytes(form), UINT16_MAX));
+    const size_t route = route_bytes(form, form.shape.paths);
+    return static_cast<uint32_t>(std::min<size_t>((MTS_PAYLOAD_MAX - head) / route, UINT16_MAX));
 }
 
-static void put_route_v1(std::vector<uint8_t> *out, const ctl_batch_form &form, const ctl_route &route) {
-    const ctl_next_hop hop = ctl_next_hop_make(form.family, route.hop);
-    ctl_route_v1 record{};
-    record.opcode = route_opcode(form);
-    record.nh_count = 1;
-    record.prefix_len = route.bits;
-    memcpy(record.prefix, route.address, sizeof record.prefix);
-    record.route_len = wire_put(static_cast<uint16_t>(ROUTE_V1_BYTES));
-    record.table_id = wire_put(form.table_id);
-    ctl_append(out, record);
-    ctl_append(out, ctl_tlv_array{wire_put<uint16_t>(1),
-                                  wire_put(static_cast<uint16_t>(ROUTE_V1_BYTES - sizeof(ctl_route_v1)))});
+static void put_hop_v1(std::vector<uint8_t> *out, const ctl_batch_form &form, uint32_t number) {
+    const ctl_next_hop hop = ctl_next_hop_make(form.family, number);
     ctl_append(out,
                ctl_tlv_head{wire_put(ROUTE_TLV_NEXT_HOP), wire_put(static_cast<uint16_t>(HOP_V1_BYTES))});
     ctl_hop_v1 next{};
@@ -55,20 +46,40 @@ static void put_route_v1(std::vector<uint8_t> *out, const ctl_batch_form &form, 
                ctl_tlv_array{wire_put<uint16_t>(0), wire_put(static_cast<uint16_t>(sizeof(ctl_tlv_array)))});
 }
 
+static void put_route_v1(std::vector<uint8_t> *out, const ctl_batch_form &form, const ctl_route &route) {
+    const uint32_t paths = ctl_path_count(form.shape, route);
+    const size_t bytes = route_bytes(form, paths);
+    ctl_route_v1 record{};
+    record.opcode = route_opcode(form);
+    record.nh_count = static_cast<uint8_t>(paths);
+    record.prefix_len = route.bits;
+    memcpy(record.prefix, route.address, sizeof record.prefix);
+    record.route_len = wire_put(static_cast<uint16_t>(bytes));
+    record.table_id = wire_put(form.table_id);
+    ctl_append(out, record);
+    ctl_append(out, ctl_tlv_array{wire_put(static_cast<uint16_t>(paths)),
+                                  wire_put(static_cast<uint16_t>(bytes - sizeof(ctl_route_v1)))});
+    for (uint32_t path = 0; path < paths; path++)
+        put_hop_v1(out, form, ctl_path_hop(form.shape, route, path));
+}
+
 template <typename record, typename hop_record>
 static void put_route_v0(std::vector<uint8_t> *out, const ctl_batch_form &form, const ctl_route &route) {
-    const ctl_next_hop hop = ctl_next_hop_make(form.family, route.hop);
+    const uint32_t paths = ctl_path_count(form.shape, route);
     record head{};
     head.opcode = route_opcode(form);
-    head.nh_count = 1;
+    head.nh_count = static_cast<uint8_t>(paths);
     head.prefix_len = route.bits;
     memcpy(head.prefix, route.address, sizeof head.prefix);
-    head.route_len = wire_put(static_cast<uint16_t>(sizeof head + sizeof(hop_record)));
+    head.route_len = wire_put(static_cast<uint16_t>(route_bytes(form, paths)));
     ctl_append(out, head);
-    hop_record next{};
-    next.if_index = wire_put(hop.if_index);
-    memcpy(next.address, hop.address, sizeof next.address);
-    ctl_append(out, next);
+    for (uint32_t path = 0; path < paths; path++) {
+        const ctl_next_hop hop = ctl_next_hop_make(form.family, ctl_path_hop(form.shape, route, path));
+        hop_record next{};
+        next.if_index = wire_put(hop.if_index);
+        memcpy(next.address, hop.address, sizeof next.address);
+        ctl_append(out, next);
+    }
 }
 
 static void put_head(std::vector<uint8_t> *out, const ctl_batch_form &form, uint32_t bytes, uint16_t count,
@@ -99,7 +110,8 @@ static void put_head(std::vector<uint8_t> *out, const ctl_batch_form &form, uint
 std::vector<uint8_t> ctl_batch_make(const ctl_batch_form &form, std::span<const ctl_route> routes,
                                     uint32_t xid, uint8_t flags) {
     std::vector<uint8_t> out;
-    const size_t bytes = routes.size() * route_bytes(form);
+    size_t bytes = 0;
+    for (const ctl_route &route : routes) bytes += route_bytes(form, ctl_path_count(form.shape, route));
     out.reserve(sizeof(ctl_batch_v0) + bytes);
     put_head(&out, form, static_cast<uint32_t>(bytes), static_cast<uint16_t>(routes.size()), xid, flags);
     for (const ctl_route &route : routes) {

@@ -48,9 +48,10 @@ struct ctl_batch_form {
     uint32_t table_id = 1;
     uint8_t epoch = 1;
     uint8_t client_id = 1;
+    ctl_route_shape shape = {}; /* how many paths routes have */
 };
 
-/* How many routes fit in one message. */
+/* How many routes fit in one message, whatever their paths. */
 [[nodiscard]] uint32_t ctl_batch_routes_max(const ctl_batch_form &form);
 
 /* The payload of one batch: 1 to ctl_batch_routes_max() routes, all of the form's family. */
