@@ -118,6 +118,14 @@ void process_test::stop(int slot) {
                        << read_file(folder + "/lcfwd" + std::to_string(slot) + ".err");
 }
 
+void process_test::crash(int slot) {
+    const auto found = std::find_if(instances.begin(), instances.end(),
+                                    [slot](const instance &one) { return one.slot == slot; });
+    ASSERT_NE(found, instances.end());
+    kill_hard(found->pid);
+    instances.erase(found);
+}
+
 process_result process_test::ctl(std::vector<std::string> words) {
     words.insert(words.begin(), LCFWDCTL_BINARY);
     words.insert(words.end(), {"--root", root, "--quiet"});
