@@ -5,3 +5,4 @@ void bench_containers_figures();
 void bench_store_figures();
 void bench_bus_figures();
 void bench_path_figures();
+void bench_ecmp_figures();

@@ -1,17 +1,11 @@
 /* The whole path: a real process serves its sockets, this program is the supervisor: batches out, answers back,
  * then the tables are read where a data plane would read them. A run is the median of three. */
 #include "bench/bench.h"
-
-#include "core/lcfwd_domain.h"
-#include "core/lcfwd_main.h"
-#include "host/engine/engine.h"
+#include "bench/bench_served.h"
 #include "platform/platform_library.h"
 #include "platform/ufib_platform_api.h"
 #include "softfwd/softfwd.h"
-#include "softfwd/softfwd_config.h"
 #include "softfwd/softfwd_reader.h"
-#include "tools/lcfwdctl/batch_stream.h"
-#include "ufib/ufib_vdc.h"
 
 #include <algorithm>
 #include <atomic>
@@ -22,12 +16,8 @@
 #include <cstring>
 #include <random>
 #include <string>
-#include <sys/prctl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-constexpr uint32_t SLOT = 1;
-constexpr uint32_t BATCH = 500;
 constexpr int RUNS = 3;
 
 /* ---- a library that gives handles and does nothing: what the product itself costs ---- */
@@ -47,52 +37,6 @@ static void handles_ufib_init(ufib_platform_api *api, ufib_platform_caps *, int)
 }
 static const platform_library handles_library = {"handles", handles_lcfwd_init, handles_ufib_init, nullptr};
 
-/* ---- a process of its own ---- */
-
-struct served {
-    std::string root;
-    pid_t pid = 0;
-    ctl_session session;
-};
-
-static void serve(const std::string &root, const platform_library *library) {
-    lcfwd_options options = {};
-    options.root = root.c_str();
-    options.slot = SLOT;
-    options.start_mode = LCFWD_START_COLD;
-    softfwd_config_get()->slot = SLOT;
-    platform_library_use(library);
-    lcfwd_domain_bind(LCFWD_DOMAIN_UFIB, ufib_domain());
-    std::signal(SIGTERM, [](int) { fu_fsm_stop(); });
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    std::_Exit(lcfwd_main(&options));
-}
-
-static bool served_start(const platform_library *library, served *out) {
-    char root[] = "/dev/shm/lcfwd-bench-XXXXXX";
-    if (mkdtemp(root) == nullptr) return false;
-    out->root = root;
-    out->pid = fork();
-    if (out->pid == 0) serve(out->root, library);
-    ctl.root = out->root;
-    ctl.quiet = true;
-    ctl.vdc = 1;
-    ctl_use_root(SLOT);
-    if (ctl_session_open(SLOT, &out->session) != CTL_GOOD) return false;
-    /* The queue of contexts is served last: the report says when the context is there. */
-    return ctl_subscribe(&out->session) == CTL_GOOD &&
-           ctl_tell(&out->session, CTL_OPC_VDC_CREATE, ctl_vdc_make(1)) == CTL_GOOD &&
-           ctl_await_report(&out->session, 5000) == CTL_GOOD;
-}
-
-static void served_stop(served *process) {
-    ctl_session_close(&process->session);
-    kill(process->pid, SIGTERM);
-    waitpid(process->pid, nullptr, 0);
-    const std::string command = "rm -rf '" + process->root + "'";
-    if (std::system(command.c_str()) != 0) std::fprintf(stderr, "cannot remove %s\n", process->root.c_str());
-}
-
 /* Resident bytes, shared tables included. */
 static double resident_bytes(pid_t pid) {
     const std::string path = "/proc/" + std::to_string(pid) + "/statm";
@@ -104,33 +48,11 @@ static double resident_bytes(pid_t pid) {
     return fields == 2 ? static_cast<double>(resident) * static_cast<double>(sysconf(_SC_PAGESIZE)) : 0;
 }
 
-/* ---- the table ---- */
-
-static std::vector<ctl_route> table_read(uint8_t family) {
-    const std::string path = std::string(LCFWD_SOURCE_DIR) +
-                             (family == 4 ? "/data/internet-v4.txt.xz" : "/data/internet-v6.txt.xz");
-    ctl_route_shape shape;
-    shape.aggregates = 10000;
-    std::vector<ctl_route> routes;
-    if (ctl_routes_load({path.c_str()}, shape, &routes) != CTL_GOOD) routes.clear();
-    return routes;
-}
-
-static ctl_stream_plan plan_of(uint8_t family, const std::vector<ctl_route> &routes) {
-    ctl_stream_plan plan;
-    plan.bracket = true;
-    ctl_batch_form form;
-    form.family = family;
-    const uint32_t tables[2] = {1, 0x80000001};
-    ctl_stream_fill(&plan, form, routes, BATCH, tables);
-    return plan;
-}
-
 /* ---- figures ---- */
 
 static double lookups_per_s(uint8_t family, const std::vector<ctl_route> &routes) {
     softfwd_reader *reader = nullptr;
-    if (softfwd_reader_attach(SLOT, false, &reader) != 0) return 0;
+    if (softfwd_reader_attach(BENCH_SERVED_SLOT, false, &reader) != 0) return 0;
     constexpr size_t COUNT = 1u << 20;
     std::vector<uint32_t> v4(COUNT);
     std::vector<uint8_t> v6(COUNT * 16);
@@ -162,8 +84,8 @@ struct path_figures {
 static path_figures path_run(const platform_library *library, uint8_t family,
                              const std::vector<ctl_route> &sorted, const ctl_stream_plan &plan) {
     path_figures figures;
-    served process;
-    if (served_start(library, &process)) {
+    bench_served process;
+    if (bench_served_start(library, &process)) {
         const double before = resident_bytes(process.pid);
         std::atomic<uint64_t> progress = 0;
         const ctl_stream_result result = ctl_stream_run(&process.session, plan, &progress);
@@ -174,7 +96,7 @@ static path_figures path_run(const platform_library *library, uint8_t family,
             figures.lookups_per_s = lookups_per_s(family, sorted);
         }
     }
-    served_stop(&process);
+    bench_served_stop(&process);
     return figures;
 }
 
@@ -187,15 +109,16 @@ static path_figures path_median(const platform_library *library, uint8_t family,
 }
 
 static void figures_of_family(uint8_t family) {
-    const std::vector<ctl_route> sorted = table_read(family);
+    const std::vector<ctl_route> sorted = bench_routes_read(family);
     if (sorted.empty()) return;
-    const ctl_stream_plan in_order = plan_of(family, sorted);
+    const ctl_stream_plan in_order = bench_load_plan(family, sorted, 1);
     const path_figures order = path_median(softfwd_library(), family, sorted, in_order);
     std::printf("path.v%d.routes_per_s %.0f\n", family, order.routes_per_s);
     if (family == 4) {
         std::vector<ctl_route> shuffled = sorted;
         ctl_routes_shuffle(1, &shuffled);
-        const path_figures mixed = path_median(softfwd_library(), family, sorted, plan_of(family, shuffled));
+        const path_figures mixed =
+            path_median(softfwd_library(), family, sorted, bench_load_plan(family, shuffled, 1));
         std::printf("path.v4.shuffled_routes_per_s %.0f\n", mixed.routes_per_s);
         const path_figures bare = path_median(&handles_library, family, sorted, in_order);
         std::printf("path.defaults.routes_per_s %.0f\n", bare.routes_per_s);
