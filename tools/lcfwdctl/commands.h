@@ -19,3 +19,7 @@ extern const ctl_command ctl_command_store;
 extern const ctl_command ctl_command_send;
 extern const ctl_command ctl_command_trace;
 extern const ctl_command ctl_command_log;
+extern const ctl_command ctl_command_interface;
+extern const ctl_command ctl_command_mac;
+extern const ctl_command ctl_command_clear;
+extern const ctl_command ctl_command_aged;
