@@ -22,6 +22,7 @@ struct pt_state {
     uint32_t row_count, row_capacity;
     uint32_t row_free; /* row + 1; 0 none */
     uint32_t fail_countdown;
+    bool keep_failing;
 };
 static pt_state state;
 
@@ -82,7 +83,11 @@ static void node_fill(pt_node *out, const lpm_entry &entry) {
 
 /* --- changes --- */
 
-static bool fault_strikes() { return state.fail_countdown != 0 && --state.fail_countdown == 0; }
+static bool fault_strikes() {
+    if (state.fail_countdown == 0 || --state.fail_countdown != 0) return false;
+    if (state.keep_failing) state.fail_countdown = 1;
+    return true;
+}
 
 static bool arena_ready() {
     return state.arena.base != nullptr || lpm_arena_private_create(&state.arena, ARENA_BYTES) == 0;
@@ -156,7 +161,10 @@ uint64_t pt_used_bytes() {
     return side + (state.arena.base == nullptr ? 0 : lpm_arena_touched_bytes(&state.arena));
 }
 
-void pt_fail_nth_add(uint32_t nth) { state.fail_countdown = nth; }
+void pt_fail_nth_add(uint32_t nth, bool keep_failing) {
+    state.fail_countdown = nth;
+    state.keep_failing = keep_failing;
+}
 
 void pt_reset() {
     lpm_arena_private_destroy(&state.arena);

@@ -60,8 +60,9 @@ void pt_attr_destroy(pt_attr *attr);
 /* Bytes that all tries of the process take, for memory accounting. */
 [[nodiscard]] uint64_t pt_used_bytes();
 
-/* Test knob: the n-th pt_add from now on fails with ENOMEM (1 = the next one); 0 switches it off. */
-void pt_fail_nth_add(uint32_t nth);
+/* Test knob: the n-th pt_add from now on fails with ENOMEM (1 = the next one), and with 'keep_failing' all that follow
+ * it; 0 switches it off. */
+void pt_fail_nth_add(uint32_t nth, bool keep_failing = false);
 
 /* Forgets all tries of the process: their memory goes back, roots that still exist must be zeroed by their owners.
  * Called by containers_reset(). */

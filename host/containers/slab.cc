@@ -47,6 +47,7 @@ struct slab_state {
     uint64_t used;
     slab *first;
     slab_knob knobs[KNOBS_MAX];
+    bool keep_failing;
 };
 static slab_state state;
 
@@ -127,7 +128,11 @@ static bool chunk_add(slab *pool) {
 }
 
 /* A test's fault; counted down by each call while it is armed. */
-static bool fault_strikes(slab *pool) { return pool->fail_countdown != 0 && --pool->fail_countdown == 0; }
+static bool fault_strikes(slab *pool) {
+    if (pool->fail_countdown == 0 || --pool->fail_countdown != 0) return false;
+    if (state.keep_failing) pool->fail_countdown = 1;
+    return true;
+}
 
 void *slab_calloc(slab *pool) {
     pool->calloc_count++;
@@ -183,7 +188,8 @@ uint64_t slab_total_in_use() {
     return objects;
 }
 
-int slab_fail_nth(const char *name, uint32_t nth) {
+int slab_fail_nth(const char *name, uint32_t nth, bool keep_failing) {
+    state.keep_failing = keep_failing;
     slab *pool = slab_find(name);
     if (pool != nullptr) {
         pool->fail_countdown = nth;
@@ -222,6 +228,7 @@ void slab_release_all() {
         state.used = 8;
     }
     std::memset(state.knobs, 0, sizeof state.knobs);
+    state.keep_failing = false;
 }
 
 uint32_t slab_number(const void *object) {

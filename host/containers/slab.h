@@ -47,8 +47,9 @@ void slab_free(slab *pool, void *object); /* null is ignored */
 [[nodiscard]] uint64_t slab_total_in_use();
 
 /* Fault knob: the 'nth' slab_calloc from now on of the slab 'name' gives null, once (1 = the next; 0 = off). It
- * holds for a slab that is created later, too. ENOSPC when more than 16 names wait. */
-int slab_fail_nth(const char *name, uint32_t nth);
+ * holds for a slab that is created later, too. With 'keep_failing' (of all knobs, the last word counts) each further
+ * call fails as well. ENOSPC when more than 16 names wait. */
+int slab_fail_nth(const char *name, uint32_t nth, bool keep_failing = false);
 
 /* Gives all chunks of all slabs back and forgets the slabs and knobs: pointers to slabs are dead. */
 void slab_release_all();

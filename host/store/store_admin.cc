@@ -36,11 +36,17 @@ void store_say(const char *format, ...) {
 bool store_fault_fires(store_fault_point point, int *code) {
     store_fault *fault = &store.faults[point];
     if (fault->countdown == 0 || --fault->countdown != 0) return false;
+    fault->struck++;
+    if (fault->keep_failing) fault->countdown = 1;
     *code = fault->code;
     return true;
 }
 
-void store_fault_set(store_fault_point point, uint32_t nth, int code) { store.faults[point] = {nth, code}; }
+void store_fault_set(store_fault_point point, uint32_t nth, int code, bool keep_failing) {
+    store.faults[point] = {nth, code, keep_failing, 0};
+}
+
+uint32_t store_fault_struck(store_fault_point point) { return store.faults[point].struck; }
 
 void store_step_hook_set(store_step_fn hook) { store.hook = hook; }
 

@@ -53,7 +53,7 @@ struct store_memory {
 void store_reset();
 
 /* Test knobs. The 'nth' call (1 = the next) at 'point' gives 'code' instead of doing its work, then the knob is off
- * again; 0 turns it off. */
+ * again, or with 'keep_failing' strikes at each further call; 0 turns it off. */
 enum store_fault_point : int {
     STORE_FAULT_OPEN,
     STORE_FAULT_ADD_DB,
@@ -64,7 +64,8 @@ enum store_fault_point : int {
     STORE_FAULT_GROW, /* more room for a file: as if the file system were full, whatever 'code' */
     STORE_FAULT_POINTS
 };
-void store_fault_set(store_fault_point point, uint32_t nth, int code);
+void store_fault_set(store_fault_point point, uint32_t nth, int code, bool keep_failing = false);
+[[nodiscard]] uint32_t store_fault_struck(store_fault_point point); /* how often, since it was set */
 
 /* Steps inside an exec (and inside the immediate forms, which are batches of one). 'index' is the operation. A test
  * kills its process in the hook, to see what the next one makes of the files. Null: none. */

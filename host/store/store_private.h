@@ -108,6 +108,8 @@ struct pss2_ops {
 struct store_fault {
     uint32_t countdown;
     int code;
+    bool keep_failing;
+    uint32_t struck;
 };
 
 struct store_state {
