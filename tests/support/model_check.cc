@@ -150,7 +150,7 @@ static void references_check(model_walk *walk, const ufib_adj *adj, const std::s
     const uint32_t expected = walk->expected[&adj->obj];
     const uint32_t is = ufib_obj_refs(&adj->obj);
     if (is < expected || walk->no_vobjs) walk->same(name + " references", is, expected);
-    if (is == 0 && ufib_adj_destroy_ok(adj) && (adj->flags & UFIB_ADJ_RECIRCULATE) == 0)
+    if (!walk->orphans && is == 0 && ufib_adj_destroy_ok(adj) && (adj->flags & UFIB_ADJ_RECIRCULATE) == 0)
         walk->wrong(name + " lives and nobody wants it");
 }
 
@@ -186,7 +186,8 @@ static void groups_check(model_walk *walk, ufib_vdc *vdc) {
 /* Recursive next hops hold groups as well. */
 static void group_references_check(model_walk *walk, const ufib_ecmp *group) {
     walk->same(model_name(group) + " references", ufib_obj_refs(&group->obj), walk->expected[&group->obj]);
-    if (ufib_ecmp_destroy_ok(group)) walk->wrong(model_name(group) + " lives and nobody wants it");
+    if (!walk->orphans && ufib_ecmp_destroy_ok(group))
+        walk->wrong(model_name(group) + " lives and nobody wants it");
 }
 
 static uint32_t in_use(const char *name) {
@@ -227,6 +228,8 @@ static void handles_check(model_walk *walk) {
 
 std::vector<std::string> model_check(const lcfwd_rig &rig, const model_check_options &options) {
     model_walk walk;
+    walk.values = options.values;
+    walk.orphans = options.orphans;
     for (uint32_t id = LCFWD_VDC_MIN; id <= LCFWD_VDC_MAX; id++) {
         ufib_vdc *vdc = ufib_vdc_get(id);
         if (vdc == nullptr) continue;

@@ -16,6 +16,8 @@ class lcfwd_rig;
 struct model_check_options {
     bool engine = true;
     bool records = true;
+    bool values = true; /* false: records by key alone. A refused update leaves marks that the record lacks */
+    bool orphans = false; /* a failed install leaves objects that nobody wants until the next use */
 };
 
 /* What is wrong, one line a finding, at most some twenty; empty: nothing. */
