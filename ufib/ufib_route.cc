@@ -48,11 +48,20 @@ static void route_leave(ufib_vdc *vdc, ufib_table *table, ufib_pfx *pfx) {
     if (label) ufib_prefix_update_labels(vdc, pfx);
 }
 
+/* A refused update has taken the entry away, and its handle: the records lie under the handle that it had. */
+static void forget_records(ufib_pfx *pfx, uint32_t old_handle) {
+    pfx->obj.handle = old_handle;
+    ufib_pss_delete_prefix(pfx);
+    if ((pfx->route_flags & ROUTE_DIRECT) != 0) ufib_pss_delete_dcsrif(pfx);
+    pfx->obj.handle = 0;
+}
+
 /* Hardware refused: a label keeps the prefix in software, nothing else does. The deferred deletes do not run: the
  * journal is cleared at the next route. */
-static uint32_t route_install_failed(ufib_vdc *vdc, ufib_table *table, ufib_pfx *pfx) {
+static uint32_t route_install_failed(ufib_vdc *vdc, ufib_table *table, ufib_pfx *pfx, uint32_t old_handle) {
     const uint32_t error = ufib_err_raise(UFIB_ERR_ITEM, E_PFX_HW_INSTALL);
     ufib_journal_rollback();
+    if (old_handle != 0) forget_records(pfx, old_handle);
     if ((pfx->holders & UFIB_HOLDER_FEC) != 0) {
         pfx->holders = UFIB_HOLDER_FEC;
         ufib_prefix_destroy_and_hold_in_sw(table, pfx);
@@ -100,8 +109,9 @@ static uint32_t route_install(ufib_vdc *vdc, ufib_table *table, const ufib_prefi
     if (ufib_prefix_is_rnh(pfx)) {
         ufib_process_rnh_update(pfx, ufib_prefix_family(pfx).index == 0, true, update.record);
     } else {
+        const uint32_t old_handle = pfx->obj.handle;
         ufib_platform_insert_prefix(pfx, ufib_ha_route_prefix_handle(update.record));
-        if (pfx->obj.handle == 0) return route_install_failed(vdc, table, pfx);
+        if (pfx->obj.handle == 0) return route_install_failed(vdc, table, pfx, old_handle);
     }
     route_stands(vdc, pfx, update.record);
     return ufib_errno;
