@@ -31,8 +31,9 @@ void ufib_platform_insert_prefix(ufib_pfx *pfx, uint32_t ha);
 void ufib_platform_delete_prefix(ufib_pfx *pfx); /* the handle is 0 afterwards */
 void ufib_platform_prefix_update_nh(ufib_pfx *pfx);
 
-/* Adjacencies of either family. insert installs, or rewrites in place under the same handle. */
-void ufib_platform_insert_adj(ufib_adj *adj, uint32_t ha, uint32_t holder);
+/* Adjacencies of either family. insert installs, or rewrites in place under the same handle. False: refused; an entry
+ * that stands goes on with what it had, under its handle (E_ADJ_HW_INSTALL, counted here). */
+bool ufib_platform_insert_adj(ufib_adj *adj, uint32_t ha, uint32_t holder);
 void ufib_platform_delete_adj(ufib_adj *adj); /* the handle is 0 afterwards */
 
 /* The same by family, as they are named elsewhere. */
@@ -46,11 +47,11 @@ inline void ufib_platform_delete_v4_prefix(ufib_pfx *pfx) { ufib_platform_delete
 inline void ufib_platform_delete_v6_prefix(ufib_pfx *pfx) { ufib_platform_delete_prefix(pfx); }
 inline void ufib_platform_v4_prefix_update_nh(ufib_pfx *pfx) { ufib_platform_prefix_update_nh(pfx); }
 inline void ufib_platform_v6_prefix_update_nh(ufib_pfx *pfx) { ufib_platform_prefix_update_nh(pfx); }
-inline void ufib_platform_insert_v4adj(ufib_adj *adj, uint32_t ha, uint32_t holder) {
-    ufib_platform_insert_adj(adj, ha, holder);
+inline bool ufib_platform_insert_v4adj(ufib_adj *adj, uint32_t ha, uint32_t holder) {
+    return ufib_platform_insert_adj(adj, ha, holder);
 }
-inline void ufib_platform_insert_v6adj(ufib_adj *adj, uint32_t ha, uint32_t holder) {
-    ufib_platform_insert_adj(adj, ha, holder);
+inline bool ufib_platform_insert_v6adj(ufib_adj *adj, uint32_t ha, uint32_t holder) {
+    return ufib_platform_insert_adj(adj, ha, holder);
 }
 inline void ufib_platform_delete_v4adj(ufib_adj *adj) { ufib_platform_delete_adj(adj); }
 inline void ufib_platform_delete_v6adj(ufib_adj *adj) { ufib_platform_delete_adj(adj); }

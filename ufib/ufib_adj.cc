@@ -53,15 +53,16 @@ ufib_adj *ufib_adj_alloc(const ufib_family &family) {
     return adj;
 }
 
-void ufib_adj_free(ufib_adj *adj) {
+bool ufib_adj_free(ufib_adj *adj) {
     const ufib_family &family = ufib_adj_family(adj);
     if (adj_slabs[family.index] == nullptr) {
         UFIB_ERR("deleting %sadj %s with missing slab header", family.name, ufib_adj_str(adj));
-        return;
+        return false;
     }
     ufib_journal_forget(&adj->obj);
     std::free(adj->xri);
     slab_free(adj_slabs[family.index], adj);
+    return true;
 }
 
 void *ufib_adj_platform_space(ufib_adj *adj) {
@@ -175,22 +176,31 @@ static void adj_init_state(ufib_adj *adj, const ufib_adj_request &request) {
     ufib_adj_init_dyn(adj, known ? &rewrite : request.rewrite, request.flags);
 }
 
+/* What a refused write leaves an adjacency with: the state that hardware has. */
+struct adj_before {
+    uint32_t flags;
+    uint8_t holders;
+    ufib_platform_rewrite rewrite;
+};
+
 /* The holder got nothing: it must not be counted. */
-static void adj_install_failed(ufib_adj *adj, bool is_new, uint8_t held_before, bool restart) {
-    ufib_err_raise(UFIB_ERR_ITEM, E_ADJ_HW_INSTALL);
+static void adj_install_failed(ufib_adj *adj, bool is_new, const adj_before &before, bool restart) {
+    if (adj->obj.handle == 0) ufib_err_raise(UFIB_ERR_ITEM, E_ADJ_HW_INSTALL);
     for (uint32_t bit = UFIB_ADJ_HELD_AM; restart && bit <= UFIB_ADJ_HELD_WCCP; bit <<= 1)
         if ((adj->holders & bit) != 0) ufib_obj_drop(&adj->obj);
-    adj->holders = held_before;
+    adj->holders = before.holders;
+    adj->flags = before.flags;
+    adj->rewrite = before.rewrite;
     if (!is_new) return;
     ufib_adj_delete(adj);
-    ufib_adj_free(adj);
+    (void)ufib_adj_free(adj);
 }
 
 ufib_adj *ufib_adj_create(ufib_vdc *vdc, const ufib_family &family, ufib_adj *existing,
                           const ufib_adj_key &key, const ufib_adj_request &request) {
     ufib_adj *adj = existing != nullptr ? existing : adj_make(vdc, family, key);
     if (adj == nullptr) return nullptr;
-    const uint8_t held_before = adj->holders;
+    const adj_before before = {adj->flags, adj->holders, adj->rewrite};
     adj->holders |= request.holder;
     adj_init_state(adj, request);
     if (request.mpls_only) return adj;
@@ -198,9 +208,8 @@ ufib_adj *ufib_adj_create(ufib_vdc *vdc, const ufib_family &family, ufib_adj *ex
         if (existing != nullptr && existing->obj.handle != 0) return existing;
         adj_restore_references(adj);
     }
-    ufib_platform_insert_adj(adj, request.ha_handle, request.holder);
-    if (adj->obj.handle == 0) {
-        adj_install_failed(adj, existing == nullptr, held_before, request.ha_handle != 0);
+    if (!ufib_platform_insert_adj(adj, request.ha_handle, request.holder)) {
+        adj_install_failed(adj, existing == nullptr, before, request.ha_handle != 0);
         return nullptr;
     }
     if (request.ha_handle == 0) ufib_pss_insert_adj(adj);
@@ -208,8 +217,8 @@ ufib_adj *ufib_adj_create(ufib_vdc *vdc, const ufib_family &family, ufib_adj *ex
 }
 
 void ufib_adj_reinstall(ufib_adj *adj) {
-    ufib_platform_insert_adj(adj, 0, 0);
-    ufib_pss_insert_adj(adj);
+    (void)ufib_platform_insert_adj(adj, 0, 0);
+    if (adj->obj.handle != 0) ufib_pss_insert_adj(adj);
 }
 
 bool ufib_adj_destroy_ok(const ufib_adj *adj) {
@@ -246,7 +255,7 @@ int ufib_adj_destroy(void *, ufib_adj *adj, bool force) {
     }
     ufib_adj_delete(adj);
     ufib_journal_log(UFIB_JOURNAL_FREED, &adj->obj, nullptr);
-    ufib_adj_free(adj);
+    (void)ufib_adj_free(adj);
     return 1;
 }
 

@@ -153,5 +153,5 @@ int ufib_adj_delete_global(ufib_vdc *vdc, uint32_t kind);   /* 1, or 0 when ther
 
 /* Memory. */
 [[nodiscard]] ufib_adj *ufib_adj_alloc(const ufib_family &family);
-void ufib_adj_free(ufib_adj *adj);
+bool ufib_adj_free(ufib_adj *adj); /* false, logged: there is no slab that it could lie in */
 void ufib_adj_reset();

@@ -55,11 +55,11 @@ ufib_adj *ufib_adj_create_global(ufib_vdc *vdc, uint32_t kind, uint32_t ha_handl
     else
         (void)vsh_interface_name_to_ifindex("Null0", &adj->key.if_index);
     if (row.own_reference) ufib_obj_hold(&adj->obj);
-    ufib_platform_insert_adj(adj, ha_handle, row.platform_mode);
+    (void)ufib_platform_insert_adj(adj, ha_handle, row.platform_mode);
     if (adj->obj.handle == 0) {
         ufib_err_raise(UFIB_ERR_ITEM, E_ADJ_HW_INSTALL);
         UFIB_ERR("failed to install adjacency %s in hardware", ufib_adj_str(adj));
-        ufib_adj_free(adj);
+        (void)ufib_adj_free(adj);
         return nullptr;
     }
     vdc->global_adj[kind] = adj;
@@ -74,7 +74,7 @@ ufib_adj *ufib_adj_get_global(const ufib_vdc *vdc, uint32_t kind) {
 void ufib_rewrite_global_adjs(ufib_vdc *vdc) {
     for (uint32_t kind = 1; kind <= UFIB_GLOBAL_ADJ_KINDS; kind++)
         if (vdc->global_adj[kind] != nullptr)
-            ufib_platform_insert_adj(vdc->global_adj[kind], 0, globals[kind].platform_mode);
+            (void)ufib_platform_insert_adj(vdc->global_adj[kind], 0, globals[kind].platform_mode);
 }
 
 bool ufib_is_global_adj(uint32_t handle, const ufib_vdc *vdc) {
@@ -90,7 +90,7 @@ int ufib_adj_delete_global(ufib_vdc *vdc, uint32_t kind) {
     vdc->global_adj[kind] = nullptr;
     ufib_pss_delete_global_adj(kind, vdc->desc->vdc_id);
     ufib_platform_delete_adj(adj);
-    ufib_adj_free(adj);
+    if (!ufib_adj_free(adj)) ufib_err_raise(UFIB_ERR_ITEM, E_VDC_DEL_ADJ);
     return 1;
 }
 
@@ -102,7 +102,7 @@ void ufib_delete_global_adjs(ufib_vdc *vdc) {
         UFIB_GLOBAL_RECIRCULATE, UFIB_GLOBAL_V4_MCAST_SRC, UFIB_GLOBAL_V6_MCAST_SRC};
     for (const uint32_t kind : order) (void)ufib_adj_delete_global(vdc, kind);
     if (vdc->global_adj[UFIB_GLOBAL_NVE_IF_DOWN] != nullptr) {
-        ufib_adj_free(vdc->global_adj[UFIB_GLOBAL_NVE_IF_DOWN]);
+        (void)ufib_adj_free(vdc->global_adj[UFIB_GLOBAL_NVE_IF_DOWN]);
         vdc->global_adj[UFIB_GLOBAL_NVE_IF_DOWN] = nullptr;
     }
     ufib_delete_vdc_global_dummy_idb(vdc);

@@ -82,9 +82,15 @@ void ufib_platform_prefix_update_nh(ufib_pfx *pfx) {
 }
 
 /* Groups may hold a copy of the rewrite: they follow each rewrite of an adjacency that stands in hardware. */
-void ufib_platform_insert_adj(ufib_adj *adj, uint32_t ha, uint32_t holder) {
+bool ufib_platform_insert_adj(ufib_adj *adj, uint32_t ha, uint32_t holder) {
     const uint32_t old = adj->obj.handle;
-    adj->obj.handle = ufib_platform_table.insert_adj(adj, ha, holder);
+    const uint32_t handle = ufib_platform_table.insert_adj(adj, ha, holder);
+    if (handle == 0 && old != 0) {
+        ufib_err_raise(UFIB_ERR_ITEM, E_ADJ_HW_INSTALL);
+        UFIB_ERR("rewrite of %sadj %s refused", ufib_adj_family(adj).name, ufib_adj_str(adj));
+        return false;
+    }
+    adj->obj.handle = handle;
     if (adj->obj.handle != old)
         ufib_journal_log(UFIB_JOURNAL_HW_NEW, &adj->obj, nullptr);
     else
@@ -94,6 +100,7 @@ void ufib_platform_insert_adj(ufib_adj *adj, uint32_t ha, uint32_t holder) {
                    adj->obj.handle);
     if (old != 0 && adj->dep_vobjs.head != nullptr)
         ufib_adj_update_dep_vobjs(&adj->dep_vobjs, &adj->dep_vobjs_cursor, 0);
+    return handle != 0;
 }
 
 void ufib_platform_delete_adj(ufib_adj *adj) {

@@ -66,6 +66,11 @@ struct ufib_pfx {
     return reinterpret_cast<const uint8_t *>(pfx) + offsetof(ufib_pfx, address4);
 }
 
+/* Cards (their software ids) that must be asked for a hardware index even of an entry without a handle. A setting of
+ * the platform; 0 is no card. */
+constexpr uint32_t UFIB_HW_INDEX_CARDS = 26;
+extern int ufib_hw_index_cards[UFIB_HW_INDEX_CARDS];
+
 /* Process-wide count of prefixes. */
 extern uint32_t total_prefix_count;
 

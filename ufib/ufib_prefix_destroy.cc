@@ -9,8 +9,13 @@
 #include "ufib/ufib_rnh.h"
 #include "ufib/ufib_vdc.h"
 
-/* Cards that keep an index for an entry that has no handle; none on this machine. */
-bool (*ufib_card_keeps_hw_index)(int card_id);
+int ufib_hw_index_cards[UFIB_HW_INDEX_CARDS];
+
+static bool card_keeps_hw_index(int card_id) {
+    for (const int listed : ufib_hw_index_cards)
+        if (listed != 0 && listed == card_id) return true;
+    return false;
+}
 
 static void prefix_out_of_trie(ufib_table *table, ufib_pfx *pfx) {
     const int status =
@@ -45,8 +50,7 @@ static void clear_attached_drop(ufib_vdc *vdc, ufib_obj *next) {
 
 /* True when a card of the fixed list says that an entry without a handle still has an index. */
 static bool hw_index_remains(ufib_pfx *pfx) {
-    if (ufib_card_keeps_hw_index == nullptr) return false;
-    if (!ufib_card_keeps_hw_index(pfm_get_sw_card_id_from_module(card_get_slot_num()))) return false;
+    if (!card_keeps_hw_index(pfm_get_sw_card_id_from_module(card_get_slot_num()))) return false;
     return ufib_prefix_family(pfx).index == 0 ? ufib_platform_get_hw_index_before_del(pfx) != 0
                                               : ufib_platform_get_v6_hw_index_before_del(pfx) != 0;
 }
