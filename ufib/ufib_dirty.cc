@@ -88,6 +88,7 @@ uint32_t ufib_dirty_vobjs_do_pfx_backwalk(uint32_t budget) {
     if (ufib_enable_rc_debugs)
         UFIB_TRACE("Pfx backwalk: num_dirty_vobjs:%d, max_num_pfxs_per_vobj:%d\n",
                    static_cast<int>(ufib_dirty_vobj_list.count), static_cast<int>(share));
+    const uint32_t before = ufib_dirty_vobj_list.count;
     uint32_t done = 0;
     dl_node *next;
     for (dl_node *node = dbly_linkage_first(&ufib_dirty_vobj_list); node != nullptr && done < budget;
@@ -95,6 +96,8 @@ uint32_t ufib_dirty_vobjs_do_pfx_backwalk(uint32_t budget) {
         next = dbly_linkage_next(node);
         done += vobj_backwalk(dl_object<ufib_vobj>(node, offsetof(ufib_vobj, by_dirty)), share);
     }
+    if (ufib_dirty_vobj_list.count != before)
+        (void)ufib_platform_all_writes_ready(); /* instances have gone */
     return done;
 }
 
@@ -142,12 +145,14 @@ static void spend(uint32_t budget, const dl_list *list, uint32_t (*pass)(uint32_
 }
 
 static void pending_take_up() {
+    if (ufib_rnh_update_pending_list.head == nullptr) return;
     dl_node *next;
     for (dl_node *node = dbly_linkage_first(&ufib_rnh_update_pending_list); node != nullptr; node = next) {
         next = dbly_linkage_next(node);
         ufib_pfx *rnh = dl_object<ufib_rnh>(node, offsetof(ufib_rnh, pending))->prefix;
         ufib_process_rnh_update(rnh, ufib_prefix_family(rnh).index == ufib_v4.index, false, nullptr);
     }
+    (void)ufib_platform_all_writes_ready();
 }
 
 static bool work_left() {
