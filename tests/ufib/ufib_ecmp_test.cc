@@ -1,8 +1,10 @@
 /* Groups of direct next hops: shared by key, made and destroyed with their paths, recorded byte by byte. */
 #include "host/containers/slab.h"
+#include "platform/ufib_platform.h"
 #include "tests/support/model_check.h"
 #include "tests/ufib/ufib_rig.h"
 #include "ufib/ufib_ecmp.h"
+#include "ufib/ufib_hooks.h"
 
 #include <cstring>
 
@@ -236,4 +238,105 @@ TEST_P(ecmp, a_resolved_neighbour_rewrites_the_path_and_not_the_group) {
     neighbour({.address = hop(1).address, .if_index = ETH1, .mac = "020000000001"});
     EXPECT_EQ(fake_count("insert_adj"), 1u);
     EXPECT_EQ(fake_count("insert_ecmp"), 0u);
+}
+
+/* A label side that keeps what it is told: a child group, a tunnel with labels of its own on interface 0x20. */
+constexpr uint32_t TUNNEL = 0x20;
+static struct {
+    ufib_obj child;
+    ufib_ecmp *group;
+    ufib_ecmp_labels labels;
+    bool refuse, tunnel_gone;
+} label_side;
+
+static ufib_obj *child_make(ufib_vdc *, ufib_ecmp *group, const ufib_ecmp_labels *labels,
+                            const ufib_ha_route *) {
+    if (label_side.refuse) return nullptr;
+    if (label_side.group == nullptr) ufib_obj_hold(&group->obj);
+    label_side.group = group;
+    label_side.labels = *labels;
+    return &label_side.child;
+}
+static void tunnel_labels(ufib_vdc *, uint32_t if_index, ufib_nh_labels *stack, uint32_t *adj_key_id) {
+    if (if_index != TUNNEL) return;
+    stack->label[stack->count++] = 500;
+    *adj_key_id = 9;
+}
+static int tunnel_out(ufib_vdc *, uint32_t if_index, ufib_adj_key *key) {
+    if (if_index != TUNNEL) return 0;
+    key->if_index = ETH2;
+    return label_side.tunnel_gone ? -1 : 0;
+}
+
+class ecmp_labels : public ecmp {
+public:
+    void SetUp() override {
+        ecmp::SetUp();
+        label_side = {};
+        label_side.child = {UFIB_OBJ_MPLS_ECMP, 7777, nullptr};
+        ufib_hook.te_labels = tunnel_labels;
+        ufib_hook.te_out = tunnel_out;
+    }
+    void TearDown() override {
+        ASSERT_TRUE(load(f, {remove(f, f.prefix)}));
+        if (label_side.group != nullptr) {
+            ufib_obj_drop(&label_side.group->obj);
+            ufib_obj_delete(nullptr, &label_side.group->obj);
+            (void)ufib_platform_all_writes_ready();
+        }
+        EXPECT_EQ(groups() + adjacencies(), 0u);
+        ecmp::TearDown();
+    }
+};
+INSTANTIATE_TEST_SUITE_P(families, ecmp_labels, both_families, family_name);
+
+TEST_P(ecmp_labels, go_to_the_child_group_which_stands_in_hardware_in_its_place) {
+    ufib_hook.get_create_ecmp_child = child_make;
+    wire_route labelled = route(f.prefix, {1, 2, 3});
+    labelled.hops[0].labels = {3, 3, 100, 101}; /* implicit null in front */
+    labelled.hops[1].labels = {200};
+    labelled.hops[2].labels = {201, 202, 203, 204, 205};
+    labelled.hops[2].if_index = TUNNEL;
+    ASSERT_TRUE(load(f, {labelled}));
+    EXPECT_EQ(fake_count("insert_ecmp"), 0u);
+    ASSERT_NE(label_side.group, nullptr);
+    EXPECT_EQ(label_side.group->linked, 3u);
+    EXPECT_EQ(ufib_adj_search(ufib_vdc_get(1), ufib_families[f.index], {TUNNEL, {}}), nullptr);
+    const ufib_ecmp_labels &told = label_side.labels;
+    EXPECT_EQ(told.path[0].count, 2u);
+    EXPECT_EQ(told.path[0].label[0], 100u);
+    EXPECT_EQ(told.size_code[0], 4u) << "two labels";
+    EXPECT_EQ(told.path[1].label[0], 200u);
+    EXPECT_EQ(told.size_code[1], 0u);
+    EXPECT_EQ(told.path[2].count, 6u);
+    EXPECT_EQ(told.path[2].label[0], 500u) << "the tunnel's own first";
+    EXPECT_EQ(told.path[2].label[5], 205u);
+    EXPECT_EQ(told.adj_key_id[2], 9u);
+    ASSERT_TRUE(load(f, {labelled}));
+    EXPECT_EQ(groups(), 1u);
+}
+
+TEST_P(ecmp_labels, a_failing_child_takes_the_group_along) {
+    ufib_hook.get_create_ecmp_child = child_make;
+    label_side.refuse = true;
+    ASSERT_TRUE(load(f, {route(f.prefix, {9})}));
+    wire_route labelled = route(f.prefix, {1, 2});
+    labelled.hops[0].labels = {100};
+    EXPECT_FALSE(load(f, {labelled}));
+    EXPECT_TRUE(rig.log_has("Failed to create the MPLS ECMP"));
+    EXPECT_EQ(groups(), 0u);
+    EXPECT_EQ(adjacencies(), 1u);
+}
+
+TEST_P(ecmp_labels, without_a_label_side_forward_by_address_and_leave_lost_tunnels_out) {
+    label_side.tunnel_gone = true;
+    wire_route lost = route(f.prefix, {1, 2, 4});
+    lost.hops[0].labels = {100};
+    lost.hops[1].if_index = TUNNEL;
+    ASSERT_TRUE(load(f, {lost}));
+    ASSERT_EQ(groups(), 1u);
+    EXPECT_EQ(only()->linked, 2u);
+    EXPECT_EQ(only()->key->count, 3u);
+    EXPECT_TRUE(rig.log_has("Tunnel should exist as it is created during prior processsing"));
+    EXPECT_EQ(model_findings(rig), "");
 }
