@@ -133,8 +133,9 @@ struct ufib_adj_request {
 int ufib_adj_destroy(void *argument, ufib_adj *adj, bool force);
 void ufib_adj_db_destroy(ufib_vdc *vdc); /* all of a VDC, the globals last */
 
-/* Rewrites the entry after a change of state: hardware and record, under its handle. */
-void ufib_adj_reinstall(ufib_adj *adj);
+/* Rewrites the entry after a change of state: hardware and record, under its handle. When hardware refuses it goes on
+ * as before, and so does the model: E_ADJ_HW_INSTALL, and the flags are 'flags_before' again. */
+void ufib_adj_reinstall(ufib_adj *adj, uint32_t flags_before);
 
 /* State by rewrite and request; see the flags. */
 void ufib_adj_init_dyn(ufib_adj *adj, const ufib_platform_rewrite *rewrite, uint32_t adj_flags);
