@@ -14,8 +14,10 @@ int main(int argc, char **argv) {
     setvbuf(stdout, nullptr, _IOLBF, 0);
     bench_path_figures();
     bench_ecmp_figures();
+    bench_rnh_figures();
     bench_containers_figures();
     bench_store_figures();
     bench_bus_figures();
+    bench_codec_figures();
     return 0;
 }
