@@ -15,14 +15,24 @@
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
+#include <sys/statvfs.h>
+#include <unistd.h>
 
 static lcfwd_rig *current;
 
+/* In memory, where the system keeps such files too: on a disk each start and stop of a process waits for it. */
+static std::string folder_of_files() {
+    constexpr uint64_t room = uint64_t{1} << 30;
+    struct statvfs status;
+    const bool good = statvfs("/dev/shm", &status) == 0 && access("/dev/shm", W_OK | X_OK) == 0 &&
+                      uint64_t{status.f_bavail} * status.f_frsize >= room;
+    return good ? "/dev/shm" : "/tmp";
+}
+
 lcfwd_rig::lcfwd_rig(const rig_options &rig_opts) : clock{}, options(rig_opts) {
     if (current != nullptr) throw std::logic_error("one rig at a time");
-    char folder[] = "/tmp/lcfwd_rig.XXXXXX";
-    if (mkdtemp(folder) == nullptr) throw std::runtime_error("mkdtemp");
-    root = folder;
+    root = folder_of_files() + "/lcfwd_rig.XXXXXX";
+    if (mkdtemp(root.data()) == nullptr) throw std::runtime_error("mkdtemp");
     std::filesystem::create_directories(root + "/dev/shm");
     std::filesystem::create_directories(root + "/proc/self");
     clock.monotonic_ns = 1000000000;
