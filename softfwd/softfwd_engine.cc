@@ -3,6 +3,7 @@
 #include "host/system/root.h"
 #include "host/system/system.h"
 #include "softfwd/softfwd.h"
+#include "softfwd/softfwd_commit.h"
 #include "softfwd/softfwd_config.h"
 #include "softfwd/softfwd_fault.h"
 #include "softfwd/softfwd_pending.h"
@@ -299,6 +300,7 @@ void softfwd_engine_open(bool restart) {
 void softfwd_reset() {
     softfwd_pending_reset();
     softfwd_fault_clear();
+    softfwd_commit_reset();
     engine_clear();
     last_message[0] = '\0';
 }

@@ -1,5 +1,6 @@
 #include "softfwd/softfwd_grace.h"
 
+#include "softfwd/softfwd_commit.h"
 #include "softfwd/softfwd_engine.h"
 #include "softfwd/softfwd_pool.h"
 
@@ -77,6 +78,7 @@ void softfwd_grace_run() {
     const uint64_t oldest = softfwd_oldest_reader();
     while (queue->count != 0) {
         const softfwd_garbage_item item = *queue_at(queue, 0);
+        if (!softfwd_commit_covers(item.epoch)) break;
         if (item.epoch >= oldest || item.epoch >= *epoch) {
             softfwd_state.head->counters.grace_delays++;
             break;

@@ -251,7 +251,7 @@ struct softfwd_header {
     uint32_t adj_count;
     uint32_t group_count;
     uint32_t a_log_sequence;
-    uint32_t pad;
+    uint32_t a_committed_log; /* newest operation that the store has committed; 0: there is no store */
     softfwd_region regions[SOFTFWD_REGION_COUNT];
     softfwd_counters counters;
     lpm_arena_head arena;

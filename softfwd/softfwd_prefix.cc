@@ -1,5 +1,6 @@
 #include "softfwd/softfwd_prefix.h"
 
+#include "softfwd/softfwd_commit.h"
 #include "softfwd/softfwd_config.h"
 #include "softfwd/softfwd_engine.h"
 #include "softfwd/softfwd_family.h"
@@ -119,9 +120,21 @@ template <typename Af> static uint32_t refuse(uint32_t handle) {
     return 0;
 }
 
+/* It left in a batch that the store does not know. */
+template <typename Af> static uint32_t prefix_bring_back(uint32_t table_handle, void *pfx, uint32_t ha) {
+    const softfwd_prefix *entry = softfwd_revivable_prefix(ha);
+    if (entry == nullptr || entry->family != Af::family || entry->table != table_handle)
+        return refuse<Af>(ha);
+    softfwd_space_fill(space_of<Af>(pfx));
+    if (!softfwd_prefix_revive(ha, word_of_model<Af>(pfx))) return refuse<Af>(ha);
+    softfwd_prefix_claim(ha);
+    softfwd_note(Af::insert_prefix, SOFTFWD_EFFECT_INSTALL, ha);
+    return ha;
+}
+
 template <typename Af> static uint32_t prefix_adopt(uint32_t table_handle, void *pfx, uint32_t ha) {
     const softfwd_prefix *entry = softfwd_prefix_of(ha, Af::family, false);
-    if (entry == nullptr) return refuse<Af>(ha);
+    if (entry == nullptr) return prefix_bring_back<Af>(table_handle, pfx, ha);
     softfwd_prefix_claim(ha);
     softfwd_space_fill(space_of<Af>(pfx));
     softfwd_note_reattach(Af::insert_prefix, ha, difference_of<Af>(entry, table_handle, pfx));
@@ -255,8 +268,11 @@ template <typename Af> static bool route_aged(void *pfx) {
 
 /* --- recovery --- */
 
+static constexpr uint8_t XPI_TAG = 0x08; /* the restart record's tag is valid */
+
 void softfwd_ha_get_route(uint32_t handle, ufib_ha_route *record) {
     const softfwd_prefix *entry = softfwd_prefix_of(handle, 0, false);
+    if (entry == nullptr) entry = softfwd_revivable_prefix(handle);
     if (entry == nullptr || record == nullptr) return;
     const bool v4 = entry->family == ADDRESS_FAMILY_V4;
     record->family_flags =
@@ -266,6 +282,7 @@ void softfwd_ha_get_route(uint32_t handle, ufib_ha_route *record) {
     lpm_key_store(entry->key, record->address, v4 ? 4 : 16);
     record->mask_len = entry->mask_len;
     record->tag = softfwd_word_tag(entry->a_word);
+    if ((softfwd_word_flags(entry->a_word) & SOFTFWD_PREFIX_TAGGED) != 0) record->xpi_flags |= XPI_TAG;
 }
 
 template <typename Af> static void route_clean(uint32_t handle) {

@@ -5,6 +5,7 @@
 #include "platform/lcfwd_platform.h"
 #include "softfwd/softfwd_adj.h"
 #include "softfwd/softfwd_check.h"
+#include "softfwd/softfwd_commit.h"
 #include "softfwd/softfwd_config.h"
 #include "softfwd/softfwd_ecmp.h"
 #include "softfwd/softfwd_engine.h"
@@ -45,6 +46,8 @@ static void vdc_deleted(uint32_t vdc_id) {
 static void lcfwd_api_init(lcfwd_platform_api *api, int restart) {
     softfwd_engine_open(restart != 0);
     api->is_local_hwfe_present = is_local_hwfe_present;
+    api->restart_recovery_end = softfwd_recovery_finish;
+    api->pss_buf_commit = softfwd_committed;
     api->get_active_vdcs = get_active_vdcs;
     api->vdc_init = vdc_created;
     api->vdc_delete = vdc_deleted;

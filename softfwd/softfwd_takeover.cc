@@ -2,6 +2,7 @@
 
 #include "softfwd/softfwd_adj.h"
 #include "softfwd/softfwd_check.h"
+#include "softfwd/softfwd_commit.h"
 #include "softfwd/softfwd_config.h"
 #include "softfwd/softfwd_engine.h"
 #include "softfwd/softfwd_group.h"
@@ -98,7 +99,7 @@ static bool table_prefixes_find(uint32_t index) {
          more = lpm_next(engine->arena.base, &table->trie, route.key, route.bits, &route)) {
         if (route.value >= engine->head->prefix_bump) return false;
         softfwd_prefix *entry = &engine->prefix[route.value];
-        if (entry->state != SOFTFWD_FREE || entry->table != index || entry->family != table->family ||
+        if (entry->state == SOFTFWD_LIVE || entry->table != index || entry->family != table->family ||
             entry->mask_len != route.bits)
             return false;
         entry->state = SOFTFWD_LIVE;
@@ -111,7 +112,12 @@ static bool prefixes_find() {
     softfwd_engine *engine = &softfwd_state;
     softfwd_header *head = engine->head;
     head->prefix_count[0] = head->prefix_count[1] = 0;
-    for (uint32_t i = 1; i < head->prefix_bump; i++) engine->prefix[i].state = SOFTFWD_FREE;
+    const bool keep = softfwd_commit_told();
+    for (uint32_t i = 1; i < head->prefix_bump; i++) {
+        uint8_t *state = &engine->prefix[i].state;
+        const bool left = *state == SOFTFWD_LIVE || *state == SOFTFWD_LEAVING;
+        *state = keep && left ? SOFTFWD_LEAVING : SOFTFWD_FREE;
+    }
     for (uint32_t i = 1; i < head->table_bump; i++)
         if (engine->table[i].state == SOFTFWD_LIVE && !table_prefixes_find(i)) return false;
     return true;
@@ -246,6 +252,7 @@ static bool claims_new() {
 
 /* What the directory leads to; then what nothing leads to is free, unless a reader may still stand there. */
 static const char *next_objects_find(bool quiet, uint64_t *records, uint64_t *units) {
+    if (softfwd_commit_told()) softfwd_revive_next_objects();
     if (!adjs_find(records)) return "damaged adjacencies";
     if (!groups_find(units)) return "damaged groups";
     if (quiet) {
@@ -276,6 +283,11 @@ const char *softfwd_takeover() {
 
 static void claim(softfwd_claims *claims, uint32_t handle) {
     if (claims->bits != nullptr && handle < claims->limit) bit_set(claims->bits, handle);
+}
+
+bool softfwd_prefix_is_claimed(uint32_t handle) {
+    const softfwd_claims *claims = &softfwd_state.prefix_claims;
+    return claims->bits != nullptr && handle < claims->limit && bit_test(claims->bits, handle);
 }
 
 void softfwd_prefix_claim(uint32_t handle) { claim(&softfwd_state.prefix_claims, handle); }

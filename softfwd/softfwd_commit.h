@@ -1,0 +1,32 @@
+/* softfwd/softfwd_commit.h: agreeing with the store about a batch that died half-way. For softfwd/ only.
+ *
+ * Entries change at once, the store a little later, all of a batch together. When the process is killed between the
+ * two, the store is right: nobody was answered. So whatever leaves the tables is kept, under its handle, until the
+ * store has committed; a record that still names it brings it back. What was installed after the last commit and is
+ * not taken over by anybody goes again when the recovery ends. Without a store behind it (no commit was ever told)
+ * the engine keeps nothing back. */
+#pragma once
+
+#include "softfwd/softfwd_engine.h"
+
+/* The store has committed everything that was told so far: what left before may be used again. */
+void softfwd_committed();
+
+/* False while the store may still bring back what left in 'epoch'. */
+[[nodiscard]] bool softfwd_commit_covers(uint64_t epoch);
+
+/* At a take-over: the tables are kept beside a store. */
+[[nodiscard]] bool softfwd_commit_told();
+
+/* At a take-over: next objects that left after the last commit stand again, marked as doubtful. */
+void softfwd_revive_next_objects();
+
+/* The entry of a prefix that left and may come back: its table still stands. Null: none, or the recovery is over. */
+[[nodiscard]] softfwd_prefix *softfwd_revivable_prefix(uint32_t handle);
+/* Lets it forward again, by 'word'. False without memory. */
+[[nodiscard]] bool softfwd_prefix_revive(uint32_t handle, uint64_t word);
+
+/* All domains have recovered: what is doubtful and nobody's goes. */
+void softfwd_recovery_finish();
+
+void softfwd_commit_reset();
