@@ -2,6 +2,7 @@
 #include "core/lcfwd_log.h"
 #include "platform/ufib_platform.h"
 #include "ufib/ufib_dirty.h"
+#include "ufib/ufib_journal.h"
 #include "ufib/ufib_pss_vobj.h"
 #include "ufib/ufib_vdc.h"
 #include "ufib/ufib_vobj.h"
@@ -112,16 +113,42 @@ static int resize(ufib_vobj *vobj, bool in_place) {
     return 0;
 }
 
-int ufib_vobj_process_rnh_update(ufib_vobj *vobj, bool in_place) {
-    bool changed = false;
-    if (in_place) {
-        if (ufib_enable_rc_debugs) UFIB_TRACE("in place update: calling ufib_vobj_compute_cnhs\n");
-        if (ufib_vobj_rnh_has_nve(vobj))
-            ufib_vobj_compute_cnhs_rnh_has_nve(vobj, &changed);
-        else
-            ufib_vobj_compute_cnhs(vobj, &changed);
-        if (changed) (void)ufib_platform_update_vobj(vobj, 0);
+/* The paths of before outlive the rewrite of the groups that lead to them. */
+struct held_paths {
+    uint32_t count;
+    ufib_obj *path[UFIB_VOBJ_CNHS_MAX];
+};
+
+static void paths_hold(const ufib_vobj *vobj, held_paths *held) {
+    for (held->count = 0; held->count < vobj->cnh_count; held->count++) {
+        held->path[held->count] = vobj->cnhs[held->count].obj;
+        ufib_obj_hold(held->path[held->count]);
     }
+}
+
+static void paths_release(const held_paths &held) {
+    for (uint32_t i = 0; i < held.count; i++) {
+        ufib_obj_drop(held.path[i]);
+        if (ufib_obj_refs(held.path[i]) == 0 && !ufib_journal_find_ddel_object(held.path[i]))
+            ufib_obj_delete(nullptr, held.path[i]);
+    }
+}
+
+static void compute_in_place(ufib_vobj *vobj) {
+    if (ufib_enable_rc_debugs) UFIB_TRACE("in place update: calling ufib_vobj_compute_cnhs\n");
+    held_paths before;
+    paths_hold(vobj, &before);
+    bool changed;
+    if (ufib_vobj_rnh_has_nve(vobj))
+        ufib_vobj_compute_cnhs_rnh_has_nve(vobj, &changed);
+    else
+        ufib_vobj_compute_cnhs(vobj, &changed);
+    if (changed) (void)ufib_platform_update_vobj(vobj, 0);
+    paths_release(before);
+}
+
+int ufib_vobj_process_rnh_update(ufib_vobj *vobj, bool in_place) {
+    if (in_place) compute_in_place(vobj);
     if (!ufib_vobj_has_mpls_cnhs(vobj)) ufib_insert_vobj_in_rpf_list(vobj);
     vobj->rpf_cursor = nullptr;
     if (vobj->new_ls_count != vobj->cnh_count) return resize(vobj, in_place);

@@ -270,10 +270,15 @@ TEST_P(rnh_test, more_dependents_than_a_call_may_take_go_on_from_the_timer) {
     EXPECT_EQ(fake_count("update_vobj"), 5000u);
     EXPECT_NE(rnh_of(0)->rnh->cursor, nullptr);
     ASSERT_TRUE(load1(remove(f(), dest(199)))) << "rows are met newest first: the walk stands on this one";
-    ASSERT_TRUE(load1(over(0, {3}))) << "a new route begins at the head";
+    EXPECT_EQ(rnh_of(0)->rnh->cursor, &ufib_vobj_rows(vobj_of(198))[0].by_rnh);
+    settle();
+    EXPECT_EQ(fake_count("update_vobj"), 5199u);
+    for (const unsigned n : {0u, 198u, 200u, 5199u}) EXPECT_EQ(paths_of(n), "2");
+    fake_take();
+    for (const unsigned p : {3u, 4u}) ASSERT_TRUE(load1(over(0, {p}))) << "each route begins at the head";
     EXPECT_EQ(fake_count("update_vobj"), 10000u);
     settle();
-    for (const unsigned n : {0u, 198u, 200u, 5199u}) EXPECT_EQ(paths_of(n), "3");
+    for (const unsigned n : {0u, 198u, 200u, 5199u}) EXPECT_EQ(paths_of(n), "4");
 }
 
 TEST_P(rnh_test, a_recursive_hop_of_a_recursive_next_hop_is_refused) {
