@@ -13,8 +13,16 @@ constexpr uint32_t UFIB_FS_ECMP_KEY = 7;
 constexpr uint32_t UFIB_FS_ECMP_GET_CREATE = 8;
 constexpr uint32_t UFIB_FS_VOBJ_GET_CREATE = 10;
 constexpr uint32_t UFIB_FS_RNH_UPDATE = 11;
-constexpr uint32_t UFIB_FS_PLATFORM_PREFIX = 18;
+constexpr uint32_t UFIB_FS_ROUTE_DELETE = 12;
+constexpr uint32_t UFIB_FS_PLATFORM_TABLE = 16;
+constexpr uint32_t UFIB_FS_PLATFORM_ADJ = 17;
+constexpr uint32_t UFIB_FS_PLATFORM_PREFIX = 18; /* of both families, as of all that follow */
+constexpr uint32_t UFIB_FS_PLATFORM_ECMP = 19;
 constexpr uint32_t UFIB_FS_PLATFORM_VOBJ = 20;
+constexpr uint32_t UFIB_FS_PLATFORM_PREFIX_DELETE = 21;
+constexpr uint32_t UFIB_FS_PLATFORM_ADJ_DELETE = 22;
+constexpr uint32_t UFIB_FS_PLATFORM_ECMP_DELETE = 23;
+constexpr uint32_t UFIB_FS_STALE_DELETE = 25;
 constexpr uint32_t UFIB_FS_IDLE = 30;
 
 struct ufib_funcstats_row {

@@ -13,6 +13,8 @@
 #include "ufib/ufib_vobj.h"
 
 void ufib_platform_insert_table(ufib_table *table, uint32_t ha) {
+    uint64_t stamp;
+    ufib_funcstats_start(&stamp);
     const void *platform_data = ufib_table_platform_space(table);
     const uint32_t old = table->obj.handle;
     if (table->type == UFIB_TABLE_TYPE_V4)
@@ -23,6 +25,7 @@ void ufib_platform_insert_table(ufib_table *table, uint32_t ha) {
             ufib_platform_table.insert_v6_table(table->vdc_id, table->table_id, platform_data, ha);
     else
         table->obj.handle = 0;
+    ufib_funcstats_end(UFIB_FS_PLATFORM_TABLE, &stamp);
     if (table->obj.handle == old) return;
     ufib_journal_log(UFIB_JOURNAL_HW_NEW, &table->obj, nullptr);
     UFIB_BL(1, UFIB_TR_TABLE_INSTALLED, table->table_id, table->obj.handle);
@@ -64,16 +67,19 @@ void ufib_platform_insert_prefix(ufib_pfx *pfx, uint32_t ha) {
         ufib_journal_log(UFIB_JOURNAL_HW_REWRITE, &pfx->obj, nullptr);
     }
     if (ufib_enable_rc_debugs) UFIB_TRACE("Inserted %s prefix in hw\n", v4 ? "v4" : "v6");
-    ufib_funcstats_end(v4 ? UFIB_FS_PLATFORM_PREFIX : UFIB_FS_PLATFORM_PREFIX + 1, &stamp);
+    ufib_funcstats_end(UFIB_FS_PLATFORM_PREFIX, &stamp);
 }
 
 void ufib_platform_delete_prefix(ufib_pfx *pfx) {
+    uint64_t stamp;
+    ufib_funcstats_start(&stamp);
     const bool v4 = ufib_prefix_family(pfx).index == UFIB_STATS_V4;
     (v4 ? ufib_platform_table.delete_v4_prefix : ufib_platform_table.delete_v6_prefix)(pfx->table->obj.handle,
                                                                                        pfx);
     pfx->obj.handle = 0;
     ufib_journal_log(UFIB_JOURNAL_HW_DELETED, &pfx->obj, nullptr);
     if (ufib_enable_rc_debugs) UFIB_TRACE("Deleted %s prefix from hw\n", v4 ? "v4" : "v6");
+    ufib_funcstats_end(UFIB_FS_PLATFORM_PREFIX_DELETE, &stamp);
 }
 
 void ufib_platform_prefix_update_nh(ufib_pfx *pfx) {
@@ -83,8 +89,11 @@ void ufib_platform_prefix_update_nh(ufib_pfx *pfx) {
 
 /* Groups may hold a copy of the rewrite: they follow each rewrite of an adjacency that stands in hardware. */
 bool ufib_platform_insert_adj(ufib_adj *adj, uint32_t ha, uint32_t holder) {
+    uint64_t stamp;
+    ufib_funcstats_start(&stamp);
     const uint32_t old = adj->obj.handle;
     const uint32_t handle = ufib_platform_table.insert_adj(adj, ha, holder);
+    ufib_funcstats_end(UFIB_FS_PLATFORM_ADJ, &stamp);
     if (handle == 0 && old != 0) {
         ufib_err_raise(UFIB_ERR_ITEM, E_ADJ_HW_INSTALL);
         UFIB_ERR("rewrite of %sadj %s refused", ufib_adj_family(adj).name, ufib_adj_str(adj));
@@ -104,14 +113,20 @@ bool ufib_platform_insert_adj(ufib_adj *adj, uint32_t ha, uint32_t holder) {
 }
 
 void ufib_platform_delete_adj(ufib_adj *adj) {
+    uint64_t stamp;
+    ufib_funcstats_start(&stamp);
     ufib_platform_table.delete_adj(adj);
+    ufib_funcstats_end(UFIB_FS_PLATFORM_ADJ_DELETE, &stamp);
     adj->obj.handle = 0;
     ufib_journal_log(UFIB_JOURNAL_HW_DELETED, &adj->obj, nullptr);
 }
 
 void ufib_platform_insert_ecmp(ufib_ecmp *group, uint32_t ha, uint32_t holder) {
+    uint64_t stamp;
+    ufib_funcstats_start(&stamp);
     const uint32_t old = group->obj.handle;
     group->obj.handle = ufib_platform_table.insert_ecmp(group, ha, holder);
+    ufib_funcstats_end(UFIB_FS_PLATFORM_ECMP, &stamp);
     ufib_journal_log(group->obj.handle != old ? UFIB_JOURNAL_HW_NEW : UFIB_JOURNAL_HW_REWRITE, &group->obj,
                      nullptr);
     if (ufib_enable_rc_debugs)
@@ -120,7 +135,10 @@ void ufib_platform_insert_ecmp(ufib_ecmp *group, uint32_t ha, uint32_t holder) {
 }
 
 void ufib_platform_delete_ecmp(ufib_ecmp *group) {
+    uint64_t stamp;
+    ufib_funcstats_start(&stamp);
     ufib_platform_table.delete_ecmp(group);
+    ufib_funcstats_end(UFIB_FS_PLATFORM_ECMP_DELETE, &stamp);
     group->obj.handle = 0;
     ufib_journal_log(UFIB_JOURNAL_HW_DELETED, &group->obj, nullptr);
 }

@@ -1,6 +1,7 @@
 /* Walks over the tries of a table: the routes, then the recursive next hops. They delete what they stand on and go on
  * from its key; every 512 objects they send a heartbeat and let other tasks run. */
 #include "core/lcfwd_log.h"
+#include "core/ufib_funcstats.h"
 #include "core/ufib_trace.h"
 #include "platform/ufib_platform.h"
 #include "ufib/ufib_adj.h"
@@ -69,6 +70,8 @@ void ufib_prefix_db_destroy(ufib_vdc *vdc) {
 }
 
 void ufib_delete_stale_prefixes(ufib_table *table, uint8_t epoch) {
+    uint64_t stamp;
+    ufib_funcstats_start(&stamp);
     ufib_walk_budget budget = {UFIB_WALK_OBJECTS, UFIB_WALK_OBJECTS};
     ufib_vdc *vdc = ufib_vdc_get(table->vdc_id);
     for (const ufib_table_side *side : {&table->main, &table->rnh})
@@ -80,6 +83,7 @@ void ufib_delete_stale_prefixes(ufib_table *table, uint8_t epoch) {
             destroy_with_holders_cleared(table, pfx, UFIB_HOLDER_UFDM);
         });
     (void)ufib_platform_all_writes_ready();
+    ufib_funcstats_end(UFIB_FS_STALE_DELETE, &stamp);
 }
 
 /* Wildcard tables hold prefixes that drop, and no others. */
