@@ -48,4 +48,4 @@ void ufib_bulk_route_update(const ufib_family &family, lcfwd_vdc_desc *vdc, cons
 
 /* Measuring of the performance of loads: the running count of routes, shown at each 10000. */
 extern uint32_t ufib_perf_route_count;
-extern bool ufib_perf_display_results;
+extern bool display_results;

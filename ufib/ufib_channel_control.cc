@@ -32,7 +32,7 @@ int ufib_fu_delete_stale_routes(fu_event *event, fu_event_node **out) {
     const uint32_t table_id = wire_get(request.table_id);
     if (!ufib_platform_table_required(vdc->vdc_id, table_id, 0)) return LCFWD_OK;
     lcfwd_count(vdc->ufib_stats, &ufib_vdc_stats::stale_deletes);
-    if (vdc->ufib != nullptr) ufib_delete_stale_routes(vdc->ufib, table_id, request.family, request.epoch);
+    ufib_delete_stale_routes(vdc, table_id, request.family, request.epoch);
     return LCFWD_OK;
 }
 

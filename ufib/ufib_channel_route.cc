@@ -97,10 +97,9 @@ static wire_be<uint16_t> answer_nack(const route_batch &batch) {
     return wire_put(static_cast<uint16_t>(batch.nack | ROUTE_NACK_MARK));
 }
 
-static void ufib_perf_show_results() {
-    if (!ufib_perf_display_results) return;
+static void ufib_perf_display_results() {
     UFIB_BL(1, UFIB_TR_PERF, ufib_perf_route_count);
-    ufib_perf_display_results = false;
+    display_results = false;
     ufib_perf_route_count = 0;
 }
 
@@ -110,11 +109,13 @@ static void batch_finish(const route_batch &batch, int send_status) {
         const int error = errno;
         ufib_err_raise(UFIB_ERR_REQUEST, batch.family.err_send);
         UFIB_ERR("%s: mts_send_response failed, errno: %d\n", batch.handler, error);
+        if (ufib_enable_rc_debugs)
+            UFIB_TRACE("%s: mts_send_response failed, errno: %d\n", batch.handler, error);
     } else {
         UFIB_BL(1, UFIB_TR_RESPONSE_SENT);
     }
     (batch.family.index == UFIB_STATS_V4 ? v4_route_update_ack_count : v6_route_update_ack_count)++;
-    ufib_perf_show_results();
+    if (display_results) ufib_perf_display_results();
     UFIB_BL(1, UFIB_TR_BATCH_END, batch.count);
     ufib_funcstats_start(&idle_timer);
 }
@@ -266,12 +267,17 @@ static route_batch batch_of(const ufib_family &family, const char *handler, fu_e
             0,      0,       0,       false};
 }
 
-static int route_update(const ufib_family &family, const char *handler, uint32_t opcode, fu_event *event,
-                        fu_event_node **out) {
+/* The time since the last batch was idle, unless this is the first. */
+static void batch_idle_ends() {
     if (begin)
         begin = false;
     else
         ufib_funcstats_end(UFIB_FS_IDLE, &idle_timer);
+}
+
+static int route_update(const ufib_family &family, const char *handler, uint32_t opcode, fu_event *event,
+                        fu_event_node **out) {
+    batch_idle_ends();
     int status;
     lcfwd_mts_handler_init(event, out, &status, opcode);
     if (status != 0) return status;
@@ -292,6 +298,7 @@ int ufib_ufdm_v6_route_update(fu_event *event, fu_event_node **out) {
 /* A reload that the process drives: as version 0, but quiet where nobody waits, and signed with the slot. */
 static int route_download(const ufib_family &family, const char *handler, uint32_t opcode, fu_event *event,
                           fu_event_node **out) {
+    batch_idle_ends();
     int status = 1;
     lcfwd_mts_handler_init(event, out, &status, opcode);
     if (status != 0) return status;

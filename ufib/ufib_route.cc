@@ -166,8 +166,8 @@ static void holder_leaves(ufib_pfx *pfx, uint8_t holder) {
     if (holder == UFIB_HOLDER_SGRP) pfx->tag_flags &= static_cast<uint8_t>(~UFIB_TAG_VALID);
 }
 
-uint32_t ufib_route_delete(const ufib_family &family, ufib_vdc *vdc, uint32_t table_id,
-                           const route_rec *route, uint8_t holder) {
+static uint32_t route_delete(const ufib_family &family, ufib_vdc *vdc, uint32_t table_id,
+                             const route_rec *route, uint8_t holder) {
     ufib_errno = 0;
     ufib_journal_clear();
     uint32_t route_flags = route->flags;
@@ -190,20 +190,29 @@ uint32_t ufib_route_delete(const ufib_family &family, ufib_vdc *vdc, uint32_t ta
     return ufib_errno;
 }
 
-void ufib_delete_stale_routes(ufib_vdc *vdc, uint32_t table_id, uint32_t afi, uint8_t epoch) {
+uint32_t ufib_route_delete(const ufib_family &family, ufib_vdc *vdc, uint32_t table_id,
+                           const route_rec *route, uint8_t holder) {
+    uint64_t stamp;
+    ufib_funcstats_start(&stamp);
+    const uint32_t result = route_delete(family, vdc, table_id, route, holder);
+    ufib_funcstats_end(UFIB_FS_ROUTE_DELETE, &stamp);
+    return result;
+}
+
+void ufib_delete_stale_routes(lcfwd_vdc_desc *vdc, uint32_t table_id, uint32_t afi, uint8_t epoch) {
     ufib_errno = 0;
-    if (vdc->desc->ufib_state != LCFWD_STATE_ACTIVE) {
-        UFIB_BL(1, UFIB_TR_NOT_ACTIVE, lcfwd_state_name(vdc->desc->ufib_state));
+    if (vdc->ufib_state != LCFWD_STATE_ACTIVE || vdc->ufib == nullptr) {
+        UFIB_BL(1, UFIB_TR_NOT_ACTIVE, lcfwd_state_name(vdc->ufib_state));
         return;
     }
     UFIB_BL(1, UFIB_TR_STALE_DELETE, static_cast<uint32_t>(epoch), table_id, afi);
     if (table_id != 0) {
-        if (ufib_table *table = ufib_table_search(vdc, table_id); table != nullptr)
+        if (ufib_table *table = ufib_table_search(vdc->ufib, table_id); table != nullptr)
             ufib_delete_stale_prefixes(table, epoch);
         return;
     }
     ravl_iterator iterator;
-    for (ufib_table *table = ufib_table_get_first(vdc->desc->vdc_id, &iterator); table != nullptr;
-         table = ufib_table_get_next(vdc->desc->vdc_id, &iterator))
+    for (ufib_table *table = ufib_table_get_first(vdc->vdc_id, &iterator); table != nullptr;
+         table = ufib_table_get_next(vdc->vdc_id, &iterator))
         if (ufib_table_family(table).afi == afi) ufib_delete_stale_prefixes(table, epoch);
 }

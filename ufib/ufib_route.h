@@ -9,6 +9,7 @@
 
 #include <cstdint>
 
+struct lcfwd_vdc_desc;
 struct ufib_vdc;
 
 /* Adds or updates a route. 0, or ufib_errno: its low half is never 0 on failure. A failure leaves what was before,
@@ -45,5 +46,6 @@ inline uint32_t ufib_v6_route_delete(ufib_vdc *vdc, uint32_t table_id, const rou
 inline uint32_t ufib_v4_route_errors(const route_rec *route) { return ufib_route_errors(ufib_v4, route); }
 inline uint32_t ufib_v6_route_errors(const route_rec *route) { return ufib_route_errors(ufib_v6, route); }
 
-/* Removes the routes of another epoch: of one table, or (0) of all tables of a family (1 IPv4, 2 IPv6). */
-void ufib_delete_stale_routes(ufib_vdc *vdc, uint32_t table_id, uint32_t afi, uint8_t epoch);
+/* Removes the routes of another epoch: of one table, or (0) of all tables of a family (1 IPv4, 2 IPv6). In any other
+ * state of the VDC than 6 it only traces that. */
+void ufib_delete_stale_routes(lcfwd_vdc_desc *vdc, uint32_t table_id, uint32_t afi, uint8_t epoch);

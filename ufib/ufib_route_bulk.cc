@@ -18,7 +18,7 @@ constexpr uint32_t PERF_EVERY = 10000; /* routes */
 constexpr uint32_t UFIB_PARTIAL = UFIB_ERR_ITEM << 16 | E_PARTIAL;
 
 uint32_t ufib_perf_route_count;
-bool ufib_perf_display_results;
+bool display_results;
 
 /* A batch being worked. */
 struct bulk {
@@ -72,8 +72,16 @@ static void bulk_add(bulk *work, uint32_t table_id, const route_rec *route) {
     work->failures++;
 }
 
+static void rc_dbg_print_route(const ufib_family &family, uint32_t table_id, const route_rec *route) {
+    if (!ufib_enable_rc_debugs) return;
+    UFIB_TRACE("Route opcode %d flags 0x%x next hops %d prefix %s table_id 0x%x len %d\n", route->opcode,
+               route->flags, route->nh_count, ufib_prefix_str(family, route->prefix, route->prefix_len),
+               table_id, wire_get(route->route_len));
+}
+
 static void bulk_delete(bulk *work, uint32_t table_id, const route_rec *route) {
     ufib_count(work->vdc->ufib_stats, work->family.index, &ufib_family_stats::route_deletes);
+    rc_dbg_print_route(work->family, table_id, route);
     const uint32_t error =
         ufib_route_delete(work->family, work->vdc->ufib, table_id, route, UFIB_HOLDER_UFDM);
     if ((error & 0xffff) == 0) {
@@ -139,7 +147,7 @@ void ufib_bulk_v1_route_update(const ufib_family &family, lcfwd_vdc_desc *vdc, c
 
 static void bulk_v0_record(bulk *work, const route_update_hdr &hdr, const uint8_t *record, uint32_t len) {
     ufib_perf_route_count++;
-    if (ufib_perf_route_count % PERF_EVERY == 0) ufib_perf_display_results = true;
+    if (ufib_perf_route_count % PERF_EVERY == 0) display_results = true;
     const uint32_t table_id = wire_get(hdr.table_id);
     const route_rec *route = ufib_route_convert(work->family, record, len, table_id);
     if (route == nullptr) {
@@ -153,8 +161,9 @@ static void bulk_v0_record(bulk *work, const route_update_hdr &hdr, const uint8_
     /* An image that is being left in an upgrade does not know the wildcard table. */
     if (issd_to_non_pic && route->opcode == work->family.opcode_add &&
         ufib_pi_route_flags_is_wildcard(route->flags))
-        return;
-    bulk_record(work, table_id, route);
+        bulk_write_ready(work);
+    else
+        bulk_record(work, table_id, route);
 }
 
 void ufib_bulk_route_update(const ufib_family &family, lcfwd_vdc_desc *vdc, const route_update_hdr &hdr,
