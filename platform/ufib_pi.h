@@ -64,6 +64,7 @@ void *ufib_pi_v4prefix_get_next(const void *pfx);
 void *ufib_pi_v4prefix_get_next_from_key(uint32_t vdc_id, uint32_t table_id, uint32_t address,
                                          uint32_t mask_len);
 void *ufib_pi_v4prefix_get_first(uint32_t vdc_id, uint32_t table_id);
+void *ufib_pi_v4prefix_get_first_node(const void *table); /* of a table at hand; null for one of IPv6 */
 
 bool ufib_pi_v6prefix_is_local(const void *pfx);
 bool ufib_pi_v6prefix_is_direct(const void *pfx);
@@ -84,7 +85,9 @@ void *ufib_pi_v6prefix_get_next(const void *pfx);
 void *ufib_pi_v6prefix_get_next_from_key(uint32_t vdc_id, uint32_t table_id, const uint8_t address[16],
                                          uint32_t mask_len);
 void *ufib_pi_v6prefix_get_first(uint32_t vdc_id, uint32_t table_id);
+void *ufib_pi_v6prefix_get_first_node(const void *table);
 uint32_t ufib_pi_v6prefix_get_if_index(const void *pfx); /* of its adjacency, or its attached interface */
+uint32_t ufib_pi_v6pfx_get_nll_intf(const void *pfx);    /* the same, but 0 for a link-local prefix */
 bool ufib_pi_v6_is_addr_link_local(const uint8_t address[16]); /* fe80::/10, RFC 4291 2.5.6 */
 
 uint32_t ufib_pi_prefix_get_adj_handle(const void *pfx); /* handle of the next object */
@@ -209,6 +212,8 @@ int ufib_pi_table_notify_del_bmap(uint32_t vdc_id, uint32_t afi, uint32_t table_
 void ufib_pi_table_destroy(uint32_t vdc_id,
                            uint32_t table_id); /* forced: its prefixes first, then the table */
 void ufib_pi_pss_insert_table(void *table);
+/* Has update_link_local_route called for the interface of each link-local prefix of a VDC. */
+void ufib_pi_update_link_local_routes(uint32_t vdc_id, bool add);
 
 /* Interfaces. */
 uint32_t ufib_pi_idb_get_ifindex(const void *idb);

@@ -4,12 +4,18 @@
 
 #include "platform/ufib_platform.h"
 
-/* Searches and shows. */
+/* Searches, sizes and shows. */
 inline int ufib_platform_search_v4_prefix(uint32_t table_handle, void *pfx) {
     return ufib_platform_table.search_v4_prefix(table_handle, pfx);
 }
 inline int ufib_platform_search_v6_prefix(uint32_t table_handle, void *pfx) {
     return ufib_platform_table.search_v6_prefix(table_handle, pfx);
+}
+[[nodiscard]] inline uint32_t ufib_platform_insert_vobj_fec(void *fec, uint32_t ha) {
+    return ufib_platform_table.insert_vobj_fec(fec, ha);
+}
+[[nodiscard]] inline uint32_t ufib_platform_ecmp_space_len(uint8_t paths) {
+    return ufib_platform_table.ecmp_space_len(paths);
 }
 inline int ufib_platform_show_v4prefix(cmd_handle *handle, void *pfx) {
     return ufib_platform_table.show_v4prefix(handle, pfx);

@@ -6,6 +6,8 @@
 #include "ufib/ufib_label_list.h"
 #include "ufib/ufib_prefix.h"
 
+#include <cstring>
+
 extern "C" {
 
 void *ufib_pi_v4prefix_get_label_first(const void *pfx) {
@@ -22,7 +24,9 @@ uint32_t ufib_pi_v4prefix_rnh_get_handle(const void *object) {
     return pfx == nullptr || !ufib_prefix_is_rnh(pfx) ? 0 : ufib_obj_get_hardware_handle(pfx->obj.next);
 }
 bool ufib_pi_v4adj_is_subinterface(const void *adj) {
-    return adj != nullptr &&
-           if_index_get_type(static_cast<const ufib_adj *>(adj)->key.if_index) == IF_TYPE_SVI;
+    if (adj == nullptr) return false;
+    char name[IF_NAME_MAX];
+    if_index_to_name(static_cast<const ufib_adj *>(adj)->key.if_index, name, sizeof name);
+    return std::strchr(name, '.') != nullptr;
 }
 }

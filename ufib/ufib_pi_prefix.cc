@@ -57,6 +57,12 @@ static uint32_t longest_handle(uint32_t vdc_id, uint32_t table_id, const ufib_fa
                          : reinterpret_cast<const ufib_obj *>(ufib_prefix_search_l(table, address)));
 }
 
+static void *first_of(const void *object, const ufib_family &family) {
+    const auto *table = static_cast<const ufib_table *>(object);
+    return table == nullptr || table->type != family.table_type ? nullptr
+                                                                : ufib_prefix_get_first(&table->main);
+}
+
 static void v4_bytes(uint32_t address, uint8_t bytes[4]) {
     const wire_be<uint32_t> word = wire_put(address);
     std::memcpy(bytes, word.raw, sizeof word.raw);
@@ -123,6 +129,8 @@ void *ufib_pi_v4prefix_get_next(const void *pfx) { return next_prefix(pfx); }
 void *ufib_pi_v6prefix_get_next(const void *pfx) { return next_prefix(pfx); }
 void *ufib_pi_v4prefix_get_first(uint32_t vdc_id, uint32_t id) { return first_prefix(vdc_id, id, ufib_v4); }
 void *ufib_pi_v6prefix_get_first(uint32_t vdc_id, uint32_t id) { return first_prefix(vdc_id, id, ufib_v6); }
+void *ufib_pi_v4prefix_get_first_node(const void *table) { return first_of(table, ufib_v4); }
+void *ufib_pi_v6prefix_get_first_node(const void *table) { return first_of(table, ufib_v6); }
 void *ufib_pi_v4prefix_get_next_from_key(uint32_t vdc_id, uint32_t id, uint32_t address, uint32_t len) {
     uint8_t bytes[4];
     v4_bytes(address, bytes);
@@ -137,6 +145,11 @@ uint32_t ufib_pi_v6prefix_get_if_index(const void *pfx) {
     if (pfx == nullptr) return 0;
     const void *adj = next_adj(pfx);
     return adj != nullptr ? ufib_pi_v6adj_get_if_index(adj) : pfx_of(pfx)->attached_if_index;
+}
+
+uint32_t ufib_pi_v6pfx_get_nll_intf(const void *pfx) {
+    if (pfx == nullptr || ufib_pi_v6_is_addr_link_local(ufib_pfx_address(pfx_of(pfx)))) return 0;
+    return ufib_pi_v6prefix_get_if_index(pfx);
 }
 
 bool ufib_pi_v6_is_addr_link_local(const uint8_t address[16]) {

@@ -1,7 +1,7 @@
 /* Accessors: tables, interfaces, the rest. */
 #include "core/lcfwd_mts.h"
 #include "platform/ufib_pi.h"
-#include "platform/ufib_platform.h"
+#include "platform/ufib_platform_calls.h"
 #include "ufib/ufib_idb.h"
 #include "ufib/ufib_prefix.h"
 #include "ufib/ufib_pss.h"
@@ -22,6 +22,12 @@ static void *search_from(uint32_t first, uint32_t table_id, uint32_t *vdc_id) {
         return ravl_object<ufib_table>(node, offsetof(ufib_table, by_id));
     }
     return nullptr;
+}
+
+static void link_local_visit(ufib_pfx *pfx, void *argument) {
+    if (!ufib_pi_v6_is_addr_link_local(ufib_pfx_address(pfx))) return;
+    ufib_platform_update_link_local_route(pfx->table->vdc_id, ufib_pi_v6prefix_get_if_index(pfx),
+                                          *static_cast<const bool *>(argument));
 }
 
 extern "C" {
@@ -82,6 +88,12 @@ void ufib_pi_table_destroy(uint32_t vdc_id, uint32_t table_id) {
 }
 void ufib_pi_pss_insert_table(void *table) {
     if (table != nullptr) ufib_pss_insert_table(static_cast<ufib_table *>(table));
+}
+void ufib_pi_update_link_local_routes(uint32_t vdc_id, bool add) {
+    ravl_iterator iterator;
+    for (ufib_table *table = ufib_table_get_first(vdc_id, &iterator); table != nullptr;
+         table = ufib_table_get_next(vdc_id, &iterator))
+        if (table->type == UFIB_TABLE_TYPE_V6) ufib_pt_walk(&table->main, link_local_visit, &add);
 }
 
 uint32_t ufib_pi_idb_get_ifindex(const void *idb) {
