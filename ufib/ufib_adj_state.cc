@@ -116,10 +116,15 @@ static ufib_obj *over_master_tunnel(ufib_vdc *vdc, const ufib_adj_request &reque
     return ufib_hook.adj_actions(vdc, master, request.mpls_info, request.ha_handle);
 }
 
-ufib_obj *ufib_get_create_adj(ufib_vdc *vdc, const ufib_family &family, const ufib_adj_key &key,
-                              const ufib_adj_request &request) {
-    if (const uint32_t kind = global_kind_wanted(family, key.if_index, request.flags); kind != 0)
-        return global_wanted(vdc, kind);
+/* A route may have joined a group whose members were made for other flags than its own: after a restart the handle
+ * tells what stands there. */
+static bool restart_says_real(const ufib_vdc *vdc, uint32_t kind, uint32_t ha_handle) {
+    const ufib_adj *adj = ufib_adj_get_global(vdc, kind);
+    return ha_handle != 0 && adj != nullptr && adj->obj.handle != ha_handle;
+}
+
+static ufib_obj *get_create_real(ufib_vdc *vdc, const ufib_family &family, const ufib_adj_key &key,
+                                 const ufib_adj_request &request) {
     if (request.mpls_info != nullptr && request.mpls_info->master_tunnel)
         return over_master_tunnel(vdc, request);
     ufib_adj *adj = ufib_adj_search(vdc, family, key);
@@ -134,6 +139,16 @@ ufib_obj *ufib_get_create_adj(ufib_vdc *vdc, const ufib_family &family, const uf
     if (request.ha_handle != 0 && request.mpls_info == nullptr) return &adj->obj;
     if (ufib_hook.adj_actions == nullptr) return &adj->obj;
     return ufib_hook.adj_actions(vdc, &adj->obj, request.mpls_info, request.ha_handle);
+}
+
+ufib_obj *ufib_get_create_adj(ufib_vdc *vdc, const ufib_family &family, const ufib_adj_key &key,
+                              const ufib_adj_request &request) {
+    const uint32_t kind = global_kind_wanted(family, key.if_index, request.flags);
+    if (kind == 0) return get_create_real(vdc, family, key, request);
+    if (!restart_says_real(vdc, kind, request.ha_handle)) return global_wanted(vdc, kind);
+    ufib_adj_request real = request;
+    real.flags = 0;
+    return get_create_real(vdc, family, key, real);
 }
 
 ufib_obj *ufib_get_create_adj_from_nh(ufib_vdc *vdc, const ufib_family &family, const nh_rec *nh,

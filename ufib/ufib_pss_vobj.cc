@@ -60,7 +60,7 @@ static void record_store(const ufib_vobj *vobj, uint32_t handle, const ufib_vobj
     }
     std::memcpy(slot.key, &handle, sizeof handle);
     std::memcpy(slot.value, &record, size);
-    if (lcfwd_pss_record_store(&slot) != 0) UFIB_ERR("PSS failed to store vobj hndl %20x", handle);
+    if (lcfwd_pss_record_store(&slot) == 0) UFIB_ERR("PSS failed to store vobj hndl %20x", handle);
 }
 
 void ufib_pss_insert_vobj(const ufib_vobj *vobj) {

@@ -25,15 +25,18 @@ inline std::string ha_object_text(const ufib_obj *obj) {
     return text;
 }
 
+/* How many hops a route had that is gone, but for those who resolve through it, is not kept. */
 inline void ha_side_text(const ufib_table_side &side, std::string *out) {
     char text[256];
     for (const ufib_pfx *pfx = ufib_prefix_get_first(&side); pfx != nullptr;
          pfx = ufib_prefix_get_next(&side, ufib_pfx_address(pfx), pfx->mask_len)) {
-        std::snprintf(
-            text, sizeof text, "  %s handle %u flags %#x/%#x holders %#x epoch %u hops %u if %#x to %s\n",
-            ufib_pfx_str(pfx), pfx->obj.handle, pfx->route_flags, pfx->flags, pfx->holders, pfx->epoch,
-            pfx->nh_count, (pfx->route_flags & ROUTE_DIRECT) != 0 ? pfx->attached_if_index : 0,
-            ha_object_text(pfx->obj.next).c_str());
+        const bool dropping_rnh = ufib_prefix_is_rnh(pfx) && (pfx->route_flags & ROUTE_DROP) != 0;
+        std::snprintf(text, sizeof text,
+                      "  %s handle %u flags %#x/%#x holders %#x epoch %u hops %u if %#x to %s\n",
+                      ufib_pfx_str(pfx), pfx->obj.handle, pfx->route_flags, pfx->flags, pfx->holders,
+                      pfx->epoch, dropping_rnh ? 0 : pfx->nh_count,
+                      (pfx->route_flags & ROUTE_DIRECT) != 0 ? pfx->attached_if_index : 0,
+                      ha_object_text(pfx->obj.next).c_str());
         *out += text;
     }
 }

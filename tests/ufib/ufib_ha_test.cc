@@ -133,6 +133,87 @@ TEST_P(ufib_ha, a_replay_and_a_stale_delete_leave_the_new_set) {
     expect_clean_restart();
 }
 
+TEST_P(ufib_ha, groups_are_found_again_by_all_who_share_them) {
+    softfwd_config_get()->caps.host_ecmp_supported = 1;
+    const auto several = [this](const std::string &to, const std::vector<std::string> &hops,
+                                uint8_t flags = 0) {
+        wire_route route = add(f, to, hops[0], ETH1, flags);
+        route.hops.clear();
+        for (const std::string &hop : hops) route.hops.push_back({.address = hop, .if_index = ETH1});
+        return route;
+    };
+    const std::string hop3 = f.index == 0 ? "192.0.2.3" : "fe80::3";
+    ASSERT_TRUE(
+        load(f, {several(prefix(f, 0), {f.hop, f.hop2}), several(prefix(f, 1), {f.hop, f.hop2}),
+                 several(prefix(f, 2), {f.hop2, f.hop}), several(prefix(f, 3), {f.hop, f.hop2, hop3}),
+                 several(prefix(f, 4), {f.hop, f.hop2}, DROP), several(prefix(f, 5), {f.hop, hop3}, ATTACHED),
+                 several(f.prefix3, {f.hop, f.hop2}), add(f, prefix(f, 6))}));
+    expect_clean_restart();
+    neighbour({.address = f.hop, .if_index = ETH1, .mac = MAC});
+    neighbour({.address = hop3, .if_index = ETH1, .mac = MAC});
+    expect_clean_restart();
+    EXPECT_EQ(route(0)->obj.next, route(1)->obj.next);
+    ASSERT_TRUE(load(f, {remove(f, prefix(f, 0)), remove(f, prefix(f, 1)), remove(f, prefix(f, 2)),
+                         remove(f, prefix(f, 3)), remove(f, f.prefix3)}));
+    expect_clean_restart();
+}
+
+TEST_P(ufib_ha, recursive_routes_keep_their_groups) {
+    const std::string via = f.index == 0 ? "10.99.0.1" : "2001:db8:99::1";
+    const std::string via2 = f.index == 0 ? "10.99.0.2" : "2001:db8:99::2";
+    const std::string full = f.index == 0 ? "/32" : "/128";
+    const auto over = [this](const std::string &to, const std::vector<std::string> &hops) {
+        wire_route route = add(f, to);
+        route.hops.clear();
+        for (const std::string &hop : hops)
+            route.hops.push_back({.address = hop, .flags = 0x01, .table_id = f.table});
+        return route;
+    };
+    const auto resolved = [&](const std::string &to, const std::vector<std::string> &hops) {
+        wire_route route = add(f, to + full, hops[0], ETH1, 0x20);
+        route.hops.clear();
+        for (const std::string &hop : hops) route.hops.push_back({.address = hop, .if_index = ETH1});
+        return route;
+    };
+    ASSERT_TRUE(load(f, {over(prefix(f, 0), {via}), over(prefix(f, 1), {via, via2}),
+                         over(prefix(f, 2), {via, via2}), add(f, prefix(f, 9))}));
+    expect_clean_restart(); /* next hops that no route confirms */
+    ASSERT_TRUE(load(f, {resolved(via, {f.hop}), resolved(via2, {f.hop, f.hop2})}));
+    neighbour({.address = f.hop, .if_index = ETH1, .mac = MAC});
+    neighbour({.address = f.hop2, .if_index = ETH1, .mac = MAC});
+    rig.advance_seconds(2);
+    expect_clean_restart();
+    EXPECT_EQ(route(1)->obj.next, route(2)->obj.next);
+    ASSERT_TRUE(load(f, {remove(f, via2 + full, 0x20), remove(f, prefix(f, 0))}));
+    rig.advance_seconds(2);
+    expect_clean_restart(); /* one is marked for deletion, and still used */
+    ASSERT_TRUE(load(f, {remove(f, prefix(f, 1)), remove(f, prefix(f, 2))}));
+    rig.advance_seconds(2);
+    expect_clean_restart();
+}
+
+TEST_P(ufib_ha, a_walk_that_a_restart_interrupts_is_thereby_finished) {
+    const std::string via = f.index == 0 ? "10.99.0.1" : "2001:db8:99::1";
+    const std::string full = f.index == 0 ? "/32" : "/128";
+    wire_route confirm = add(f, via + full, f.hop, ETH1, 0x20);
+    std::vector<wire_route> routes = {confirm};
+    for (unsigned n = 0; n < 20; n++) {
+        wire_route route = add(f, prefix(f, n));
+        route.hops = {{.address = via, .flags = 0x01, .table_id = f.table}};
+        routes.push_back(route);
+    }
+    ASSERT_TRUE(load(f, routes));
+    neighbour({.address = f.hop, .if_index = ETH1, .mac = MAC});
+    neighbour({.address = f.hop2, .if_index = ETH1, .mac = MAC});
+    confirm.hops.push_back({.address = f.hop2, .if_index = ETH1});
+    ASSERT_TRUE(load(f, {confirm})); /* another size: a second group, and a walk that has not begun */
+    restart();
+    EXPECT_EQ(model_findings(rig), "");
+    EXPECT_EQ(lookup(f, address(f, 3)), "forward");
+    EXPECT_EQ(rig.records("vobj_vdc_1").size(), 1u);
+    expect_clean_restart();
+}
+
 /* One damaged or unusable record beside good ones. */
 TEST_P(ufib_ha, a_route_whose_next_object_is_nowhere_is_cleaned_out) {
     ASSERT_TRUE(load(f, sorts()));
