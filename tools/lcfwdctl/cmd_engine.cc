@@ -102,16 +102,24 @@ static int show_prefixes(uint32_t slot, softfwd_reader *reader, void *context) {
     return walk_status(slot, error);
 }
 
+/* "gre 192.0.2.1 to 192.0.2.2", or "-". */
+static std::string tunnel_text(const softfwd_tunnel &tunnel) {
+    if (tunnel.type == SOFTFWD_TUNNEL_NONE) return "-";
+    const std::string source = ip_address_str(tunnel.source);
+    return std::string(softfwd_tunnel_name(tunnel.type)) + " " + source + " to " +
+           ip_address_str(tunnel.destination);
+}
+
 static int show_adjacencies(uint32_t slot, softfwd_reader *reader, void *context) {
     auto *plan = static_cast<engine_plan *>(context);
     softfwd_adj_info adj{};
     int error = 0;
     while ((plan->limit == 0 || plan->output.rows.size() < plan->limit) &&
            (error = softfwd_reader_adj_next(reader, &adj)) == 0)
-        plan->output.rows.push_back({slot, adj.vdc_id, adj.handle, hex32(adj.if_index),
-                                     ctl_engine_address(adj.family, adj.next_hop),
-                                     softfwd_action_name(adj.action), mac_addr_str(adj.dmac),
-                                     hex32(adj.flags), adj.packets, adj.bytes});
+        plan->output.rows.push_back(
+            {slot, adj.vdc_id, adj.handle, hex32(adj.if_index), ctl_engine_address(adj.family, adj.next_hop),
+             softfwd_action_name(adj.action), mac_addr_str(adj.dmac), mac_addr_str(adj.smac),
+             tunnel_text(adj.tunnel), hex32(adj.flags), adj.packets, adj.bytes});
     return walk_status(slot, error);
 }
 
@@ -153,7 +161,8 @@ static const struct engine_view {
     {"prefixes", show_prefixes, {"slot", "vdc", "table", "prefix", "handle", "next_handle", "flags", "hit"}},
     {"adjacencies",
      show_adjacencies,
-     {"slot", "vdc", "handle", "if_index", "next_hop", "action", "mac", "flags", "packets", "bytes"}},
+     {"slot", "vdc", "handle", "if_index", "next_hop", "action", "mac", "source_mac", "tunnel", "flags",
+      "packets", "bytes"}},
     {"groups",
      show_groups,
      {"slot", "vdc", "handle", "origin", "id", "member", "adjacency", "label", "packets", "bytes"}},
