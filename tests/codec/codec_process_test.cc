@@ -14,4 +14,7 @@ TEST_F(codec_process, a_loaded_platform_library_finds_and_calls_every_function) 
     std::string line;
     std::getline(std::ifstream(report), line);
     EXPECT_EQ(line, "0 faults");
+    /* One message of the library is refused on purpose. */
+    const process_result log = expect_ctl(0, {"log"});
+    EXPECT_NE(log.out.find("eltmc_upgrade_msg_to_struct: ERR 0x2\n"), std::string::npos) << log.out;
 }

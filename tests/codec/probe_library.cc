@@ -57,7 +57,9 @@ static int count_wrong() {
     const uint8_t *data;
     eltmc_intf_create_req_msg_field_itr_init(&itr, message, used);
     while (eltmc_intf_create_req_msg_field_get_next(&itr, &tag, &data, &length)) fields++;
-    return wrong + (fields != 2);
+    wrong += fields != 2;
+    eltmc_upgrade_msg refused = {};
+    return wrong + (eltmc_upgrade_msg_to_struct(message, 1, &refused, sizeof refused) != TLVU_BAD);
 }
 
 extern "C" int codec_probe() { return count_missing() + count_wrong(); }

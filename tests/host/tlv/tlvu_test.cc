@@ -118,7 +118,8 @@ TEST(tlvu, decodes_fields_and_leaves_padding) {
     EXPECT_EQ(object.head.longs[1], 0x1020304u);
     EXPECT_EQ(object.members[1].low, 0x54);
     EXPECT_EQ(object.members[1].high, 0x5556);
-    for (size_t padding : {5, 15, 18, 19, 29, 33}) EXPECT_EQ(got.object[padding], 0xee) << padding;
+    for (const size_t padding : {5u, 15u, 18u, 19u, 29u, 33u})
+        EXPECT_EQ(got.object[padding], 0xee) << padding;
     EXPECT_EQ(got.object[sizeof object], 0xee);
 }
 
