@@ -38,7 +38,8 @@ void ufib_pi_rew_set_tunnel_encap_isatap(ufib_platform_rewrite *rewrite);
 void ufib_pi_rew_set_tunnel_sgrp(ufib_platform_rewrite *rewrite);
 void ufib_pi_rew_set_tunnel_df_cfgd(ufib_platform_rewrite *rewrite, bool on); /* it was configured */
 void ufib_pi_rew_set_tunnel_df(ufib_platform_rewrite *rewrite, bool on);
-void ufib_pi_rew_set_tunnel_df_inner(ufib_platform_rewrite *rewrite, bool on); /* taken from the inner packet */
+void ufib_pi_rew_set_tunnel_df_inner(ufib_platform_rewrite *rewrite,
+                                     bool on); /* taken from the inner packet */
 void ufib_pi_rew_set_tunnel_tos_cfgd(ufib_platform_rewrite *rewrite, bool on);
 void ufib_pi_rew_set_tunnel_tos(ufib_platform_rewrite *rewrite, uint8_t tos);
 void ufib_pi_rew_set_tunnel_tos_inner(ufib_platform_rewrite *rewrite, bool on);
