@@ -33,6 +33,11 @@ std::string model_name(const ufib_ecmp *group) {
            std::to_string(group->obj.handle);
 }
 
+bool model_same_prefix(const uint8_t *a, const uint8_t *b, uint32_t bits) {
+    const uint32_t whole = bits / 8, rest = bits % 8;
+    return std::memcmp(a, b, whole) == 0 && (rest == 0 || (a[whole] ^ b[whole]) >> (8 - rest) == 0);
+}
+
 /* A route is in hardware as long as somebody holds the route itself; an RNH never is. */
 static void prefix_check(model_walk *walk, const ufib_pfx *pfx, bool rnh) {
     const std::string name = model_name(pfx);
@@ -63,7 +68,7 @@ static void side_check(model_walk *walk, ufib_table *table, const ufib_table_sid
          more = pt_get_next_node(&side->trie, node.key, node.bits, &node)) {
         const auto *pfx = static_cast<const ufib_pfx *>(node.record);
         if (pfx->table != table || pfx->mask_len != node.bits ||
-            std::memcmp(ufib_pfx_address(pfx), node.key, family.addr_bytes) != 0 ||
+            !model_same_prefix(ufib_pfx_address(pfx), node.key, node.bits) ||
             ufib_obj_type_of(&pfx->obj) != family.prefix_type) {
             walk->wrong(place(table) + " holds a prefix that is not its own");
             continue;

@@ -68,7 +68,7 @@ static void groups_compare(model_walk *walk, softfwd_reader *reader) {
 static void prefix_compare(model_walk *walk, const ufib_pfx *pfx, const softfwd_prefix_info &entry) {
     const std::string name = "engine: " + model_name(pfx);
     if (entry.mask_len != pfx->mask_len ||
-        std::memcmp(entry.address, ufib_pfx_address(pfx), ufib_prefix_family(pfx).addr_bytes) != 0)
+        !model_same_prefix(entry.address, ufib_pfx_address(pfx), pfx->mask_len))
         walk->wrong(name + " has another address");
     walk->same(name + " table", entry.table_handle, pfx->table->obj.handle);
     if (walk->no_vobjs)

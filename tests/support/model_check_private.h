@@ -44,6 +44,8 @@ struct model_walk {
     void same(const std::string &what, uint64_t is, uint64_t should);
 };
 
+/* A route may come with bits behind its mask. */
+[[nodiscard]] bool model_same_prefix(const uint8_t *a, const uint8_t *b, uint32_t bits);
 [[nodiscard]] std::string model_name(const ufib_pfx *pfx);
 [[nodiscard]] std::string model_name(const ufib_adj *adj);
 [[nodiscard]] std::string model_name(const ufib_ecmp *group);
