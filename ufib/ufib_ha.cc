@@ -301,6 +301,7 @@ static void vdc_recover(ufib_vdc *vdc) {
     ufib_ha_replay_prefixes(vdc);
     ufib_clear_old_instances_all_vobj(vdc); /* every prefix was attached to the current ones just now */
     ufib_ha_recover_non_prefix_assoc_entries(vdc);
+    ufib_ha_recover_non_prefix_assoc_groups(vdc);
     ufib_ha_recover_non_prefix_assoc_adj(vdc);
     ufib_obj_keep_all(false);
     ufib_ha_sweep_unused(vdc);

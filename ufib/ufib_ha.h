@@ -29,6 +29,7 @@ void ufib_ha_restore_rpf_info(ufib_vdc *vdc);
 void ufib_ha_restore_table_info(ufib_vdc *vdc);
 void ufib_ha_replay_prefixes(ufib_vdc *vdc);                  /* recursive next hops first, then routes */
 void ufib_ha_recover_non_prefix_assoc_entries(ufib_vdc *vdc); /* what a client other than a prefix holds */
+void ufib_ha_recover_non_prefix_assoc_groups(ufib_vdc *vdc);  /* groups that nothing above reached */
 void ufib_ha_recover_non_prefix_assoc_adj(ufib_vdc *vdc);     /* adjacencies that nothing above reached */
 void ufib_ha_sweep_unused(ufib_vdc *vdc);                     /* and what nobody turned out to need */
 

@@ -161,31 +161,12 @@ static bool adj_recover(const ufib_family &family, ufib_vdc *vdc, uint32_t handl
 
 /* ---- what only clients hold ---- */
 
-static bool ecmp_recover(const ufib_family &family, ufib_vdc *vdc, uint32_t handle, uint32_t adj_flags) {
-    const uint32_t vdc_id = vdc->desc->vdc_id;
-    ufib_ha_route record = {};
-    record.vdc_id = vdc->desc->vdc_id;
-    record.next_handle = handle;
-    record.next_type = UFIB_OBJ_ECMP;
-    ufib_ecmp_key key;
-    if (!ufib_pss_get_ecmp(family, handle, vdc_id, &key, &record.ecmp_holders)) return false;
-    record.path_count = static_cast<uint8_t>(key.count);
-    ufib_ha_take_path_handles(family, vdc, &record);
-    ufib_obj *group =
-        ufib_get_create_ecmp(family, vdc, key, adj_flags, &record, record.ecmp_holders, nullptr);
-    if (group == nullptr || group->handle != handle) return false;
-    uint16_t count;
-    if (ufib_pss_get_ecmp_count(family, handle, vdc_id, &count))
-        reinterpret_cast<ufib_ecmp *>(group)->pbr_count = count;
-    return true;
-}
-
 static bool misc_recover(ufib_vdc *vdc, uint32_t handle, const ufib_misc_record &record) {
     switch (record.kind) {
     case LCFWD_PSS_V4ADJ: return adj_recover(ufib_v4, vdc, handle, record.adj_flags);
     case LCFWD_PSS_V6ADJ: return adj_recover(ufib_v6, vdc, handle, record.adj_flags);
-    case LCFWD_PSS_V4ECMP: return ecmp_recover(ufib_v4, vdc, handle, record.adj_flags);
-    case LCFWD_PSS_V6ECMP: return ecmp_recover(ufib_v6, vdc, handle, record.adj_flags);
+    case LCFWD_PSS_V4ECMP: return ufib_ha_recover_ecmp(ufib_v4, vdc, handle, record.adj_flags);
+    case LCFWD_PSS_V6ECMP: return ufib_ha_recover_ecmp(ufib_v6, vdc, handle, record.adj_flags);
     default: return false;
     }
 }

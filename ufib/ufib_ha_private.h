@@ -27,6 +27,10 @@ void ufib_ha_walk_delete(const ufib_ha_walk &walk, const ufib_vdc *vdc);
 /* Adjacency handles and holders of the paths of a group, as hardware and store know them. */
 void ufib_ha_take_path_handles(const ufib_family &family, const ufib_vdc *vdc, ufib_ha_route *record);
 
+/* Makes the group of a record, or finds it made. False: the record is no good. */
+[[nodiscard]] bool ufib_ha_recover_ecmp(const ufib_family &family, ufib_vdc *vdc, uint32_t handle,
+                                        uint32_t adj_flags);
+
 /* Fills PBR and WCCP counts of an adjacency from its own record. */
 struct ufib_adj;
 void ufib_ha_adj_counts(ufib_adj *adj, uint32_t vdc_id);

@@ -45,6 +45,11 @@ static void engine_init(ufib_platform_api *api, ufib_platform_caps *caps, int re
     api->delete_adj = counted<&ufib_platform_api::delete_adj>;
     api->insert_ecmp = counted<&ufib_platform_api::insert_ecmp>;
     api->delete_ecmp = counted<&ufib_platform_api::delete_ecmp>;
+    api->insert_vobj = counted<&ufib_platform_api::insert_vobj>;
+    api->update_vobj = counted<&ufib_platform_api::update_vobj>;
+    api->delete_vobj = counted<&ufib_platform_api::delete_vobj>;
+    api->update_v4prefix_nh = counted<&ufib_platform_api::update_v4prefix_nh>;
+    api->update_v6prefix_nh = counted<&ufib_platform_api::update_v6prefix_nh>;
     api->all_writes_ready = counted<&ufib_platform_api::all_writes_ready>;
 }
 static void library_reset() { softfwd_library()->reset(); }
@@ -65,6 +70,24 @@ protected:
         wire_route route = add(f, prefix(f, n), hops[0]);
         route.hops.clear();
         for (const std::string &hop : hops) route.hops.push_back({.address = hop, .if_index = ETH1});
+        return route;
+    }
+
+    /* A recursive next hop by number, and a route over some of them. */
+    std::string via(unsigned n) const {
+        return (f.index == 0 ? "10.98.0." : "2001:db8:98::") + std::to_string(n + 1);
+    }
+    wire_route confirm(unsigned n, const std::vector<std::string> &hops) {
+        wire_route route = to(0, hops);
+        route.prefix = via(n) + (f.index == 0 ? "/32" : "/128");
+        route.flags = 0x20;
+        return route;
+    }
+    wire_route over(unsigned n, const std::vector<unsigned> &next_hops) {
+        wire_route route = to(n, {f.hop});
+        route.hops.clear();
+        for (const unsigned next : next_hops)
+            route.hops.push_back({.address = via(next), .flags = 0x01, .table_id = f.table});
         return route;
     }
 
@@ -89,6 +112,22 @@ protected:
                 to(1, {f.hop2}), /* comes back under another handle */
                 remove(f, prefix(f, 7)),
                 to(22, {f.index == 0 ? "192.0.2.77" : "fe80::77"})};
+    }
+    /* Recursive routes, and a batch that changes what they resolve to. Such a batch commits by itself now and then. */
+    std::vector<wire_route> recursive() {
+        std::vector<wire_route> routes = {confirm(0, {f.hop}), confirm(1, {f.hop}), confirm(2, {f.hop})};
+        for (unsigned n = 10; n < 13; n++) routes.push_back(over(n, {0}));
+        routes.push_back(over(13, {1, 2}));
+        routes.push_back(to(14, {f.hop}));
+        return routes;
+    }
+    std::vector<wire_route> recursive_batch() {
+        return {confirm(0, {f.hop2}),        /* rewrites its group in place */
+                confirm(1, {f.hop, f.hop2}), /* a second group of another size */
+                over(10, {0, 1}),
+                over(14, {3}), /* a next hop that nobody confirms */
+                to(12, {f.hop2}),
+                confirm(2, {f.hop2})};
     }
     std::string lonely() const { return f.index == 0 ? "192.0.2.9" : "fe80::9"; }
 
@@ -159,4 +198,27 @@ TEST_P(ufib_crash, once_the_store_has_it_the_batch_is_wholly_there) {
     expect_clean_restart();
     EXPECT_EQ(lookup(f, f.index == 0 ? "30.0.20.1" : "2001:db8:2020::1"), "forward");
     EXPECT_EQ(lookup(f, f.index == 0 ? "30.0.6.1" : "2001:db8:2006::1"), "no route");
+}
+
+TEST_P(ufib_crash, recursive_routes_agree_again_wherever_it_died) {
+    ASSERT_TRUE(load(f, recursive()));
+    neighbour({.address = f.hop, .if_index = ETH1, .mac = MAC});
+    neighbour({.address = f.hop2, .if_index = ETH1, .mac = MAC});
+    for (int writes = 1; writes < 200; writes++) {
+        const bool died = batch_in_a_copy(recursive_batch(), writes, false);
+        restart();
+        ASSERT_EQ(model_findings(rig), "") << "died after write " << writes;
+        for (unsigned n = 10; n < 14; n++) {
+            const std::string net = prefix(f, n);
+            ASSERT_EQ(lookup(f, net.substr(0, net.find('/'))), "forward") << n << " after write " << writes;
+        }
+        ASSERT_TRUE(load(f, recursive_batch())) << writes;
+        rig.advance_seconds(2);
+        ASSERT_EQ(model_findings(rig), "") << "sent again after write " << writes;
+        ASSERT_TRUE(load(f, recursive()));
+        rig.advance_seconds(2);
+        ASSERT_EQ(model_findings(rig), "") << writes;
+        if (!died) break;
+        ASSERT_LT(writes, 190);
+    }
 }
