@@ -65,6 +65,7 @@ static void prefix_move(ufib_pfx *pfx) {
 
 /* Hardware has all of the share before anything is freed. */
 static uint32_t vobj_backwalk(ufib_vobj *vobj, uint32_t share) {
+    ufib_cur_vdc_id = vobj->vdc_id; /* traces belong there */
     if ((vobj->flags & UFIB_VOBJ_WALKING) == 0) {
         vobj->flags |= UFIB_VOBJ_WALKING;
         vobj->backwalk_cursor = dbly_linkage_first(&vobj->prefixes);
@@ -108,6 +109,7 @@ static void prefix_rpf(ufib_pfx *pfx) {
 }
 
 static uint32_t vobj_rpf_walk(ufib_vobj *vobj, uint32_t share) {
+    ufib_cur_vdc_id = vobj->vdc_id;
     if (vobj->rpf_cursor == nullptr) vobj->rpf_cursor = dbly_linkage_first(&vobj->prefixes);
     uint32_t done = 0;
     for (; done < share && vobj->rpf_cursor != nullptr; done++) {
@@ -150,6 +152,7 @@ static void pending_take_up() {
     for (dl_node *node = dbly_linkage_first(&ufib_rnh_update_pending_list); node != nullptr; node = next) {
         next = dbly_linkage_next(node);
         ufib_pfx *rnh = dl_object<ufib_rnh>(node, offsetof(ufib_rnh, pending))->prefix;
+        ufib_cur_vdc_id = rnh->table->vdc_id;
         ufib_process_rnh_update(rnh, ufib_prefix_family(rnh).index == ufib_v4.index, false, nullptr);
     }
     (void)ufib_platform_all_writes_ready();

@@ -208,6 +208,8 @@ static uint32_t path_count(const void *obj, uint32_t *handle) {
 }
 
 void ufib_vobj_init_types() {
+    ufib_obj_size_set(UFIB_OBJ_VOBJ, sizeof(ufib_vobj)); /* without rows */
+    ufib_obj_size_set(UFIB_OBJ_VOBJ_FEC, sizeof(ufib_vobj_fec));
     ufib_obj_register(UFIB_OBJ_VOBJ, ufib_vobj_destroy);
     ufib_obj_register(UFIB_OBJ_VOBJ_FEC, ufib_vobj_fec_destroy);
     ufib_path_count_register(UFIB_OBJ_VOBJ, path_count);

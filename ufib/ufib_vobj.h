@@ -17,13 +17,13 @@
 
 #include "host/containers/dbly_linkage.h"
 #include "host/containers/sll.h"
+#include "ufib/ufib_family.h"
 #include "ufib/ufib_next_hop.h"
 #include "ufib/ufib_object.h"
 
 #include <cstddef>
 #include <cstdint>
 
-struct ufib_family;
 struct ufib_ha_route;
 struct ufib_pfx;
 struct ufib_vdc;
@@ -65,6 +65,15 @@ struct ufib_vobj_hops {
  * mask longer than the hop's family has. A hop with a mask of 32 is IPv4, with 128 IPv6, else of the route's family. */
 [[nodiscard]] int ufib_vobj_route_to_key(const ufib_family &family, uint32_t route_mask_len,
                                          const ufib_nh_list *hops, ufib_vobj_key *key, ufib_vobj_hops *out);
+
+inline int ufib_vobj_v4_route_to_key(uint32_t route_mask_len, const ufib_nh_list *hops, ufib_vobj_key *key,
+                                     ufib_vobj_hops *out) {
+    return ufib_vobj_route_to_key(ufib_v4, route_mask_len, hops, key, out);
+}
+inline int ufib_vobj_v6_route_to_key(uint32_t route_mask_len, const ufib_nh_list *hops, ufib_vobj_key *key,
+                                     ufib_vobj_hops *out) {
+    return ufib_vobj_route_to_key(ufib_v6, route_mask_len, hops, key, out);
+}
 
 /* Over row count, rows in use and the four bytes behind them: 8 + 48 n bytes. The host flag is among them at 64 rows
  * only. */

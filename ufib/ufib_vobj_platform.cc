@@ -38,11 +38,11 @@ int ufib_platform_insert_vobj(ufib_vobj *vobj, const ufib_ha_route *record) {
     return 0;
 }
 
+/* No journal entry: one route may rewrite thousands, and its deferred deletes need the room. */
 int ufib_platform_update_vobj(ufib_vobj *vobj, uint32_t mode) {
     if (vobj->obj.handle == 0) return 0;
     const int status = ufib_platform_table.update_vobj(vobj, mode);
     if (status < 0) ufib_errors[E_VOBJ_HW_UPDATE]++; /* the route that led here stands all the same */
-    ufib_journal_log(UFIB_JOURNAL_HW_REWRITE, &vobj->obj, nullptr);
     return status;
 }
 
