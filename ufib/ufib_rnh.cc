@@ -44,7 +44,6 @@ static bool dependents_walk(ufib_rnh *state, bool in_place) {
         state->blocked = true;
         if (!in_place) state->cursor = nullptr;
     }
-    (void)ufib_platform_all_writes_ready();
     return state->blocked || state->cursor != nullptr;
 }
 
@@ -61,7 +60,10 @@ static void process_update(ufib_pfx *rnh, bool in_place, const ufib_ha_route *re
     }
     if (ufib_enable_rc_debugs)
         UFIB_TRACE(in_place || resumed ? "in place update\n" : "not in place update\n");
-    pending_state(rnh, state->cursor != nullptr && dependents_walk(state, in_place || resumed));
+    const bool walks = state->cursor != nullptr;
+    pending_state(rnh, walks && dependents_walk(state, in_place || resumed));
+    /* The record of the RNH stands with those of the objects that it changed, or with none of them. */
+    if (walks) (void)ufib_platform_all_writes_ready();
 }
 
 /* The family is the prefix's own; callers that know no better may say the same. */
