@@ -107,6 +107,8 @@ void ufib_vdc_delete(lcfwd_vdc_desc *row) {
     ufib_prefix_db_destroy(vdc);
     ufib_table_db_destroy(vdc);
     ufib_vobj_db_destroy(vdc);
+    ufib_table_db_destroy(
+        vdc); /* a virtual object without a route kept its recursive next hops in their tables */
     ufib_ecmp_db_destroy(vdc);
     ufib_adj_db_destroy(vdc);
     ufib_idb_db_destroy(vdc);
