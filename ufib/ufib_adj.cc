@@ -218,7 +218,7 @@ ufib_adj *ufib_adj_create(ufib_vdc *vdc, const ufib_family &family, ufib_adj *ex
 
 void ufib_adj_reinstall(ufib_adj *adj, uint32_t flags_before) {
     if (!ufib_platform_insert_adj(adj, 0, 0)) {
-        ufib_err_raise(UFIB_ERR_ITEM, E_ADJ_HW_INSTALL);
+        if (adj->obj.handle == 0) ufib_err_raise(UFIB_ERR_ITEM, E_ADJ_HW_INSTALL);
         adj->flags = flags_before;
     }
     if (adj->obj.handle != 0) ufib_pss_insert_adj(adj);

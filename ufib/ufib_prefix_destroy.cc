@@ -4,6 +4,7 @@
 #include "platform/ufib_platform_calls.h"
 #include "ufib/ufib_adj.h"
 #include "ufib/ufib_hooks.h"
+#include "ufib/ufib_label_list.h"
 #include "ufib/ufib_prefix.h"
 #include "ufib/ufib_pss.h"
 #include "ufib/ufib_rnh.h"
@@ -21,7 +22,10 @@ static void prefix_out_of_trie(ufib_table *table, ufib_pfx *pfx) {
     const int status =
         pt_delete(table->attr, &ufib_prefix_side(pfx)->trie, ufib_pfx_address(pfx), pfx->mask_len);
     if (status == 0) return;
-    if (ufib_prefix_is_rnh(pfx))
+    if (ufib_prefix_is_rnh(pfx) && ufib_prefix_family(pfx).index == UFIB_STATS_V4)
+        UFIB_ERR("pt delete failed for rnh 0x%x/%d table 0x%x, ret_val: %d",
+                 ufib_v4_addr(ufib_pfx_address(pfx)), pfx->mask_len, table->table_id, status);
+    else if (ufib_prefix_is_rnh(pfx))
         UFIB_ERR("pt delete failed for rnh %s table 0x%x, ret_val: %d", ufib_pfx_str(pfx), table->table_id,
                  status);
     else
@@ -124,6 +128,7 @@ void ufib_prefix_rollback(ufib_table *table, ufib_pfx *pfx) {
     if (pfx->labels != nullptr || (pfx->holders & UFIB_HOLDER_FEC) != 0) {
         pfx->holders = UFIB_HOLDER_FEC;
         ufib_prefix_destroy_and_hold_in_sw(table, pfx);
+        if (ufib_vdc *vdc = ufib_vdc_get(table->vdc_id); vdc != nullptr) ufib_prefix_update_labels(vdc, pfx);
         return;
     }
     ufib_prefix_unlink_next_obj(pfx, true);
