@@ -222,3 +222,28 @@ TEST_P(ufib_crash, recursive_routes_agree_again_wherever_it_died) {
         ASSERT_LT(writes, 190);
     }
 }
+
+TEST_P(ufib_crash, a_death_during_the_recovery_is_recovered_from) {
+    ASSERT_TRUE(load(f, standing()));
+    for (const wire_route &route : recursive()) (void)load(f, {route});
+    neighbour({.address = f.hop, .if_index = ETH1, .mac = MAC});
+    const std::string before = ha_model_text();
+    const uint64_t old = writes();
+    int deaths = 0;
+    for (int calls = 1; calls < 40; calls += 3) {
+        rig.stop();
+        const pid_t copy = fork();
+        if (copy == 0) {
+            calls_left = calls;
+            _exit(rig.start());
+        }
+        int status = 0;
+        ASSERT_EQ(waitpid(copy, &status, 0), copy);
+        deaths += WIFEXITED(status) && WEXITSTATUS(status) == 42;
+        ASSERT_EQ(rig.start(), 0);
+        ASSERT_EQ(ha_model_text(), before) << "died after call " << calls;
+        ASSERT_EQ(model_findings(rig), "") << "died after call " << calls;
+    }
+    EXPECT_GT(deaths, 5);
+    EXPECT_EQ(writes(), old);
+}
