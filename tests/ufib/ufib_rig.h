@@ -7,6 +7,7 @@
 #include "core/ufib_err.h"
 #include "tests/support/fake_platform.h"
 #include "tests/support/lcfwd_rig.h"
+#include "tests/support/model_check.h"
 #include "ufib/ufib_vdc.h"
 
 #include <gtest/gtest.h>
@@ -91,6 +92,11 @@ struct ufib_test : testing::Test {
         fake_platform_reset();
     }
     void SetUp() override { start(); }
+    void TearDown() override {
+        if (consistent) {
+            EXPECT_EQ(model_findings(rig), "");
+        }
+    }
 
     static rig_options options(const platform_library *library) {
         rig_options out;
@@ -150,6 +156,8 @@ struct ufib_test : testing::Test {
     }
 
     lcfwd_rig rig;
+    bool consistent =
+        true; /* model, engine and store agree at the end; off where a test means to leave a flaw */
 };
 
 struct ufib_family_test : ufib_test, testing::WithParamInterface<const family *> {
