@@ -12,6 +12,7 @@
 #include "ufib/ufib_prefix.h"
 #include "ufib/ufib_record.h"
 
+#include <cstdlib>
 #include <cstring>
 #include <initializer_list>
 
@@ -273,6 +274,19 @@ uint32_t ufib_get_table_pss_space_len() {
            (platform == 0 ? 0 : tlv_aligned_data_size_get(platform));
 }
 
+/* The library alone decides how long its bytes are. */
+static void table_platform_write(const ufib_table *table, tlv_aligned_array *array) {
+    const uint32_t len = ufib_platform_sizes.table_pss_space_len;
+    void *bytes = len > UINT16_MAX ? nullptr : std::calloc(1, len);
+    if (bytes == nullptr) {
+        UFIB_ERR("no room for %u bytes of the platform about table 0x%x", len, table->table_id);
+        return;
+    }
+    (void)ufib_platform_get_table_pss_info(table->obj.handle, bytes);
+    (void)!tlv_aligned_array_add_tlv(array, UFIB_TABLE_TLV_PLATFORM, static_cast<uint16_t>(len), bytes);
+    std::free(bytes);
+}
+
 void ufib_pss_insert_table(ufib_table *table) {
     lcfwd_pss_record slot;
     if (lcfwd_pss_record_begin(LCFWD_PSS_UFIB_TABLE, table->vdc_id, sizeof table->table_id,
@@ -286,12 +300,7 @@ void ufib_pss_insert_table(ufib_table *table) {
     (void)tlv_aligned_array_init(&array, slot.value + sizeof family,
                                  slot.value_size - static_cast<uint32_t>(sizeof family), 1);
     (void)!tlv_aligned_array_add_tlv(&array, UFIB_TABLE_TLV_FLAGS, sizeof flags, &flags);
-    if (const uint32_t len = ufib_platform_sizes.table_pss_space_len; len != 0) {
-        uint8_t platform[256] = {};
-        const auto used = static_cast<uint16_t>(len < sizeof platform ? len : sizeof platform);
-        (void)ufib_platform_get_table_pss_info(table->obj.handle, platform);
-        (void)!tlv_aligned_array_add_tlv(&array, UFIB_TABLE_TLV_PLATFORM, used, platform);
-    }
+    if (ufib_platform_sizes.table_pss_space_len != 0) table_platform_write(table, &array);
     (void)lcfwd_pss_record_store(&slot);
 }
 

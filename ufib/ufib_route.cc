@@ -48,12 +48,14 @@ static void route_leave(ufib_vdc *vdc, ufib_table *table, ufib_pfx *pfx) {
     if (label) ufib_prefix_update_labels(vdc, pfx);
 }
 
-/* A refused update has taken the entry away, and its handle: the records lie under the handle that it had. */
+/* A refused update has taken the entry away, and its handle; an accepted one may have moved it to another. The records
+ * lie under the handle that it had. */
 static void forget_records(ufib_pfx *pfx, uint32_t old_handle) {
+    const uint32_t handle = pfx->obj.handle;
     pfx->obj.handle = old_handle;
     ufib_pss_delete_prefix(pfx);
     if ((pfx->route_flags & ROUTE_DIRECT) != 0) ufib_pss_delete_dcsrif(pfx);
-    pfx->obj.handle = 0;
+    pfx->obj.handle = handle;
 }
 
 /* Hardware refused: a label keeps the prefix in software, nothing else does. The deferred deletes do not run: the
@@ -75,7 +77,7 @@ static uint32_t route_install_failed(ufib_vdc *vdc, ufib_table *table, ufib_pfx 
 }
 
 /* The new state stands in hardware: records, then the old next object may go, then the labels follow. */
-static void route_stands(ufib_vdc *vdc, ufib_pfx *pfx, const ufib_ha_route *record) {
+static void route_stands(ufib_vdc *vdc, ufib_pfx *pfx, const ufib_ha_route *record, uint32_t old_handle) {
     if (record != nullptr) {
         ufib_ha_prefix_stands(pfx, *record);
         ufib_journal_delete_objects();
@@ -83,6 +85,7 @@ static void route_stands(ufib_vdc *vdc, ufib_pfx *pfx, const ufib_ha_route *reco
     }
     ufib_pss_insert_prefix(pfx);
     if ((pfx->route_flags & ROUTE_DIRECT) != 0 && !ufib_prefix_is_rnh(pfx)) ufib_pss_insert_dcsrif(pfx);
+    if (old_handle != 0 && old_handle != pfx->obj.handle) forget_records(pfx, old_handle);
     ufib_journal_delete_objects();
     ufib_prefix_update_labels(vdc, pfx);
 }
@@ -106,14 +109,14 @@ static uint32_t route_install(ufib_vdc *vdc, ufib_table *table, const ufib_prefi
         return error;
     }
     ufib_prefix_link_next_obj(pfx, next, false);
+    const uint32_t old_handle = pfx->obj.handle;
     if (ufib_prefix_is_rnh(pfx)) {
         ufib_process_rnh_update(pfx, ufib_prefix_family(pfx).index == 0, true, update.record);
     } else {
-        const uint32_t old_handle = pfx->obj.handle;
         ufib_platform_insert_prefix(pfx, ufib_ha_route_prefix_handle(update.record));
         if (pfx->obj.handle == 0) return route_install_failed(vdc, table, pfx, old_handle);
     }
-    route_stands(vdc, pfx, update.record);
+    route_stands(vdc, pfx, update.record, old_handle);
     return ufib_errno;
 }
 

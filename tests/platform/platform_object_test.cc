@@ -12,6 +12,7 @@
 #include "ufib/ufib_prefix.h"
 
 #include <cerrno>
+#include <cstring>
 
 struct platform_object : ufib_family_test {
     void TearDown() override {
@@ -162,4 +163,34 @@ TEST_P(platform_object, a_refused_rewrite_counts_once) {
     fake.fail_at["insert_adj"] = 1;
     neighbour({.address = f.hop, .if_index = ETH1});
     EXPECT_EQ(errors(E_ADJ_HW_INSTALL), 1u);
+}
+
+/* Entries that move to another handle at each write. */
+static uint32_t next_handle;
+static uint32_t moving_insert(uint32_t, void *, uint32_t, bool) { return ++next_handle; }
+
+TEST_P(platform_object, a_prefix_that_moves_to_another_handle_leaves_no_record_behind) {
+    next_handle = 5000;
+    ufib_platform_table.insert_v4_prefix = moving_insert;
+    ufib_platform_table.insert_v6_prefix = moving_insert;
+    for (const std::string hop : {f.hop, f.hop2}) ASSERT_TRUE(load(f, {add(f, f.prefix, hop, ETH1, 1)}));
+    const auto records = rig.records("prefix_vdc_1");
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(records.begin()->first, "8a130000") << "5002 in the machine's order";
+    EXPECT_EQ(rig.records("dcsrif_vdc_1").size(), 1u);
+}
+
+TEST_P(platform_object, bytes_of_the_platform_about_a_table_may_be_many) {
+    ufib_platform_sizes.table_pss_space_len = 3000;
+    ufib_platform_table.get_table_pss_info = [](uint32_t, void *out) {
+        std::memset(out, 0x5a, 3000);
+        return 0;
+    };
+    ASSERT_TRUE(load(f, {add(f, f.prefix)}));
+    ufib_pi_pss_insert_table(ufib_pi_table_search(1, f.table));
+    ASSERT_TRUE(load(f, {add(f, f.prefix2)})); /* its end writes the store */
+    std::string own;
+    for (const auto &[key, value] : rig.records("ufib_table_vdc_1"))
+        if (value.find("5a5a") != std::string::npos) own = value;
+    EXPECT_EQ(own.size(), 2 * (4 + 4 + 8 + 4 + 3000u));
 }
