@@ -106,9 +106,9 @@ void ufib_vdc_delete(lcfwd_vdc_desc *row) {
     ufib_cur_vdc_id = row->vdc_id;
     ufib_prefix_db_destroy(vdc);
     ufib_table_db_destroy(vdc);
+    /* A virtual object without a route keeps its recursive next hops, and so their tables, until it goes itself. */
     ufib_vobj_db_destroy(vdc);
-    ufib_table_db_destroy(
-        vdc); /* a virtual object without a route kept its recursive next hops in their tables */
+    ufib_table_db_destroy(vdc);
     ufib_ecmp_db_destroy(vdc);
     ufib_adj_db_destroy(vdc);
     ufib_idb_db_destroy(vdc);
