@@ -249,7 +249,7 @@ std::vector<std::string> model_check(const lcfwd_rig &rig, const model_check_opt
     for (const model_global &global : walk.globals)
         references_check(&walk, global.adj, "global " + std::to_string(global.kind));
     leaks_check(&walk);
-    handles_check(&walk);
+    if (options.engine) handles_check(&walk);
     const platform_library *library = platform_library_get();
     if (options.engine && library != nullptr) model_check_engine(&walk, rig, *library);
     if (options.records) model_check_records(&walk, rig);

@@ -14,7 +14,7 @@
 class lcfwd_rig;
 
 struct model_check_options {
-    bool engine = true;
+    bool engine = true; /* with it: no handle stands twice */
     bool records = true;
     bool values = true; /* false: records by key alone. A refused update leaves marks that the record lacks */
     bool orphans = false; /* a failed install leaves objects that nobody wants until the next use */
