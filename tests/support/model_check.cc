@@ -53,7 +53,8 @@ static void prefix_check(model_walk *walk, const ufib_pfx *pfx, bool rnh) {
     const bool route = !rnh && (pfx->holders & UFIB_HOLDERS_ROUTE) != 0;
     if (route && !in_hardware) walk->wrong(name + " is held and not in hardware");
     if (rnh && in_hardware) walk->wrong(name + " is an RNH with a handle");
-    if (!rnh && pfx->holders == 0 && pfx->labels == nullptr) walk->wrong(name + " lives and nobody holds it");
+    if (walk->sound && !rnh && pfx->holders == 0 && pfx->labels == nullptr)
+        walk->wrong(name + " lives and nobody holds it");
     if (pfx->table->obj.handle == 0 && in_hardware) walk->wrong(name + " is in a table that is not");
     walk->prefixes.push_back(pfx);
 }
@@ -235,6 +236,7 @@ std::vector<std::string> model_check(const lcfwd_rig &rig, const model_check_opt
     model_walk walk;
     walk.values = options.values;
     walk.orphans = options.orphans;
+    walk.sound = options.sound;
     for (uint32_t id = LCFWD_VDC_MIN; id <= LCFWD_VDC_MAX; id++) {
         ufib_vdc *vdc = ufib_vdc_get(id);
         if (vdc == nullptr) continue;
@@ -249,7 +251,7 @@ std::vector<std::string> model_check(const lcfwd_rig &rig, const model_check_opt
     for (const model_global &global : walk.globals)
         references_check(&walk, global.adj, "global " + std::to_string(global.kind));
     leaks_check(&walk);
-    if (options.engine) handles_check(&walk);
+    if (options.sound) handles_check(&walk);
     const platform_library *library = platform_library_get();
     if (options.engine && library != nullptr) model_check_engine(&walk, rig, *library);
     if (options.records) model_check_records(&walk, rig);

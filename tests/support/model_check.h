@@ -14,9 +14,10 @@
 class lcfwd_rig;
 
 struct model_check_options {
-    bool engine = true; /* with it: no handle stands twice */
+    bool engine = true;
     bool records = true;
     bool values = true; /* false: records by key alone. A refused update leaves marks that the record lacks */
+    bool sound = true;  /* false: handles and holders came out of damaged records */
     bool orphans = false; /* a failed install leaves objects that nobody wants until the next use */
 };
 

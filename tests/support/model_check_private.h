@@ -26,7 +26,7 @@ struct model_global {
 /* What the walk met, and what it found wrong. */
 struct model_walk {
     std::vector<std::string> findings;
-    bool values = true, orphans = false; /* as asked for */
+    bool values = true, sound = true, orphans = false; /* as asked for */
     std::vector<uint32_t> vdcs;
     std::vector<const ufib_table *> tables;
     std::vector<const ufib_pfx *> prefixes;
