@@ -46,8 +46,10 @@ void lcfwd_platform_vdc_delete(uint32_t vdc_id);
 [[nodiscard]] int lcfwd_platform_is_otv_capable();
 void lcfwd_platform_process_pervpn_ilm_base(uint32_t base);
 
-/* Process-wide accessors for the library. */
+/* Process-wide accessors for the library; C linkage, so that one that is loaded at run time finds them by name. */
+extern "C" {
 [[nodiscard]] const lcfwd_vdc_desc *lcfwd_pi_vdc_get_desc(uint32_t vdc_id); /* null outside 1 to 5 */
 [[nodiscard]] int lcfwd_pi_vdc_is_active(uint32_t vdc_id);                  /* 0 or 1 */
 int lcfwd_pi_get_router_mac(uint32_t vdc_id, uint8_t mac[6]);               /* 0, or -1 when not known */
 void lcfwd_pi_lcfwd_pss_buf_commit(); /* the library says: a hardware write batch has completed */
+}
