@@ -9,6 +9,7 @@
 #include <cstring>
 
 constexpr size_t FINDINGS_MAX = 20;
+constexpr unsigned HOLDERS = UFIB_ADJ_HELD_AM | UFIB_ADJ_HELD_TUNNEL | UFIB_ADJ_HELD_PBR | UFIB_ADJ_HELD_WCCP;
 
 void model_walk::wrong(const std::string &text) {
     if (findings.size() < FINDINGS_MAX) findings.push_back(text);
@@ -113,7 +114,7 @@ static void adj_check(model_walk *walk, const ufib_idb *idb, const ufib_family &
     if (adj->obj.handle == 0) walk->wrong(name + " is not in hardware");
     if ((adj->flags & UFIB_ADJ_RESOLVED) != 0 && (adj->flags & UFIB_ADJ_GLEAN) != 0)
         walk->wrong(name + " is resolved and glean");
-    walk->expected[&adj->obj] += static_cast<uint32_t>(std::popcount(adj->holders));
+    walk->expected[&adj->obj] += static_cast<uint32_t>(std::popcount(adj->holders & HOLDERS));
     walk->adjacencies.push_back(adj);
 }
 
