@@ -2,6 +2,7 @@
 
 #include "core/lcfwd_log.h"
 #include "host/tlv/tlv.h"
+#include "ufib/ufib_family.h"
 
 #include <cstring>
 
@@ -85,11 +86,13 @@ uint32_t ufib_route_get_extended_flgs(const route_rec *route, uint32_t *route_fl
     return value;
 }
 
-bool ufib_route_is_loopback(const ufib_nh_list *list) {
+/* Behind an IPv4 address the field is the sender's: it is no part of the next hop. */
+bool ufib_route_is_loopback(const ufib_family &family, const ufib_nh_list *list) {
     if (list->count != 2) return false;
     const nh_rec *first = ufib_nh_first(list);
     const nh_rec *second = ufib_nh_next(list, first);
-    return second != nullptr && std::memcmp(first, second, offsetof(nh_rec, table_id)) == 0;
+    return second != nullptr && wire_get(first->if_index) == wire_get(second->if_index) &&
+           std::memcmp(first->nh_address, second->nh_address, family.addr_bytes) == 0;
 }
 
 static bool any_hop_has(const ufib_nh_list *list, uint8_t flag) {

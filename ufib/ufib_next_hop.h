@@ -6,6 +6,8 @@
 
 #include <cstdint>
 
+struct ufib_family;
+
 constexpr uint32_t UFIB_NH_MAX = 64;          /* next hops of a route */
 constexpr uint32_t UFIB_NH_BUFFER = 2039 * 4; /* bytes of the working buffer */
 constexpr uint32_t UFIB_NH_LABELS_MAX = 6;    /* slots of a label key; a stack has at most five labels */
@@ -29,7 +31,7 @@ struct ufib_nh_list {
 uint32_t ufib_route_get_extended_flgs(const route_rec *route, uint32_t *route_flags);
 
 /* Two next hops with the same address on the same interface: one path. */
-[[nodiscard]] bool ufib_route_is_loopback(const ufib_nh_list *list);
+[[nodiscard]] bool ufib_route_is_loopback(const ufib_family &family, const ufib_nh_list *list);
 [[nodiscard]] bool ufib_route_has_rnh(const ufib_nh_list *list);
 [[nodiscard]] bool ufib_route_has_nve(const ufib_nh_list *list);
 

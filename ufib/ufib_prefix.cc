@@ -77,7 +77,7 @@ ufib_pfx *ufib_prefix_get_next(const ufib_table_side *side, const uint8_t *addre
 }
 
 uint8_t ufib_effective_nh_count(const ufib_family &family, const ufib_prefix_update &update) {
-    if (ufib_route_is_loopback(update.hops)) return 1;
+    if (ufib_route_is_loopback(family, update.hops)) return 1;
     const bool rnh = (update.route_flags & ROUTE_RNH) != 0;
     if (!rnh && update.route->prefix_len == family.max_len && !ufib_platform_host_ecmp_supported()) return 1;
     return static_cast<uint8_t>(update.hops->count);

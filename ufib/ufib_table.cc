@@ -111,7 +111,7 @@ ufib_table *ufib_get_create_table(ufib_vdc *vdc, uint32_t table_id, uint32_t typ
                                   const ufib_ha_route *record) {
     ufib_errno = 0;
     if (table_id == 0) {
-        ufib_err_raise(UFIB_ERR_REQUEST, E_INV_TABLE_ID);
+        ufib_err_raise(UFIB_ERR_ITEM, E_INV_TABLE_ID);
         return nullptr;
     }
     ufib_table *table = ufib_table_search(vdc, table_id);
