@@ -43,7 +43,6 @@ void *ufib_pi_get_next_obj_platform_space(const void *pfx) {
     void *next = ufib_pi_prefix_get_next_obj(pfx);
     if (next == nullptr) return nullptr;
     const uint32_t type = ufib_obj_type_of(static_cast<const ufib_obj *>(next));
-    if (type == UFIB_OBJ_VOBJ) return ufib_pi_get_vobj_pltfm_space(next);
     if (type == UFIB_OBJ_ECMP) return ufib_pi_ecmp_get_platform_space(next);
     if (type == UFIB_OBJ_VOBJ) return ufib_pi_get_vobj_pltfm_space(next);
     if (type == UFIB_OBJ_V4ADJ || type == UFIB_OBJ_V6ADJ) return ufib_pi_adj_get_platform_space(next);

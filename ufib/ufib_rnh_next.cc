@@ -1,4 +1,5 @@
 /* What the next object of an RNH yields as paths, by type, and the order in which paths are kept. */
+#include "core/lcfwd_log.h"
 #include "ufib/ufib_adj.h"
 #include "ufib/ufib_ecmp.h"
 #include "ufib/ufib_rnh.h"
@@ -63,15 +64,20 @@ static bool path_candidate(const ufib_vobj_row *row, ufib_obj *path, ufib_candid
     return true;
 }
 
-static void adj_expand(ufib_obj *next, const ufib_vobj_row *row, ufib_candidates *out) {
+static void path_add(ufib_obj *path, const ufib_vobj_row *row, ufib_candidates *out) {
     ufib_candidate candidate;
-    if (path_candidate(row, next, &candidate)) ufib_candidates_add(out, candidate);
+    if (path_candidate(row, path, &candidate)) ufib_candidates_add(out, candidate);
+}
+
+static void adj_expand(ufib_obj *next, const ufib_vobj_row *row, ufib_candidates *out) {
+    if (ufib_enable_rc_debugs) UFIB_TRACE("nh obj of RNH is 1 adj\n");
+    path_add(next, row, out);
 }
 
 static void ecmp_expand(ufib_obj *next, const ufib_vobj_row *row, ufib_candidates *out) {
     const auto *group = reinterpret_cast<const ufib_ecmp *>(next);
     for (uint32_t i = 0; i < group->key->count; i++)
-        if (group->paths[i] != nullptr) adj_expand(group->paths[i], row, out);
+        if (group->paths[i] != nullptr) path_add(group->paths[i], row, out);
 }
 
 static dl_list *adj_dependents(ufib_obj *path, dl_node ***cursor) {

@@ -1,11 +1,13 @@
 /* What a changed path of a recursive next hop does to the groups and prefixes behind it. */
 #include "tests/ufib/vobj_rig.h"
 
+#include "core/lcfwd_log.h"
 #include "ufib/ufib_hooks.h"
 
 struct rnh_test : vobj_test, testing::WithParamInterface<const family *> {
     rnh_test() { now = GetParam(); }
     void TearDown() override {
+        ufib_enable_rc_debugs = false;
         EXPECT_EQ(vobj_findings(), "");
         EXPECT_EQ(dangling(), "");
     }
@@ -296,6 +298,27 @@ TEST_P(rnh_test, a_rewrite_of_a_neighbour_tells_the_groups_behind_it) {
     stand({1, 2}, 2);
     neighbour({.address = path(1), .if_index = ETH1, .mac = "020000000001"});
     EXPECT_EQ(fake_count("update_vobj"), 1u);
+}
+
+/* Who follows a change in the detailed log finds each decision there. */
+TEST_P(rnh_test, the_detailed_log_tells_what_a_change_does) {
+    stand({1}, 2);
+    ufib_enable_rc_debugs = true;
+    ASSERT_TRUE(load1(over(0, {2})));
+    const std::string family = v4() ? "v4" : "v6";
+    for (const char *text : {"in place update", "in place update: calling ufib_vobj_compute_cnhs",
+                             "nh obj of RNH is 1 adj", "num_cnhs_active:1, num_cnhs_backup:0"})
+        EXPECT_TRUE(rig.log_has(text)) << text;
+    EXPECT_FALSE(rig.log_has("Set old handle to new handle"));
+    ASSERT_TRUE(load1(over(0, {2, 3})));
+    EXPECT_TRUE(rig.log_has("Set old handle to new handle " + std::to_string(pointed_at(0)) +
+                            ", and old ls count to new 1"));
+    second();
+    EXPECT_TRUE(rig.log_has("Pfx backwalk: num_dirty_vobjs:1, max_num_pfxs_per_vobj:5000"));
+    ASSERT_TRUE(load1(recursive(5, {through(5)})));
+    EXPECT_TRUE(rig.log_has("Mark dependency of vobj on this rnh, set " + family + "Prnh:"));
+    ASSERT_TRUE(load1(no_rnh(0)));
+    EXPECT_TRUE(rig.log_has("zero cnh: setting adj to " + family + " global drop adj"));
 }
 
 INSTANTIATE_TEST_SUITE_P(families, rnh_test, both_families, family_name);
