@@ -6,7 +6,11 @@ configure = cmake --preset $(1) $(LAUNCHER) >build/configure-$(1).log 2>&1 || { 
 build_all = cmake --build build/$(1) -j$(JOBS)
 run_tests = ctest --test-dir build/$(1) --output-on-failure --no-tests=error -j$(JOBS)
 
-.PHONY: help deps deps-ci build run test bench asan clang format check-format check-includes ci clean
+FUZZ_SECONDS ?= 60
+SOAK_OPERATIONS ?= 400000
+SOAK_SEED ?= $(shell date +%s)
+
+.PHONY: help deps deps-ci build run test bench asan soak fuzz clang format check-format check-includes ci clean
 .DEFAULT_GOAL := help
 
 help: ## this list
@@ -40,6 +44,16 @@ asan: deps ## tests under the address and undefined-behaviour sanitizers
 	@$(call configure,asan)
 	@$(call build_all,asan)
 	@$(call run_tests,asan)
+
+soak: build ## a long random life of the model; SOAK_OPERATIONS and SOAK_SEED choose another
+	@LCFWD_RANDOM_OPERATIONS=$(SOAK_OPERATIONS) LCFWD_RANDOM_SEED=$(SOAK_SEED) \
+		build/release/bin/ufib_proof_test --gtest_filter='ufib_random.*'
+
+fuzz: deps-ci ## every target under libFuzzer, FUZZ_SECONDS each
+	@mkdir -p build
+	@$(call configure,fuzz)
+	@$(call build_all,fuzz)
+	@scripts/fuzz.sh build/fuzz $(FUZZ_SECONDS)
 
 clang: deps-ci ## compile everything with the second compiler
 	@mkdir -p build

@@ -1,5 +1,5 @@
-/* Bytes from outside through all tables of the codec. The first byte chooses the table, the rest is the message; the
- * object lies in a heap block of exactly the size that the codec asked for. */
+/* Bytes from outside through all tables of the codec. The first byte chooses the table, the rest is the
+ * message; the object lies in a heap block of exactly the size that the codec asked for. */
 #include "codec/codec.h"
 #include "tests/fuzz/fuzz.h"
 
