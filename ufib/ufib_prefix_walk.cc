@@ -27,6 +27,7 @@ static void side_walk(const ufib_table_side *side, ufib_walk_budget *budget, vis
 void ufib_pt_walk(const ufib_table_side *side, void (*visit)(ufib_pfx *pfx, void *argument), void *argument) {
     ufib_walk_budget budget = {UFIB_WALK_OBJECTS, UFIB_WALK_OBJECTS};
     side_walk(side, &budget, [&](ufib_pfx *pfx) { visit(pfx, argument); });
+    (void)ufib_platform_all_writes_ready();
 }
 
 static void guard_destroy(ufib_pfx *pfx) {
