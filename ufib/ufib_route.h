@@ -20,7 +20,7 @@ struct ufib_vdc;
                                       uint8_t holder, const void *xpi);
 
 /* Takes the client's hold off a route, and with the last one the route. 0 or ufib_errno (E_DEL_NOPFX,
- * E_DEL_PFX_LOCKED while others hold it, the errors of a bad record, E_INV_TABLE_ID without a table). */
+ * also without a table; E_DEL_PFX_LOCKED while others hold it; the errors of a bad record). */
 [[nodiscard]] uint32_t ufib_route_delete(const ufib_family &family, ufib_vdc *vdc, uint32_t table_id,
                                          const route_rec *route, uint8_t holder);
 
