@@ -187,6 +187,8 @@ static uint32_t route_delete(const ufib_family &family, ufib_vdc *vdc, uint32_t 
     holder_leaves(pfx, holder);
     if ((pfx->holders & UFIB_HOLDERS_ROUTE) != 0) {
         UFIB_TRACE("%s pfx locked, holder_lock = 0x%x", family.name, pfx->holders);
+        /* The hold is gone: a restart must not bring it back. */
+        if (pfx->obj.handle != 0) ufib_pss_insert_prefix(pfx);
         return ufib_err_raise(UFIB_ERR_LOCKED, E_DEL_PFX_LOCKED);
     }
     route_leave(vdc, table, pfx);
