@@ -84,7 +84,8 @@ static void write_error(const char *function, const char *line) {
     lcfwd_log_write(LCFWD_LOG_ERROR, 1, function, __LINE__, "%s", line);
 }
 
-/* The sink is set here and not at start-up: a platform library may convert before anything of ours has started. */
+/* The sink is set here and not at start-up: a platform library may convert before anything of ours has
+ * started. */
 static int failed(const char *function, int status) {
     tlvu_error_sink_set(write_error);
     tlvu_error_print("%s: ERR 0x%x\n", function, static_cast<uint32_t>(status));

@@ -1,12 +1,12 @@
-/* codec/codec.h: the messages of the manager of logical interfaces, described as data. Public header of codec/.
+/* codec/codec.h: the messages of the manager of logical interfaces, described as data. Public header.
  *
- * Each message structure has a table '<name>_tbl' and, in codec/codec_entries.h, the same set of functions under its
- * own name, which a platform library that is loaded at run time calls. eltmc_ are requests of clients and the answers,
- * eltmcd_ their download forms, eltm_ parameters of line-card ports. A name that ends in _msg is the wrapper of a
- * message: a count, and behind the structure the members.
+ * Each message structure has a table '<name>_tbl' and, in codec/codec_entries.h, the same set of functions
+ * under its own name, which a platform library that is loaded at run time calls. eltmc_ are requests of
+ * clients and the answers, eltmcd_ their download forms, eltm_ parameters of line-card ports. A name that
+ * ends in _msg is the wrapper of a message: a count, and behind the structure the members.
  *
- * Fields bear the number of their tag, which is the same in all messages; its width is not. Known are if_index (2) and
- * the counts. */
+ * Fields bear the number of their tag, which is the same in all messages; its width is not. Known are
+ * if_index (2) and the counts. */
 #pragma once
 
 #include "codec/eltm.h"

@@ -22,7 +22,8 @@ constexpr tlvu_row codec_array(int32_t tag, uint32_t elem_size, uint32_t offset,
     return {tag, elem_size, offset, TLVU_ARRAY, {}, nullptr, 0, bytes, -1, nullptr};
 }
 
-/* Members of 'elem_size' bytes behind the structure, as many as its first word says; 'nested' is null for numbers. */
+/* Members of 'elem_size' bytes behind the structure, as many as its first word says; 'nested' is null for
+ * numbers. */
 constexpr tlvu_row codec_list(int32_t tag, uint32_t elem_size, uint32_t offset, uint32_t (*elem_sz)(),
                               const tlvu_tbl *nested) {
     return {tag, elem_size, offset, TLVU_LIST, {}, elem_sz, 0, 0, -1, nested};
@@ -30,8 +31,8 @@ constexpr tlvu_row codec_list(int32_t tag, uint32_t elem_size, uint32_t offset, 
 
 inline constexpr tlvu_row codec_closing = {-1, 0, 0, 0, {}, nullptr, 0, 0, 0, nullptr};
 
-/* Whether the table is that of the structure: its size, the offsets of the members in the order of the rows, all fields
- * inside it. */
+/* Whether the table is that of the structure: its size, the offsets of the members in the order of the rows,
+ * all fields inside it. */
 template <typename object>
 constexpr bool codec_layout_is(const tlvu_tbl &table, std::initializer_list<size_t> offsets) {
     if (table.struct_size != sizeof(object)) return false;
@@ -44,7 +45,8 @@ constexpr bool codec_layout_is(const tlvu_tbl &table, std::initializer_list<size
     return offset == offsets.end();
 }
 
-/* Whether the table is that of a wrapper: a word that counts, and a list of such members directly behind the structure. */
+/* Whether the table is that of a wrapper: a word that counts, and a list of such members directly behind the
+ * structure. */
 template <typename member> constexpr bool codec_members_are(const tlvu_tbl &table) {
     const tlvu_row *row = table.rows;
     if (row->offset != 0 || row->width != sizeof(uint32_t)) return false;

@@ -1,4 +1,5 @@
-/* codec/eltmc_state.h: interfaces going up, going down and changing, members of port channels, logical interfaces. */
+/* codec/eltmc_state.h: interfaces going up, going down and changing, members of port channels, logical
+ * interfaces. */
 #pragma once
 
 #include "codec/bmp4096.h"

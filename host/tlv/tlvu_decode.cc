@@ -30,8 +30,9 @@ static bool take_element(tlvu_in *in, tlvu_element *element) {
     return true;
 }
 
-/* The first row of the tag from 'hint' on, wrapping round; null if there is none. Messages of our own making have their
- * fields in the order of the table, so the row after the last hit is nearly always the right one. */
+/* The first row of the tag from 'hint' on, wrapping round; null if there is none. Messages of our own making
+ * have their fields in the order of the table, so the row after the last hit is nearly always the right one.
+ */
 static const tlvu_row *row_find(const tlvu_tbl *table, uint32_t tag, const tlvu_row *hint) {
     const auto wanted = static_cast<int32_t>(tag);
     for (const tlvu_row *row = hint; row->tag != TLVU_CLOSING; row++)
@@ -62,7 +63,8 @@ static int check_element(const tlvu_row *row, const tlvu_element &element) {
     return check_elements(row->nested, {element.data, element.length}, &nested);
 }
 
-/* Checks all elements of one structure and of those nested in it, so that storing them cannot fail any more. */
+/* Checks all elements of one structure and of those nested in it, so that storing them cannot fail any more.
+ */
 static int check_elements(const tlvu_tbl *table, tlvu_in in, tlvu_tally *tally) {
     const tlvu_row *hint = table->rows;
     tlvu_element element;
@@ -114,7 +116,8 @@ static void store_numbers(const uint8_t *data, uint32_t elem_size, uint32_t widt
 
 static void store_elements(const tlvu_tbl *table, tlvu_in in, uint8_t *object);
 
-/* One checked element to where the field lies. A nested structure is cleared first, also when it comes again. */
+/* One checked element to where the field lies. A nested structure is cleared first, also when it comes again.
+ */
 static void store_field(const tlvu_row *row, const tlvu_element &element, uint8_t *to) {
     if (row->nested == nullptr) {
         store_numbers(element.data, row->elem_size, field_width(row), to);

@@ -10,7 +10,8 @@ inline uint32_t tlvu_member_size(const tlvu_row *row) {
     return row->elem_sz != nullptr ? row->elem_sz() : row->elem_size;
 }
 
-/* Where the n-th member lies, from the start of the structure. The caller has made sure that it fits 64 bits. */
+/* Where the n-th member lies, from the start of the structure. The caller has made sure that it fits 64 bits.
+ */
 inline uint64_t tlvu_member_offset(const tlvu_row *row, uint64_t n) {
     return row->offset + n * tlvu_member_size(row);
 }

@@ -1,4 +1,5 @@
-/* tests/codec/codec_support.h: one message structure with its functions, found by name as a loaded library finds them. */
+/* tests/codec/codec_support.h: one message structure with its functions, found by name as a loaded library
+ * finds them. */
 #pragma once
 
 #include "codec/codec.h"

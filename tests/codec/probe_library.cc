@@ -1,4 +1,5 @@
-/* A platform library that does nothing but call the codec of the program that loads it, and count what goes wrong. */
+/* A platform library that does nothing but call the codec of the program that loads it, and count what goes
+ * wrong. */
 #include "codec/codec_entries.h"
 
 #include <cstdio>
