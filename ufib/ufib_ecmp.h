@@ -65,6 +65,14 @@ struct ufib_ecmp_labels {
  * whether there are any. */
 bool ufib_ecmp_route_to_key(const ufib_family &family, ufib_vdc *vdc, const ufib_nh_list *hops,
                             ufib_ecmp_key *key, ufib_ecmp_labels *labels);
+inline bool ufib_v4ecmp_route_to_key(ufib_vdc *vdc, const ufib_nh_list *hops, ufib_ecmp_key *key,
+                                     ufib_ecmp_labels *labels) {
+    return ufib_ecmp_route_to_key(ufib_v4, vdc, hops, key, labels);
+}
+inline bool ufib_v6ecmp_route_to_key(ufib_vdc *vdc, const ufib_nh_list *hops, ufib_ecmp_key *key,
+                                     ufib_ecmp_labels *labels) {
+    return ufib_ecmp_route_to_key(ufib_v6, vdc, hops, key, labels);
+}
 void ufib_ecmp_ecmp_to_key(const ufib_ecmp *group, ufib_ecmp_key *key);
 /* One entry as the key of its adjacency. */
 [[nodiscard]] ufib_adj_key ufib_ecmp_key_path(const ufib_family &family, const ufib_ecmp_key &key,
@@ -94,6 +102,12 @@ inline ufib_obj *ufib_get_create_v6_ecmp(ufib_vdc *vdc, const ufib_ecmp_key &key
 
 [[nodiscard]] ufib_ecmp *ufib_ecmp_search(ufib_vdc *vdc, const ufib_family &family, const ufib_ecmp_key &key,
                                           uint32_t *hash);
+[[nodiscard]] inline ufib_ecmp *ufib_v4ecmp_search(ufib_vdc *vdc, const ufib_ecmp_key &key, uint32_t *hash) {
+    return ufib_ecmp_search(vdc, ufib_v4, key, hash);
+}
+[[nodiscard]] inline ufib_ecmp *ufib_v6ecmp_search(ufib_vdc *vdc, const ufib_ecmp_key &key, uint32_t *hash) {
+    return ufib_ecmp_search(vdc, ufib_v6, key, hash);
+}
 
 /* Walk over the groups of a VDC, both families, in no particular order; null at the end. */
 [[nodiscard]] ufib_ecmp *ufib_ecmp_get_first(const ufib_vdc *vdc);
@@ -117,6 +131,20 @@ void ufib_ecmp_pbr_refcount_down(ufib_ecmp *group);
 [[nodiscard]] ufib_ecmp *ufib_pbr_ecmp_add(const ufib_family &family, ufib_vdc *vdc, const ufib_ecmp_key &key,
                                            uint32_t adj_flags);
 int ufib_pbr_ecmp_del(const ufib_family &family, ufib_vdc *vdc, const ufib_ecmp_key &key);
+[[nodiscard]] inline ufib_ecmp *ufib_pbr_v4_ecmp_add(ufib_vdc *vdc, const ufib_ecmp_key &key,
+                                                     uint32_t adj_flags) {
+    return ufib_pbr_ecmp_add(ufib_v4, vdc, key, adj_flags);
+}
+inline int ufib_pbr_v4_ecmp_del(ufib_vdc *vdc, const ufib_ecmp_key &key) {
+    return ufib_pbr_ecmp_del(ufib_v4, vdc, key);
+}
+[[nodiscard]] inline ufib_ecmp *ufib_pbr_v6_ecmp_add(ufib_vdc *vdc, const ufib_ecmp_key &key,
+                                                     uint32_t adj_flags) {
+    return ufib_pbr_ecmp_add(ufib_v6, vdc, key, adj_flags);
+}
+inline int ufib_pbr_v6_ecmp_del(ufib_vdc *vdc, const ufib_ecmp_key &key) {
+    return ufib_pbr_ecmp_del(ufib_v6, vdc, key);
+}
 
 /* The groups of a VDC. destroy: all of them, whoever holds them. forget: memory only. */
 void ufib_ecmp_db_init(ufib_vdc *vdc);
