@@ -163,7 +163,7 @@ uint32_t ufib_route_add(const ufib_family &family, ufib_vdc *vdc, uint32_t table
 static void holder_leaves(ufib_pfx *pfx, uint8_t holder) {
     pfx->holders &= static_cast<uint8_t>(~holder);
     if (holder == UFIB_HOLDER_IPSG && ufib_hook.ipsg_destroy != nullptr) {
-        UFIB_TRACE("Calling ufib_v4_ipsg_destroy\n");
+        UFIB_TRACE("Calling ufib_%s_ipsg_destroy\n", ufib_prefix_family(pfx).name);
         ufib_hook.ipsg_destroy(pfx);
     }
     if (holder == UFIB_HOLDER_SGRP) pfx->tag_flags &= static_cast<uint8_t>(~UFIB_TAG_VALID);

@@ -3,6 +3,7 @@
 
 #include "platform/ufib_platform.h"
 #include "tests/ufib/ufib_rig.h"
+#include "ufib/ufib_hooks.h"
 #include "ufib/ufib_prefix.h"
 #include "ufib/ufib_route.h"
 
@@ -47,6 +48,20 @@ TEST_P(next_hop, errors_of_one_route_are_of_the_class_of_items) {
     EXPECT_EQ(add_record(record, f.table), 0x420000u + f.mask_len);
     EXPECT_EQ(errors(E_ROUTE_INV_OPCODE), 2u);
     EXPECT_TRUE(rig.log_has(std::string(f.name) + " route api error E_ROUTE_INV_OPCODE"));
+}
+
+TEST_P(next_hop, a_guard_that_leaves_takes_its_object_along) {
+    static uint32_t guards;
+    guards = 0;
+    ufib_hook.ipsg_destroy = [](ufib_pfx *) { guards++; };
+    ASSERT_TRUE(load(f, {add(f, f.prefix)}));
+    const bytes record = wire_route_v1(remove(f, f.prefix));
+    EXPECT_EQ(ufib_route_delete(ufib_families[f.index], ufib_vdc_get(1), f.table,
+                                reinterpret_cast<const route_rec *>(record.data()), UFIB_HOLDER_IPSG),
+              0x41003eu);
+    (void)ufib_platform_all_writes_ready();
+    EXPECT_EQ(guards, 1u);
+    EXPECT_TRUE(rig.log_has(std::string("Calling ufib_") + f.name + "_ipsg_destroy"));
 }
 
 TEST(label_stack, loses_leading_implicit_nulls_and_tells_its_size_by_a_code) {
