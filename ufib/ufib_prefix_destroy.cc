@@ -109,6 +109,8 @@ static void prefix_leave(ufib_table *table, ufib_pfx *pfx) {
 
 int ufib_prefix_destroy(ufib_table *table, ufib_pfx *pfx) {
     if (pfx->holders != 0 && ufib_prefix_destroy_holder_locks(table, pfx) != 0) {
+        /* A restart must not bring back the holder that has just left. */
+        if (pfx->obj.handle != 0) ufib_pss_insert_prefix(pfx);
         ufib_err_raise(UFIB_ERR_LOCKED, E_DEL_PFX_LOCKED);
         return 0;
     }

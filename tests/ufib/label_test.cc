@@ -68,6 +68,7 @@ TEST_P(label_test, labels_follow_the_next_object_and_keep_a_deleted_route_at_dro
     EXPECT_EQ(dropped, pfx);
     dropped = nullptr;
     pfx->holders &= static_cast<uint8_t>(~UFIB_HOLDER_FEC);
+    ASSERT_TRUE(load(f, {add(f, f.prefix)})); /* and its record says so */
 }
 
 TEST_P(label_test, a_next_hop_over_a_tunnel_resolves_to_the_way_out_or_to_nothing) {
