@@ -4,6 +4,7 @@
 #include "platform/platform_library.h"
 #include "tests/support/lcfwd_rig.h"
 #include "tests/support/model_check_private.h"
+#include "ufib/ufib_vobj.h"
 
 #include <bit>
 #include <cstring>
@@ -245,6 +246,7 @@ std::vector<std::string> model_check(const lcfwd_rig &rig, const model_check_opt
         interfaces_check(&walk, vdc);
         globals_check(&walk, vdc);
         groups_check(&walk, vdc);
+        if (ufib_vobj_get_first(vdc) != nullptr) walk.no_vobjs = false;
         walk.vdcs.push_back(id);
     }
     for (const ufib_adj *adj : walk.adjacencies) references_check(&walk, adj, model_name(adj));
