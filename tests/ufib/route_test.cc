@@ -1,73 +1,17 @@
 /* What routes do to the model and the platform: calls in their order, the next object by the route's flags, refusals,
- * results that come late, holders, and the end of tables, interfaces and VDCs. */
+ * holders, and the end of tables, interfaces and VDCs. */
 #include "host/containers/slab.h"
 #include "platform/ufib_pi.h"
 #include "platform/ufib_platform.h"
-#include "tests/ufib/late_platform.h"
-#include "tests/ufib/ufib_rig.h"
-#include "ufib/ufib_adj.h"
+#include "tests/ufib/route_rig.h"
 #include "ufib/ufib_idb.h"
 #include "ufib/ufib_journal.h"
-#include "ufib/ufib_prefix.h"
 #include "ufib/ufib_route.h"
 
-#include <cstring>
 #include <map>
 #include <set>
 
 constexpr uint32_t TUNNEL1 = 0x22000001;
-
-struct route_base : ufib_family_test {
-    using ufib_family_test::ufib_family_test;
-
-    static void replace(std::string *text, const std::string &from, const std::string &to) {
-        for (size_t at = text->find(from); at != std::string::npos; at = text->find(from, at + to.size()))
-            text->replace(at, from.size(), to);
-    }
-    /* The platform's calls but brackets, in words that both families share. */
-    lines calls() const {
-        const std::pair<std::string, std::string> words[] = {
-            {"_" + std::string(f.name) + "_", "_"},
-            {f.prefix, "P1"},
-            {f.prefix2, "P2"},
-            {f.prefix3, "P3"},
-            {f.hop, "H1"},
-            {f.hop2, "H2"},
-            {"vdc 1 table " + std::to_string(f.table) + " ", "T "},
-            {" ha 0", ""},
-            {" if 0x1a01000", " if "}};
-        lines out = fake_take({"insert_", "delete_"});
-        for (std::string &line : out)
-            for (const auto &[from, to] : words) replace(&line, from, to);
-        return out;
-    }
-    /* Loads one route and gives the calls that it made; "failed" comes first when the batch failed. */
-    lines run(const wire_route &route) {
-        fake_take();
-        const bool good = load(f, {route});
-        lines out = calls();
-        if (!good) out.insert(out.begin(), "failed");
-        return out;
-    }
-    const ufib_family &af() const { return ufib_families[f.index]; }
-    ufib_vdc *vdc() const { return ufib_vdc_get(1); }
-    ufib_table *table() const { return ufib_table_search(vdc(), f.table); }
-    ufib_pfx *prefix(const char *text) const {
-        const std::string word = text;
-        const size_t slash = word.find('/');
-        const bytes address = address_bytes(word.substr(0, slash));
-        return table() == nullptr
-                   ? nullptr
-                   : ufib_prefix_search(table(), address.data(),
-                                        static_cast<uint32_t>(std::stoul(word.substr(slash + 1))), false);
-    }
-    ufib_adj *adj(const char *hop, uint32_t if_index = ETH1) const {
-        ufib_adj_key key = {if_index, {}};
-        const bytes address = address_bytes(hop);
-        std::memcpy(key.address, address.data(), address.size());
-        return ufib_adj_search(vdc(), af(), key);
-    }
-};
 
 struct route : route_base {};
 INSTANTIATE_TEST_SUITE_P(both, route, both_families, family_name);
@@ -94,6 +38,9 @@ TEST_P(route, makes_before_it_breaks) {
 }
 
 TEST_P(route, in_a_batch_with_an_absent_one_is_worked) {
+    EXPECT_EQ(run(remove(f, f.prefix)), lines{"failed"}) << "not even its table is there";
+    EXPECT_EQ(ufib_errno, 0x420020u);
+    EXPECT_EQ(table(), nullptr) << "a delete makes none";
     EXPECT_FALSE(load(f, {add(f, f.prefix), remove(f, f.prefix3), add(f, f.prefix2)}));
     EXPECT_EQ(fake_entries("prefix").size(), 2u);
     EXPECT_EQ(vdc()->prefix_count, 2u);
@@ -270,89 +217,6 @@ TEST_P(refusal, of_an_adjacency_rewrite_keeps_the_handle) {
     EXPECT_EQ(run(remove(f, f.prefix)).back(), "delete_adj H1 if 1 " + std::to_string(handle));
 }
 
-/* ---- results that come after the fact ---- */
-
-struct late_result : route_base {
-    late_result() {
-        late = {};
-        rig.options.library = late_platform_library();
-    }
-    std::string name(unsigned i) const {
-        char text[40];
-        std::snprintf(text, sizeof text, f.index == 0 ? "10.5.%u.0/24" : "2001:db8:5:%x::/64", i + 1);
-        return text;
-    }
-    std::vector<wire_route> many(unsigned count) const {
-        std::vector<wire_route> out;
-        for (unsigned i = 0; i < count; i++) out.push_back(add(f, name(i)));
-        return out;
-    }
-    /* Counts of the answer to a version 0 batch: refused, accepted. */
-    std::string counts(const std::vector<wire_route> &routes) {
-        return send(f, 0, batch(f, 0, routes)).substr(16, 8);
-    }
-};
-INSTANTIATE_TEST_SUITE_P(both, late_result, both_families, family_name);
-
-TEST_P(late_result, thirty_fit_and_the_next_is_written_at_once) {
-    EXPECT_EQ(counts(many(30)), "8000001e");
-    EXPECT_EQ(late.at_once, 0u);
-    EXPECT_EQ(counts(many(31)), "8000001f");
-    EXPECT_EQ(late.at_once, 1u);
-    EXPECT_EQ(rig.traces(1, "Cookie Trace: Add failed for idx 30").size(), 1u);
-    EXPECT_EQ(vdc()->prefix_count, 31u);
-}
-
-TEST_P(late_result, failures_are_undone_and_counted) {
-    late.fail = {name(0), name(7), name(29)};
-    EXPECT_EQ(counts(many(31)), "8003001c");
-    EXPECT_EQ(errors(E_PFX_HW_INSTALL), 3u);
-    EXPECT_EQ(vdc()->prefix_count, 28u);
-    EXPECT_EQ(rig.records("prefix_vdc_1").size(), 28u);
-    EXPECT_EQ(rig.traces(1, "Cookie Trace: 1: Failed cookies = 3").size(), 1u);
-    EXPECT_FALSE(load(f, many(1))) << "version 1 tells by its one bit";
-    late.fail.clear();
-    EXPECT_EQ(counts(many(31)), "8000001f");
-}
-
-TEST_P(late_result, come_at_any_bracket) {
-    late.every = 4;
-    late.fail = {name(1), name(2), name(9)};
-    EXPECT_EQ(counts(many(40)), "80030025");
-    EXPECT_EQ(late.at_once, 0u);
-    EXPECT_EQ(vdc()->prefix_count, 37u);
-}
-
-TEST_P(late_result, of_a_prefix_named_twice_or_gone) {
-    late.fail = {f.prefix, f.prefix2};
-    EXPECT_EQ(counts({add(f, f.prefix), add(f, f.prefix, f.hop2), add(f, f.prefix3)}), "80010002")
-        << "one prefix failed once";
-    EXPECT_EQ(counts({add(f, f.prefix2), remove(f, f.prefix2)}), "80000002") << "it is gone: nothing to undo";
-    EXPECT_EQ(fake_entries("prefix").size(), 1u);
-    EXPECT_EQ(fake_entries("adj").size(), 9u);
-}
-
-TEST_P(late_result, of_a_direct_route_takes_both_records_away) {
-    ASSERT_EQ(counts({add(f, f.prefix, "", ETH1, 1)}), "80000001");
-    EXPECT_EQ(rig.records("dcsrif_vdc_1").size(), 1u);
-    late.fail = {f.prefix};
-    EXPECT_EQ(counts({add(f, f.prefix, "", ETH1, 1)}), "80010000");
-    EXPECT_EQ(rig.records("dcsrif_vdc_1").size(), 0u);
-    EXPECT_EQ(rig.records("prefix_vdc_1").size(), 0u);
-    rig.advance_seconds(6);
-    EXPECT_EQ(table(), nullptr) << "its table was empty and went";
-}
-
-/* Cookies that nobody answered are forgotten with their batch. */
-TEST_P(late_result, that_never_comes_is_no_failure) {
-    late.silent = true;
-    EXPECT_EQ(counts(many(31)), "8000001f");
-    late.silent = false;
-    late.fail = {name(3)};
-    EXPECT_EQ(counts({add(f, f.prefix)}), "80000001");
-    EXPECT_EQ(vdc()->prefix_count, 32u);
-}
-
 /* ---- other holders ---- */
 
 struct holders : route_base {
@@ -443,6 +307,7 @@ TEST_P(ends, a_table_or_interface_that_is_used_again_survives) {
     const ufib_idb *interface = ufib_idb_search(vdc(), ETH1);
     rig.advance_seconds(6);
     EXPECT_EQ(table(), before);
+    EXPECT_EQ(table()->flags, 0u) << "nor was it asked to go";
     EXPECT_EQ(ufib_idb_search(vdc(), ETH1), interface);
     ASSERT_TRUE(load(f, {remove(f, f.prefix3)}));
     rig.advance_seconds(6);
