@@ -52,6 +52,14 @@ status=0
 verified=$("$ctl" verify "${lists[@]}" "${shape[@]}" --root "$root" --json) || status=1
 [ -n "$verified" ] || fail "the look-ups were not made"
 
+# The same routes by recursive next hops: every prefix moves to a shared object, one path change moves many prefixes.
+recursed=$("$ctl" load "${lists[@]}" "${shape[@]}" --recursive --root "$root" --json) ||
+    fail "the recursive table was not loaded: $recursed"
+changed=$("$ctl" repoint 0 1 --root "$root" --json) || fail "the path was not changed"
+"$ctl" repoint 0 0 --root "$root" --quiet >/dev/null || fail "the path was not changed back"
+verified_again=$("$ctl" verify "${lists[@]}" "${shape[@]}" --recursive --root "$root" --json) || status=1
+[ -n "$verified_again" ] || fail "the look-ups of recursive routes were not made"
+
 routes=$(json_number routes "$loaded")
 refused=$(json_number routes_refused "$loaded")
 rate=$(json_number routes_per_s "$loaded")
@@ -59,7 +67,9 @@ lookups=$(json_number lookups "$verified")
 wrong=$(json_number wrong "$verified")
 v4=$("$ctl" engine --root "$root" | awk '/ v4_prefixes /{print $3}')
 v6=$("$ctl" engine --root "$root" | awk '/ v6_prefixes /{print $3}')
-[ "$refused" = 0 ] && [ "$wrong" = 0 ] || status=1
+wrong_again=$(json_number wrong "$verified_again")
+refused_again=$(json_number routes_refused "$recursed")
+[ "$refused" = 0 ] && [ "$wrong" = 0 ] && [ "$refused_again" = 0 ] && [ "$wrong_again" = 0 ] || status=1
 [ $((v4 + v6)) -eq "$routes" ] || { echo "make run: the engine holds $((v4 + v6)) routes of $routes" >&2; status=1; }
 
 echo
@@ -69,6 +79,9 @@ figure "routes/s" "$(grouped "$rate") from first send to last answer, $(grouped 
 figure "resident memory" "$((after / 1024)) MiB, $(((after - before) * 1024 / routes)) bytes a route (model, store and engine)"
 figure "look-ups" "$(grouped "$lookups"): first, middle and last address of every prefix"
 figure "wrong look-ups" "$(grouped "$wrong")"
+figure "recursive" "the same routes again by recursive next hops: $(grouped "$(json_number routes_per_s "$recursed")") routes/s, $(grouped "$refused_again") refused,"
+figure "" "$(grouped "$wrong_again") wrong look-ups"
+figure "path change" "$(json_number microseconds "$changed") us from send to answer, for all prefixes behind one of them"
 figure "log" "$root/var/sysmgr/tmp_logs/lcfwd_log.txt"
 figure "store" "$root/dev/shm/lcfwd_*"
 

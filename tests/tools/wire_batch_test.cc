@@ -107,6 +107,30 @@ TEST_P(batch_bytes, are_as_written_by_hand) {
     EXPECT_EQ(ctl_batch_xid(row.form.format, bytes), 0x0a0b0c0du);
 }
 
+/* A recursive next hop is a host route with flag 0x20; routes name its address, with hop flag 1 and no interface. */
+TEST(recursive_routes, come_after_the_host_routes_that_they_go_by) {
+    ctl_batch_form form{1, true, 4, 1, 1, 1};
+    form.shape.next_hops = 2;
+    form.shape.recursive = true;
+    const std::vector<ctl_route> routes = {route_of("10.1.2.0/24 1")};
+    const std::vector<ctl_route> hops = ctl_recursive_routes(form.shape, routes);
+    ASSERT_EQ(hops.size(), 2u) << "one family, two next hops";
+    const auto hop_bytes = ctl_batch_make(form, {&hops[1], 1}, 1, 0);
+    EXPECT_EQ(
+        ctl_hex(hop_bytes.data(), hop_bytes.size()),
+        without_blanks("0000005b 0000004a 0001 00 00000001 01 01"
+                       " 01 20 00 01 20 0a800002 000000000000000000000000 004a 00000001 0001 002f 0001 0027"
+                       " 1a000002 0a000002 000000000000000000000000 00000001 20 00 00 00 0000000000 0027 0000"
+                       " 0004"));
+    const auto route_bytes = ctl_batch_make(form, routes, 1, 0);
+    EXPECT_EQ(
+        ctl_hex(route_bytes.data(), route_bytes.size()),
+        without_blanks("0000005b 0000004a 0001 00 00000001 01 01"
+                       " 01 00 00 01 18 0a010200 000000000000000000000000 004a 00000001 0001 002f 0001 0027"
+                       " 00000000 0a800002 000000000000000000000000 00000001 20 01 00 00 0000000000 0027 0000"
+                       " 0004"));
+}
+
 TEST_P(batch_bytes, the_largest_batch_fits_one_message_and_one_more_route_does_not) {
     const batch_case &row = GetParam();
     const uint32_t most = ctl_batch_routes_max(row.form);

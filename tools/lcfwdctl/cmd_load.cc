@@ -60,7 +60,12 @@ static int stream(const load_options &options, const std::vector<const char *> &
     plan.window = options.window;
     plan.bracket = add;
     plan.epoch = form.epoch;
+    /* What routes resolve through comes before them, and goes after them. */
+    std::vector<ctl_route> hops;
+    if (form.shape.recursive) hops = ctl_recursive_routes(form.shape, routes);
+    if (add) ctl_stream_fill(&plan, form, hops, options.batch, options.routes.tables);
     ctl_stream_fill(&plan, form, routes, options.batch, options.routes.tables);
+    if (!add) ctl_stream_fill(&plan, form, hops, options.batch, options.routes.tables);
     routes = {};
     const std::vector<ctl_stream_result> results = ctl_stream_run_all(plan, add ? "loading" : "deleting");
     print_figures(plan, results, add ? "loaded" : "deleted");
@@ -82,6 +87,10 @@ static int run(int argc, char **argv, bool add) {
     std::vector<const char *> files;
     if (const int status = ctl_options_parse(rows, argc, argv, &files); status != CTL_GOOD) return status;
     if (const int status = ctl_route_options_finish(&options.routes); status != CTL_GOOD) return status;
+    if (options.routes.shape.recursive && options.format == 0) {
+        ctl_error("--recursive needs --format 1: format 0 has no recursive next hops");
+        return CTL_USAGE;
+    }
     if (files.empty()) {
         ctl_error("usage: lcfwdctl %s FILE... ('-' is the standard input)", argv[0]);
         return CTL_USAGE;
@@ -104,6 +113,8 @@ const ctl_command ctl_command_load = {
     "(default "
     "1; format 0\n"
     "                   has room for 47, routes with more are refused)\n"
+    "  --recursive      routes go by recursive next hops, each a host route by way of one of the next hops\n"
+    "                   (see lcfwdctl repoint)\n"
     "  --aggregates N   also a default route and N covering prefixes of mixed lengths for each family, with "
     "next hops\n"
     "                   of their own (default 0)\n"
@@ -121,7 +132,7 @@ const ctl_command ctl_command_load = {
 
 const ctl_command ctl_command_delete = {
     "delete", "FILE... [OPTIONS]", "delete what load has loaded",
-    "Deletes every route of the lists. Give --aggregates and --table as "
+    "Deletes every route of the lists. Give --aggregates, --recursive and --table as "
     "for load. A route that is not there counts as\n"
     "refused, and the rest of its batch is deleted all the same.\n\n"
     "  --next-hops N, --paths N, --aggregates N, --table ID, --batch N, --format "

@@ -66,7 +66,7 @@ const ctl_command ctl_command_verify = {
     "engine, and\n"
     "compares prefix length, interface, next hop and MAC with what the list alone says. Give --next-hops, "
     "--paths, "
-    "--aggregates\n"
+    "--recursive, --aggregates\n"
     "and --table as for load. Prints the number of look-ups and of wrong ones; exit code 1 when one is "
     "wrong.\n\n"
     "  --unresolved     the next hops are not resolved: every look-up must glean\n"

@@ -9,6 +9,7 @@ extern const ctl_command ctl_command_load;
 extern const ctl_command ctl_command_delete;
 extern const ctl_command ctl_command_resolve;
 extern const ctl_command ctl_command_unresolve;
+extern const ctl_command ctl_command_repoint;
 extern const ctl_command ctl_command_stale;
 extern const ctl_command ctl_command_lookup;
 extern const ctl_command ctl_command_verify;

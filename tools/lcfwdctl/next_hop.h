@@ -14,3 +14,7 @@ struct ctl_next_hop {
 constexpr uint32_t CTL_NEXT_HOPS_MAX = 60000;
 
 [[nodiscard]] ctl_next_hop ctl_next_hop_make(uint8_t family, uint32_t number);
+
+/* The address of recursive next hop n: 10.128.0.0/16 or fd00::/64 with host part n + 1. It is a host route of its own,
+ * by way of a neighbour. Network order; IPv4 in the first four bytes, the rest zero. */
+void ctl_recursive_hop(uint8_t family, uint32_t number, uint8_t address[16]);

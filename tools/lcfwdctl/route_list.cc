@@ -1,5 +1,7 @@
 #include "tools/lcfwdctl/route_list.h"
 
+#include "tools/lcfwdctl/next_hop.h"
+
 #include "tools/lcfwdctl/ctl.h"
 #include "tools/lcfwdctl/line_reader.h"
 #include "tools/lcfwdctl/options.h"
@@ -12,6 +14,7 @@
 static constexpr uint32_t AGGREGATE_HOPS = 16;
 
 uint32_t ctl_path_count(const ctl_route_shape &shape, const ctl_route &route) {
+    if (route.recursive_hop) return 1;
     return route.hop < shape.next_hops ? shape.paths : 1;
 }
 
@@ -172,4 +175,23 @@ std::string ctl_address_text(uint8_t family, const uint8_t *address) {
 
 std::string ctl_prefix_text(const ctl_route &route) {
     return ctl_address_text(route.family, route.address) + "/" + std::to_string(route.bits);
+}
+
+std::vector<ctl_route> ctl_recursive_routes(const ctl_route_shape &shape,
+                                            const std::vector<ctl_route> &routes) {
+    std::vector<ctl_route> out;
+    for (const uint8_t family : {uint8_t{4}, uint8_t{6}}) {
+        const auto of_family = [family](const ctl_route &route) { return route.family == family; };
+        if (std::none_of(routes.begin(), routes.end(), of_family)) continue;
+        for (uint32_t hop = 0; hop < ctl_hop_count(shape); hop++) {
+            ctl_route route{};
+            ctl_recursive_hop(family, hop, route.address);
+            route.bits = family == 4 ? 32 : 128;
+            route.family = family;
+            route.recursive_hop = true;
+            route.hop = hop;
+            out.push_back(route);
+        }
+    }
+    return out;
 }

@@ -13,8 +13,9 @@
 struct ctl_route {
     uint8_t address[16]; /* IPv4 in the first four bytes */
     uint8_t bits;
-    uint8_t family; /* 4 or 6 */
-    uint32_t hop;   /* number of its next hop, see next_hop.h */
+    uint8_t family;             /* 4 or 6 */
+    bool recursive_hop = false; /* this is the host route of a recursive next hop */
+    uint32_t hop;               /* number of its next hop, see next_hop.h */
 };
 
 struct ctl_route_shape {
@@ -22,11 +23,17 @@ struct ctl_route_shape {
     uint32_t aggregates =
         0;              /* a default route and this many covering prefixes for each family that is there */
     uint32_t paths = 1; /* of each route of the list: its next hop and those that follow it, round the end */
+    bool recursive = false; /* routes go by recursive next hops, and those by the next hops */
 };
 
 /* The next hops of a route: 'paths' of them, the covering routes one. The path of an index below that. */
 [[nodiscard]] uint32_t ctl_path_count(const ctl_route_shape &shape, const ctl_route &route);
 [[nodiscard]] uint32_t ctl_path_hop(const ctl_route_shape &shape, const ctl_route &route, uint32_t path);
+
+/* The host routes of all recursive next hops of a shape, for the families that the list has: each by way of the next
+ * hop of its number. */
+[[nodiscard]] std::vector<ctl_route> ctl_recursive_routes(const ctl_route_shape &shape,
+                                                          const std::vector<ctl_route> &routes);
 
 /* How many next hops a shape uses: those of the list, and the aggregates' own. */
 [[nodiscard]] uint32_t ctl_hop_count(const ctl_route_shape &shape);

@@ -10,6 +10,7 @@ void ctl_route_options_add(ctl_route_options *options, std::vector<ctl_option> *
     rows->push_back(ctl_number("--next-hops", &options->shape.next_hops, 1, HOPS_OF_LIST_MAX));
     rows->push_back(ctl_number("--aggregates", &options->shape.aggregates, 0, AGGREGATES_MAX));
     rows->push_back(ctl_number("--paths", &options->shape.paths, 1, CTL_PATHS_MAX));
+    rows->push_back(ctl_flag("--recursive", &options->shape.recursive));
     rows->push_back(ctl_number("--table", &options->table, 0, UINT32_MAX, &options->table_given));
 }
 

@@ -45,7 +45,9 @@ static bool leads_to_path(const ctl_verify_plan &plan, const ctl_route &route, c
                           const softfwd_adj_info &adjacency) {
     const uint32_t paths = ctl_path_count(plan.shape, route);
     const bool host = route.bits == (route.family == 4 ? 32 : 128);
-    if (hop.members != (paths == 1 ? 0 : paths) && !(host && hop.members == 0)) return false;
+    /* A recursive route has a group even for one path. */
+    const uint32_t members = paths == 1 && !plan.shape.recursive ? 0 : paths;
+    if (hop.members != members && !(host && hop.members <= 1)) return false;
     for (uint32_t path = 0; path < paths; path++) {
         const ctl_next_hop wanted = ctl_next_hop_make(route.family, ctl_path_hop(plan.shape, route, path));
         if (leads_to(hop, adjacency, wanted, plan.resolved)) return true;

@@ -31,13 +31,19 @@ uint32_t ctl_batch_routes_max(const ctl_batch_form &form) {
     return static_cast<uint32_t>(std::min<size_t>((MTS_PAYLOAD_MAX - head) / route, UINT16_MAX));
 }
 
-static void put_hop_v1(std::vector<uint8_t> *out, const ctl_batch_form &form, uint32_t number) {
+static void put_hop_v1(std::vector<uint8_t> *out, const ctl_batch_form &form, uint32_t number,
+                       bool recursive) {
     const ctl_next_hop hop = ctl_next_hop_make(form.family, number);
     ctl_append(out,
                ctl_tlv_head{wire_put(ROUTE_TLV_NEXT_HOP), wire_put(static_cast<uint16_t>(HOP_V1_BYTES))});
     ctl_hop_v1 next{};
-    next.if_index = wire_put(hop.if_index);
-    memcpy(next.nh_address, hop.address, sizeof next.nh_address);
+    if (recursive) {
+        next.flags = NH_RNH;
+        ctl_recursive_hop(form.family, number, next.nh_address);
+    } else {
+        next.if_index = wire_put(hop.if_index);
+        memcpy(next.nh_address, hop.address, sizeof next.nh_address);
+    }
     next.table_id = wire_put(form.table_id);
     next.nh_len = form.family == 4 ? 32 : 128;
     next.nexthop_len = wire_put(static_cast<uint16_t>(HOP_V1_BYTES));
@@ -51,6 +57,7 @@ static void put_route_v1(std::vector<uint8_t> *out, const ctl_batch_form &form, 
     const size_t bytes = route_bytes(form, paths);
     ctl_route_v1 record{};
     record.opcode = route_opcode(form);
+    record.flags = static_cast<uint8_t>(route.recursive_hop ? ROUTE_RNH : 0);
     record.nh_count = static_cast<uint8_t>(paths);
     record.prefix_len = route.bits;
     memcpy(record.prefix, route.address, sizeof record.prefix);
@@ -60,7 +67,8 @@ static void put_route_v1(std::vector<uint8_t> *out, const ctl_batch_form &form, 
     ctl_append(out, ctl_tlv_array{wire_put(static_cast<uint16_t>(paths)),
                                   wire_put(static_cast<uint16_t>(bytes - sizeof(ctl_route_v1)))});
     for (uint32_t path = 0; path < paths; path++)
-        put_hop_v1(out, form, ctl_path_hop(form.shape, route, path));
+        put_hop_v1(out, form, ctl_path_hop(form.shape, route, path),
+                   form.shape.recursive && !route.recursive_hop);
 }
 
 template <typename record, typename hop_record>
