@@ -24,7 +24,7 @@ protected:
 
     /* Starts lcfwd for a slot on 'root' and waits until it answers. */
     void start(const std::string &root, int slot = 1, const std::vector<std::string> &more = {});
-    void stop(int slot = 1); /* SIGTERM; the exit code must be 0 */
+    void stop(int slot = 1);  /* SIGTERM; the exit code must be 0 */
     void crash(int slot = 1); /* SIGKILL */
     [[nodiscard]] bool is_running(int slot = 1);
 
