@@ -2,6 +2,7 @@
 
 #include "core/lcfwd_process.h"
 #include "core/lcfwd_pump.h"
+#include "diag/show_table.h"
 #include "host/bus/bus.h"
 #include "host/bus/bus_local.h"
 #include "host/bus/fu_mts.h"
@@ -60,6 +61,7 @@ void lcfwd_rig::prepare() {
     host_manual_clock_set(&clock);
     lcfwd_exit_function_set(exit_note);
     lcfwd_domain_bind(LCFWD_DOMAIN_UFIB, options.ufib);
+    if (options.ufib != nullptr) diag_init();
     lcfwd_domain_bind(LCFWD_DOMAIN_MFIB, options.mfib);
     lcfwd_domain_bind(LCFWD_DOMAIN_LFIB, options.lfib);
     platform_library_use(options.library);

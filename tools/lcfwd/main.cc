@@ -3,6 +3,7 @@
 #include "core/lcfwd_domain.h"
 #include "core/lcfwd_export.h"
 #include "core/lcfwd_main.h"
+#include "diag/show_table.h"
 #include "host/engine/engine.h"
 #include "platform/platform_library.h"
 #include "softfwd/softfwd.h"
@@ -116,6 +117,7 @@ int main(int argc, char **argv) {
     }
     if (platform_choose(args) != 0) return LCFWD_EXIT_SERVICE;
     lcfwd_domain_bind(LCFWD_DOMAIN_UFIB, ufib_domain());
+    diag_init();
     signals_install();
     return lcfwd_main(&args.options);
 }

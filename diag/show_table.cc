@@ -1,0 +1,122 @@
+#include "diag/show_table.h"
+
+#include "core/lcfwd_cmi.h"
+#include "diag/command_numbers.h"
+
+#include <algorithm>
+#include <iterator>
+
+/* By number, for the binary search. A row without a function waits for its subsystem: its command is answered as an
+ * unknown one is. */
+static constexpr lcfwd_cmi_row show_rows[] = {
+    {CMD_SHOW_V4_ROUTES, "ufib_show_v4_routes_be", nullptr},
+    {CMD_SHOW_V6_ROUTES, "ufib_show_v6_routes_be", nullptr},
+    {CMD_SHOW_V4_ADJACENCY, "ufib_show_adjacency_v4_be", nullptr},
+    {CMD_SHOW_V6_ADJACENCY, "ufib_show_adjacency_v6_be", nullptr},
+    {CMD_SHOW_ECMP, "ufib_show_ecmp_be", nullptr},
+    {CMD_SHOW_VOBJ, "ufib_show_vobj_be", nullptr},
+    {CMD_SHOW_V4_PSS_ROUTES, "ufib_show_v4_pss_routes_be", nullptr},
+    {CMD_SHOW_V6_PSS_ROUTES, "ufib_show_v6_pss_routes_be", nullptr},
+    {CMD_SHOW_V4_SECURITY_MAC, "ufib_show_v4_security_mac_be", nullptr},
+    {CMD_SHOW_V4_SECURITY_SGT, "ufib_show_v4_security_sgt_be", nullptr},
+    {CMD_SHOW_FORWARDING_VLAN, "ufib_show_forwarding_vlan_be", nullptr},
+    {CMD_SHOW_OTV_OVERLAY, "ufib_show_otv_overlay", nullptr},
+    {CMD_SHOW_INTERNAL_COUNTS, "ufib_show_internal_counts", nullptr},
+    {CMD_SHOW_MSG_CNTS, "ufib_show_msg_cnts_be", nullptr},
+    {CMD_SHOW_RESTART, "ufib_show_restart_be", nullptr},
+    {CMD_SHOW_TRACE, "ufib_show_trace_be", nullptr},
+    {CMD_SHOW_TRACE_PROFILE, "ufib_show_trace_profile_be", nullptr},
+    {CMD_SHOW_FUNCSTATS, "ufib_show_trace_pr_fstats_be", nullptr},
+    {CMD_SHOW_MCAST_V4_ROUTES, "mfib_show_route_v4_be", nullptr},
+    {CMD_SHOW_MCAST_V6_ROUTES, "mfib_show_v6_route_be", nullptr},
+    {CMD_SHOW_MCAST_OTV_V4_ROUTES, "mfib_show_otv_route_v4_be", nullptr},
+    {CMD_SHOW_MCAST_OTV_V6_ROUTES, "mfib_show_otv_route_v6_be", nullptr},
+    {CMD_SHOW_MCAST_OIFLIST, "mfib_show_oiflist", nullptr},
+    {CMD_SHOW_MCAST_INTERNAL_COUNTS, "mfib_show_internal_counts", nullptr},
+    {CMD_CLEAR_INTERNAL_COUNTS, "ufib_clear_internal_counts", nullptr},
+    {CMD_CLEAR_CUMULATIVE_COUNTERS, "ufib_clear_cumulative_counters", nullptr},
+    {CMD_CLEAR_MSG_CNTS, "ufib_clear_msg_cnts_be", nullptr},
+    {CMD_CLEAR_MCAST_INTERNAL_COUNTS, "mfib_clear_internal_counts", nullptr},
+    {CMD_BYPASS_HARDWARE, "ufib_forwarding_bypass_hardware", nullptr},
+    {CMD_DISABLE_TRACING, "ufib_disable_tracing", nullptr},
+    {CMD_ENABLE_RC_DEBUGS, "ufib_enable_rc_debugs", nullptr},
+    {CMD_UPDATE_FUNCSTATS, "ufib_update_funcstats", nullptr},
+    {CMD_DISABLE_FUNCSTATS_TRACE, "ufib_disable_funcstats_tr", nullptr},
+    {CMD_DISABLE_PSS, "ufib_disable_pss", nullptr},
+    {CMD_HISTORY_CONF(CMD_HISTORY_V6_PFX), "ufib_show_v6_pfx_conf", nullptr},
+    {CMD_HISTORY_SHOW(CMD_HISTORY_V6_PFX), "ufib_show_v6_pfx_hist", nullptr},
+    {CMD_HISTORY_CONF(CMD_HISTORY_LABEL), "lfib_show_label_conf", nullptr},
+    {CMD_HISTORY_SHOW(CMD_HISTORY_LABEL), "lfib_show_label_hist", nullptr},
+    {CMD_HISTORY_CONF(CMD_HISTORY_V6_ADJ), "ufib_show_v6_adj_conf", nullptr},
+    {CMD_HISTORY_SHOW(CMD_HISTORY_V6_ADJ), "ufib_show_v6_adj_hist", nullptr},
+    {CMD_HISTORY_CONF(CMD_HISTORY_ECMP), "ufib_show_ecmp_conf", nullptr},
+    {CMD_HISTORY_SHOW(CMD_HISTORY_ECMP), "ufib_show_ecmp_hist", nullptr},
+    {CMD_HISTORY_CONF(CMD_HISTORY_MPLS_ECMP), "lfib_show_mpls_ecmp_conf", nullptr},
+    {CMD_HISTORY_SHOW(CMD_HISTORY_MPLS_ECMP), "lfib_show_mpls_ecmp_hist", nullptr},
+    {CMD_HISTORY_CONF(CMD_HISTORY_OTV_ADJ), "ufib_show_otv_adj_conf", nullptr},
+    {CMD_HISTORY_SHOW(CMD_HISTORY_OTV_ADJ), "ufib_show_otv_adj_hist", nullptr},
+    {CMD_HISTORY_CONF(CMD_HISTORY_OTV_VLAN), "ufib_show_otv_vlan_conf", nullptr},
+    {CMD_HISTORY_SHOW(CMD_HISTORY_OTV_VLAN), "ufib_show_otv_vlan_hist", nullptr},
+    {CMD_HISTORY_CONF(CMD_HISTORY_MCAST_V4_ROUTE), "mfib_show_v4_route_conf", nullptr},
+    {CMD_HISTORY_SHOW(CMD_HISTORY_MCAST_V4_ROUTE), "mfib_show_v4_route_hist", nullptr},
+    {CMD_HISTORY_CONF(CMD_HISTORY_MCAST_V6_ROUTE), "mfib_show_v6_route_conf", nullptr},
+    {CMD_HISTORY_SHOW(CMD_HISTORY_MCAST_V6_ROUTE), "mfib_show_v6_route_hist", nullptr},
+    {CMD_HISTORY_CONF(CMD_HISTORY_MCAST_OTV_V4_ROUTE), "mfib_show_otv_v4_route_conf", nullptr},
+    {CMD_HISTORY_SHOW(CMD_HISTORY_MCAST_OTV_V4_ROUTE), "mfib_show_otv_v4_route_hist", nullptr},
+    {CMD_HISTORY_CONF(CMD_HISTORY_MCAST_OTV_V6_ROUTE), "mfib_show_otv_v6_route_conf", nullptr},
+    {CMD_HISTORY_SHOW(CMD_HISTORY_MCAST_OTV_V6_ROUTE), "mfib_show_otv_v6_route_hist", nullptr},
+    {CMD_HISTORY_CONF(CMD_HISTORY_MCAST_OIFLIST), "mfib_show_oiflist_conf", nullptr},
+    {CMD_HISTORY_SHOW(CMD_HISTORY_MCAST_OIFLIST), "mfib_show_oiflist_hist", nullptr},
+    {CMD_HISTORY_CONF(CMD_HISTORY_MCAST_OIF), "mfib_show_oif_conf", nullptr},
+    {CMD_HISTORY_SHOW(CMD_HISTORY_MCAST_OIF), "mfib_show_oif_hist", nullptr},
+    {CMD_HISTORY_CONF(CMD_HISTORY_MCAST_OTV_OIFLIST), "mfib_show_otv_oiflist_conf", nullptr},
+    {CMD_HISTORY_SHOW(CMD_HISTORY_MCAST_OTV_OIFLIST), "mfib_show_otv_oiflist_hist", nullptr},
+    {CMD_HISTORY_CONF(CMD_HISTORY_MCAST_OTV_OIF), "mfib_show_otv_oif_conf", nullptr},
+    {CMD_HISTORY_SHOW(CMD_HISTORY_MCAST_OTV_OIF), "mfib_show_otv_oif_hist", nullptr},
+    {CMD_CLEAR_MCAST_V4_ROUTES, "mfib_clear_route_v4_be", nullptr},
+    {CMD_CLEAR_MCAST_V6_ROUTES, "mfib_clear_v6_route_be", nullptr},
+    {CMD_HISTORY_CONF(CMD_HISTORY_V4_RNH), "ufib_show_v4_rnh_conf", nullptr},
+    {CMD_HISTORY_SHOW(CMD_HISTORY_V4_RNH), "ufib_show_v4_rnh_hist", nullptr},
+    {CMD_HISTORY_CONF(CMD_HISTORY_V6_RNH), "ufib_show_v6_rnh_conf", nullptr},
+    {CMD_HISTORY_SHOW(CMD_HISTORY_V6_RNH), "ufib_show_v6_rnh_hist", nullptr},
+    {CMD_HISTORY_CONF(CMD_HISTORY_VOBJ), "ufib_show_vobj_conf", nullptr},
+    {CMD_HISTORY_SHOW(CMD_HISTORY_VOBJ), "ufib_show_vobj_hist", nullptr},
+    {CMD_HISTORY_CONF(CMD_HISTORY_MPLS_ADJ), "lfib_show_adj_conf", nullptr},
+    {CMD_HISTORY_SHOW(CMD_HISTORY_MPLS_ADJ), "lfib_show_adj_hist", nullptr},
+    {CMD_HISTORY_CONF(CMD_HISTORY_TE), "lfib_show_te_conf", nullptr},
+    {CMD_HISTORY_SHOW(CMD_HISTORY_TE), "lfib_show_te_hist", nullptr},
+    {CMD_HISTORY_CONF(CMD_HISTORY_V4_PFX), "ufib_show_v4_pfx_conf", nullptr},
+    {CMD_HISTORY_SHOW(CMD_HISTORY_V4_PFX), "ufib_show_v4_pfx_hist", nullptr},
+    {CMD_HISTORY_CONF(CMD_HISTORY_V4_ADJ), "ufib_show_v4_adj_conf", nullptr},
+    {CMD_HISTORY_SHOW(CMD_HISTORY_V4_ADJ), "ufib_show_v4_adj_hist", nullptr},
+    {CMD_SHOW_LABELS, "lfib_show_labels_be", nullptr},
+    {CMD_SHOW_LABEL_SPACE, "lfib_show_label_space_be", nullptr},
+    {CMD_SHOW_TE, "lfib_show_te_be", nullptr},
+    {CMD_SHOW_LABEL_INTERNAL_COUNTS, "lfib_show_internal_counts", nullptr},
+    {CMD_SHOW_HISTORY_TIME, "lcfwd_show_bt_rec_queue", nullptr},
+    {CMD_SET_HISTORY_ENABLE, "lcfwd_set_bt_enable", nullptr},
+    {CMD_SET_HISTORY_FILTER, "lcfwd_set_bt_filter", nullptr},
+    {CMD_SET_HISTORY_STICKY, "lcfwd_set_bt_sticky", nullptr},
+    {CMD_SHOW_INTERFACES, "lcfwd_show_interfaces", nullptr},
+    {CMD_SHOW_TABLES, "lcfwd_show_tables", nullptr},
+    {CMD_SHOW_PROCESS, "lcfwd_show_process", nullptr},
+    {CMD_CHECK_CONSISTENCY, "lcfwd_check_consistency", nullptr},
+};
+static_assert(std::is_sorted(std::begin(show_rows), std::end(show_rows),
+                             [](const lcfwd_cmi_row &left, const lcfwd_cmi_row &right) {
+                                 return left.command < right.command;
+                             }));
+
+struct clear_row {
+    uint32_t command;
+    lcfwd_cmi_back_end back_end;
+};
+/* The back-ends of the set table that exist. */
+static constexpr clear_row clear_rows[] = {
+    {CMD_HISTORY_V4_PFX, nullptr},
+};
+
+void diag_init() {
+    lcfwd_cmi_show_register(show_rows, std::size(show_rows));
+    for (const clear_row &row : clear_rows) lcfwd_cmi_set_register(row.command, row.back_end);
+}
