@@ -49,7 +49,7 @@ inline constexpr uint32_t CMD_VALUE_HEAD = 4;
 inline constexpr uint32_t CMD_ANSWER_MAX = 65536; /* no answer is longer, head and cookie included */
 
 /* The attribute that names the VRF of a command; its data are the name without NUL. */
-inline constexpr uint16_t CMD_ATTR_ROUTE_CONTEXT = 0xfff0;
+inline constexpr uint16_t CMD_ATTR_ROUTE_CONTEXT = 2;
 
 /* Writes a request without attributes; 'attributes' (a finished TLV array, may be null) follows it. The
  * length, or 0 when it does not fit. */
