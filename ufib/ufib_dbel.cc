@@ -30,6 +30,16 @@ ufib_dbel *ufib_dbel_search(const ravl_tree *tree, uint32_t hash) {
 ufib_dbel *ufib_dbel_get_first(const ravl_tree *tree) { return dbel_of(ravl_first(tree)); }
 ufib_dbel *ufib_dbel_get_next(const ufib_dbel *dbel) { return dbel_of(ravl_next(&dbel->by_hash)); }
 
+sll_node *ufib_dbel_resume(const ravl_tree *tree, uint32_t hash, uint32_t passed) {
+    if (const ufib_dbel *dbel = ufib_dbel_search(tree, hash); dbel != nullptr) {
+        sll_node *node = dbel->objects.head;
+        while (node != nullptr && passed-- != 0) node = node->next;
+        if (node != nullptr) return node;
+    }
+    const ufib_dbel *next = dbel_of(ravl_next_from_key(tree, &hash));
+    return next == nullptr ? nullptr : next->objects.head;
+}
+
 static ufib_dbel *dbel_alloc(ufib_dbel_kind *kind, uint32_t hash) {
     if (kind->pool == nullptr) kind->pool = slab_create(kind->slab_name, sizeof(ufib_dbel), DBEL_PER_SLAB);
     if (kind->pool == nullptr) {

@@ -28,6 +28,9 @@ void ufib_dbel_tree_init(ravl_tree *tree);
 [[nodiscard]] ufib_dbel *ufib_dbel_search(const ravl_tree *tree, uint32_t hash);
 [[nodiscard]] ufib_dbel *ufib_dbel_get_first(const ravl_tree *tree);
 [[nodiscard]] ufib_dbel *ufib_dbel_get_next(const ufib_dbel *dbel);
+/* A walk over all objects, taken up again: what follows the first 'passed' objects of a hash, whose bucket may be gone
+ * or shorter by now. Null at the end. */
+[[nodiscard]] sll_node *ufib_dbel_resume(const ravl_tree *tree, uint32_t hash, uint32_t passed);
 
 /* Puts an object's node at the head of the bucket of its hash, which is made when it is the first. 0, or -1 without
  * memory (logged, the kind's errors). '*is_new' (may be null): a bucket was made. */

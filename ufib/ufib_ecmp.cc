@@ -153,6 +153,10 @@ ufib_ecmp *ufib_ecmp_get_next(const ufib_vdc *vdc, const ufib_ecmp *group) {
     return dbel == nullptr ? nullptr : group_of(dbel->objects.head);
 }
 
+ufib_ecmp *ufib_ecmp_resume(const ufib_vdc *vdc, uint32_t hash, uint32_t passed) {
+    return group_of(ufib_dbel_resume(&vdc->ecmps, hash, passed));
+}
+
 /* ---- birth ---- */
 
 /* What a request brings beside the key. */

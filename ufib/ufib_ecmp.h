@@ -112,6 +112,8 @@ inline ufib_obj *ufib_get_create_v6_ecmp(ufib_vdc *vdc, const ufib_ecmp_key &key
 /* Walk over the groups of a VDC, both families, in no particular order; null at the end. */
 [[nodiscard]] ufib_ecmp *ufib_ecmp_get_first(const ufib_vdc *vdc);
 [[nodiscard]] ufib_ecmp *ufib_ecmp_get_next(const ufib_vdc *vdc, const ufib_ecmp *group);
+/* The walk taken up again behind the first 'passed' groups of a hash. */
+[[nodiscard]] ufib_ecmp *ufib_ecmp_resume(const ufib_vdc *vdc, uint32_t hash, uint32_t passed);
 
 /* Puts an adjacency in the place of a path, with one reference; what stood there waits as a deferred delete. */
 void ufib_ecmp_link_next_object(ufib_ecmp *group, uint32_t path, ufib_obj *adj);

@@ -250,6 +250,8 @@ void ufib_vobj_db_init(ufib_vdc *vdc);
 void ufib_vobj_remove(ufib_vobj *vobj); /* a missing bucket is logged */
 [[nodiscard]] ufib_vobj *ufib_vobj_get_first(const ufib_vdc *vdc);
 [[nodiscard]] ufib_vobj *ufib_vobj_get_next(const ufib_vobj *vobj); /* by hash, newest first within one */
+/* The walk taken up again behind the first 'passed' vobjs of a hash. */
+[[nodiscard]] ufib_vobj *ufib_vobj_resume(const ufib_vdc *vdc, uint32_t hash, uint32_t passed);
 void ufib_vobj_db_destroy(ufib_vdc *vdc);                           /* what labels have left */
 void ufib_vobj_db_forget(ufib_vdc *vdc);                            /* memory alone, at process teardown */
 void ufib_vobj_init_types(); /* registers the object types, the path counts of records, and the timer */

@@ -51,6 +51,10 @@ ufib_vobj *ufib_vobj_get_next(const ufib_vobj *vobj) {
     return dbel == nullptr ? nullptr : first_of(ufib_dbel_get_next(dbel));
 }
 
+ufib_vobj *ufib_vobj_resume(const ufib_vdc *vdc, uint32_t hash, uint32_t passed) {
+    return vobj_of(ufib_dbel_resume(&vdc->vobjs, hash, passed));
+}
+
 /* Prefixes are gone by now; what is left was held by labels. */
 void ufib_vobj_db_destroy(ufib_vdc *vdc) {
     while (ufib_vobj *vobj = ufib_vobj_get_first(vdc)) ufib_vobj_destroy(nullptr, &vobj->obj);
