@@ -1,0 +1,332 @@
+/* A process that dies at any write of the engine or of the store, over a life that touches every sort of record. After
+ * the restart model, records and engine agree; each batch that was answered is there, and of the one that was under way
+ * nothing, all, or a beginning that ends between two routes (the store commits inside a batch at the end of each walk
+ * over recursive dependents, and when its buffer is full). The rest of the life, sent again, ends as if nobody had died.
+ *
+ * The life runs in a forked copy of the process, which ends without a word; its tables and databases are shared memory.
+ * Each death tried is one crash point. CRASHPOINTS_STEP=n tries every n-th only. */
+#include "host/store/store_admin.h"
+#include "platform/lcfwd_platform.h"
+#include "softfwd/softfwd_check.h"
+#include "tests/ufib/ha_rig.h"
+#include "ufib/ufib_ecmp.h"
+#include "ufib/ufib_vobj.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+static constexpr const char *MAC = "02000a000001";
+static constexpr int DIED = 42, LIVED = 0;
+
+/* ---- the plan ---- */
+
+static uint32_t tried, failed;
+static uint64_t writes_left; /* until the process ends; 0: it lives */
+
+static void write_done() {
+    if (writes_left != 0 && --writes_left == 0) _exit(DIED);
+}
+static void store_stepped(store_step step, uint32_t) {
+    if (step != STORE_STEP_LOG_OP) write_done();
+}
+
+static ufib_platform_api engine;
+template <auto slot, typename Result, typename... Args> static Result counted(Args... args) {
+    if constexpr (std::is_void_v<Result>) {
+        (engine.*slot)(args...);
+        write_done();
+    } else {
+        const Result result = (engine.*slot)(args...);
+        write_done();
+        return result;
+    }
+}
+template <auto slot, typename Result, typename... Args>
+static void count_slot(ufib_platform_api *api, Result (*)(Args...)) {
+    api->*slot = counted<slot, Result, Args...>;
+}
+template <auto... slots> static void count_slots(ufib_platform_api *api) {
+    (count_slot<slots>(api, api->*slots), ...);
+}
+
+static void process_init(lcfwd_platform_api *api, int restart) {
+    softfwd_library()->lcfwd_api_init(api, restart);
+}
+static void engine_init(ufib_platform_api *api, ufib_platform_caps *caps, int restart) {
+    softfwd_library()->ufib_api_init(api, caps, restart);
+    engine = *api;
+    using slot = ufib_platform_api;
+    count_slots<&slot::insert_v4_table, &slot::insert_v6_table, &slot::delete_v4_table, &slot::delete_v6_table,
+                &slot::insert_v4_prefix, &slot::insert_v6_prefix, &slot::delete_v4_prefix,
+                &slot::delete_v6_prefix, &slot::update_v4prefix_nh, &slot::update_v6prefix_nh,
+                &slot::insert_vobj, &slot::update_vobj, &slot::delete_vobj, &slot::insert_ecmp,
+                &slot::delete_ecmp, &slot::insert_adj, &slot::delete_adj, &slot::update_v4prefix_rpf,
+                &slot::update_v6prefix_rpf, &slot::update_intf_rpf, &slot::ha_clean_v4_pfx,
+                &slot::ha_clean_v6_pfx, &slot::one_write_ready, &slot::all_writes_ready, &slot::vdc_init,
+                &slot::vdc_delete>(api);
+}
+static void library_reset() { softfwd_library()->reset(); }
+static const platform_library mortal_library = {"softfwd", process_init, engine_init, library_reset};
+
+struct summary : testing::Environment {
+    void TearDown() override {
+        std::printf("crashpoints.tried %u\ncrashpoints.failed %u\n", tried, failed);
+    }
+};
+[[maybe_unused]] static const auto *const printed = testing::AddGlobalTestEnvironment(new summary);
+
+/* ---- what a client knows of the model ---- */
+
+static std::string paths_text(const ufib_obj *next) {
+    std::string out = ufib_obj_get_name(ufib_obj_type_of(next));
+    auto *obj = const_cast<ufib_obj *>(next);
+    if (ufib_obj_is_adj(obj))
+        out += std::string(" ") + ufib_adj_str(reinterpret_cast<ufib_adj *>(obj));
+    else if (ufib_obj_is_vobj(obj))
+        for (uint32_t i = 0; i < ufib_obj_to_vobj(obj)->row_count; i++)
+            out += std::string(" ") + ufib_pfx_str(ufib_vobj_rows(ufib_obj_to_vobj(obj))[i].rnh);
+    else
+        for (uint32_t i = 0; i < reinterpret_cast<ufib_ecmp *>(obj)->key->count; i++)
+            out += " " + paths_text(reinterpret_cast<ufib_ecmp *>(obj)->paths[i]);
+    return out;
+}
+
+/* Routes of VDC 1 by what was asked for. What only dependents keep of a next hop that was deleted or never confirmed
+ * says nothing: it drops. */
+static std::string routes_text() {
+    std::string out;
+    char text[128];
+    ravl_iterator at;
+    for (ufib_table *table = ufib_table_get_first(1, &at); table != nullptr; table = ufib_table_get_next(1, &at))
+        for (const ufib_table_side *side : {&table->main, &table->rnh})
+            for (ufib_pfx *pfx = ufib_prefix_get_first(side); pfx != nullptr;
+                 pfx = ufib_prefix_get_next(side, ufib_pfx_address(pfx), pfx->mask_len)) {
+                if ((pfx->flags & UFIB_PFX_FLAG_RNH_DELETE_MARKED) != 0) continue;
+                std::snprintf(text, sizeof text, "%u %s flags %#x holders %#x epoch %u if %#x ",
+                              table->table_id, ufib_pfx_str(pfx), pfx->route_flags, pfx->holders, pfx->epoch,
+                              (pfx->route_flags & ROUTE_DIRECT) != 0 ? pfx->attached_if_index : 0);
+                out += text + paths_text(pfx->obj.next) + "\n";
+            }
+    return out;
+}
+
+/* ---- the life ---- */
+
+struct step {
+    std::vector<wire_route> routes = {}; /* a batch; the rest is done beside it */
+    std::vector<wire_neighbour> neighbours = {};
+    uint32_t seconds = 0;
+    uint8_t stale_epoch = 0;
+    uint32_t vdc_opcode = 0; /* of VDC 2 */
+    uint8_t epoch = 1;
+};
+
+class ufib_crashpoints : public ha_family_test {
+protected:
+    void SetUp() override {
+        rig.options.library = &mortal_library;
+        answered = static_cast<uint32_t *>(
+            mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+        ASSERT_NE(answered, MAP_FAILED);
+        ha_family_test::SetUp();
+    }
+    void TearDown() override {
+        ha_family_test::TearDown();
+        munmap(answered, 4096);
+    }
+
+    std::string prefix(unsigned n) const {
+        return f.index == 0 ? "30.0." + std::to_string(n) + ".0/24"
+                            : "2001:db8:" + std::to_string(2000 + n) + "::/48";
+    }
+    wire_route to(unsigned n, const std::vector<std::string> &hops, uint8_t flags = 0) const {
+        wire_route route = add(f, prefix(n), hops[0], ETH1, flags);
+        route.hops.clear();
+        for (const std::string &hop : hops) route.hops.push_back({.address = hop, .if_index = ETH1});
+        return route;
+    }
+    wire_route gone(unsigned n) const { return remove(f, prefix(n)); }
+
+    /* A recursive next hop by number, and a route over some of them. */
+    std::string via(unsigned n) const {
+        return (f.index == 0 ? "10.98.0." : "2001:db8:98::") + std::to_string(n + 1);
+    }
+    std::string via_prefix(unsigned n) const { return via(n) + (f.index == 0 ? "/32" : "/128"); }
+    wire_route confirm(unsigned n, const std::vector<std::string> &hops) const {
+        wire_route route = to(0, hops, 0x20);
+        route.prefix = via_prefix(n);
+        return route;
+    }
+    wire_route unconfirm(unsigned n) const { return remove(f, via_prefix(n), 0x20); }
+    wire_route over(unsigned n, const std::vector<unsigned> &next_hops) const {
+        wire_route route = to(n, {f.hop});
+        route.hops.clear();
+        for (const unsigned next : next_hops)
+            route.hops.push_back({.address = via(next), .flags = 0x01, .table_id = f.table});
+        return route;
+    }
+    std::string lonely() const { return f.index == 0 ? "192.0.2.9" : "fe80::9"; }
+    std::string fresh() const { return f.index == 0 ? "192.0.2.77" : "fe80::77"; }
+
+    std::vector<step> plain_life() const {
+        const std::string a = f.hop, b = f.hop2, l = lonely();
+        return {{.routes = {to(0, {a}), to(1, {a}), to(2, {a}), to(4, {l}), to(5, {a, b}), to(6, {a, b, l}),
+                            to(7, {a}, 0x01), to(8, {a}, 0x04), to(9, {b}, 0x08)}},
+                {.neighbours = {{.address = a, .if_index = ETH1, .mac = MAC},
+                                {.address = b, .if_index = ETH1, .mac = MAC}}},
+                {.routes = {to(0, {b}), gone(1), to(20, {a}), gone(4), to(21, {b, l}), to(5, {a}), gone(6),
+                            to(1, {b}), gone(7), to(22, {fresh()}), to(8, {a}), to(9, {b, a})},
+                 .epoch = 9},
+                {.vdc_opcode = OPC_VDC_CREATE},
+                {.neighbours = {{.address = a, .if_index = ETH1}}},
+                {.routes = {to(0, {a, b, l}), to(2, {a}), to(20, {a, b, l}, 0x01), gone(21)}, .epoch = 10},
+                {.vdc_opcode = OPC_VDC_DELETE},
+                {.stale_epoch = 10}};
+    }
+    std::vector<step> recursive_life() const {
+        const std::string a = f.hop, b = f.hop2;
+        return {{.routes = {confirm(0, {a}), confirm(1, {a}), confirm(2, {a}), over(10, {0}), over(11, {0}),
+                            over(12, {0}), over(13, {1, 2}), to(14, {a})}},
+                {.neighbours = {{.address = a, .if_index = ETH1, .mac = MAC},
+                                {.address = b, .if_index = ETH1, .mac = MAC}}},
+                {.routes = {confirm(0, {b}),    /* rewrites its group in place */
+                            confirm(1, {a, b}), /* a second group of another size */
+                            over(10, {0, 1}), over(14, {3}) /* nobody confirms it */, to(12, {b}),
+                            confirm(2, {fresh()})},
+                 .epoch = 9},
+                {.seconds = 2},
+                {.routes = {unconfirm(1), confirm(3, {lonely()}), gone(13), confirm(0, {a, b})}, .epoch = 9},
+                {.routes = {confirm(0, {fresh()}), gone(11)}, .epoch = 9},
+                {.seconds = 3},
+                {.stale_epoch = 9},
+                {.routes = {gone(10), gone(14), unconfirm(0), over(15, {0, 2})}, .epoch = 9},
+                {.seconds = 2}};
+    }
+
+    bool take(const step &s) {
+        if (s.vdc_opcode != 0) rig.send(s.vdc_opcode, wire_vdc(2));
+        if (!s.neighbours.empty()) rig.send(OPC_AM_NOTICE, wire_am_notice(s.neighbours));
+        if (s.stale_epoch != 0)
+            rig.send(OPC_STALE_DELETE, wire_stale_delete(static_cast<uint8_t>(f.afi), 0, s.stale_epoch));
+        if (s.seconds != 0) rig.advance_seconds(s.seconds);
+        return s.routes.empty() || load(f, s.routes, s.epoch);
+    }
+
+    /* States between which a death in a step may leave the routes: after each of its routes, the state before first. */
+    std::vector<std::vector<std::string>> states_learn(const std::vector<step> &life) {
+        std::vector<std::vector<std::string>> states;
+        for (const step &s : life) {
+            states.push_back({routes_text()});
+            if (s.routes.empty()) {
+                EXPECT_TRUE(take(s));
+            }
+            for (const wire_route &route : s.routes) {
+                EXPECT_TRUE(load(f, {route}, s.epoch)) << route.prefix;
+                if (&route != &s.routes.back()) states.back().push_back(routes_text());
+            }
+            states.back().push_back(routes_text());
+        }
+        return states;
+    }
+
+    /* From nothing. */
+    void begin_again() {
+        rig.stop();
+        std::filesystem::remove_all(rig.root + "/dev/shm");
+        std::filesystem::create_directories(rig.root + "/dev/shm");
+        ASSERT_EQ(rig.start(), 0);
+        rig.vdc(1);
+        *answered = 0;
+    }
+
+    /* Runs work in a copy of the process, up to a write. True: it died there. */
+    template <typename Work> bool dies_in(uint64_t write, Work work) {
+        const pid_t copy = fork();
+        if (copy == 0) {
+            writes_left = write;
+            store_step_hook_set(store_stepped);
+            _exit(work() ? LIVED : 1);
+        }
+        int status = 0;
+        EXPECT_EQ(waitpid(copy, &status, 0), copy);
+        const int code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        EXPECT_TRUE(code == LIVED || code == DIED) << "the copy ended with status " << status;
+        return code == DIED;
+    }
+    bool life_dies(const std::vector<step> &life, uint64_t write) {
+        return dies_in(write, [&] {
+            for (const step &s : life) {
+                if (!take(s)) return false;
+                ++*answered;
+            }
+            return true;
+        });
+    }
+
+    static std::string engine_findings() {
+        char text[160];
+        return softfwd_integrity_check(text, sizeof text) == 0 ? "" : std::string("engine: ") + text + "\n";
+    }
+    /* What is wrong with the state that a restart made; "" when nothing. */
+    std::string findings(const std::vector<std::string> &allowed) {
+        std::string out = model_findings(rig) + engine_findings();
+        const std::string routes = routes_text();
+        if (std::find(allowed.begin(), allowed.end(), routes) == allowed.end())
+            out += "routes:\n" + routes + "neither\n" + allowed.front() + "nor a state up to\n" + allowed.back();
+        return out;
+    }
+    /* A second restart finds what the first one made and has nothing to do. */
+    std::string restart_findings() {
+        const std::string before = ha_model_text();
+        const uint64_t old = writes();
+        if (rig.restart() != 0) return "no second restart\n";
+        std::string out;
+        if (writes() != old) out += "the second restart wrote\n";
+        const std::string now = ha_model_text();
+        if (now != before) out += "the second restart changed\n" + before + "to\n" + now;
+        return out;
+    }
+    std::string rest_findings(const std::vector<step> &life, const std::string &end) {
+        for (size_t i = *answered; i < life.size(); i++) (void)take(life[i]); /* some routes may be gone already */
+        rig.advance_seconds(3);
+        std::string out = model_findings(rig) + engine_findings();
+        if (routes_text() != end) out += "in the end\n" + routes_text() + "not\n" + end;
+        return out;
+    }
+    void judge(const std::string &found, const std::string &where) {
+        tried++;
+        if (found.empty()) return;
+        if (failed++ < 5) ADD_FAILURE() << where << ":\n" << found;
+    }
+    static uint64_t stride() {
+        const char *text = std::getenv("CRASHPOINTS_STEP");
+        return text == nullptr || std::atoi(text) < 1 ? 1 : static_cast<uint64_t>(std::atoi(text));
+    }
+
+    void every_death(const std::vector<step> &life) {
+        const auto states = states_learn(life);
+        const std::string end = states.back().back();
+        for (uint64_t write = 1;; write += stride()) {
+            begin_again();
+            const bool died = life_dies(life, write);
+            ASSERT_EQ(rig.restart(), 0);
+            const std::string where = "died at write " + std::to_string(write) + ", in step " +
+                                      std::to_string(*answered) + " of the life";
+            const auto &allowed = states[std::min<size_t>(*answered, life.size() - 1)];
+            std::string found = findings(died ? allowed : std::vector<std::string>{end});
+            if (found.empty()) found = restart_findings();
+            if (found.empty()) found = rest_findings(life, end);
+            judge(found, where);
+            if (!died) break;
+        }
+    }
+
+    uint32_t *answered = nullptr; /* steps; shared with the copies */
+};
+INSTANTIATE_TEST_SUITE_P(families, ufib_crashpoints, both_families, family_name);
+
+TEST_P(ufib_crashpoints, plain_routes_and_groups) { every_death(plain_life()); }
+TEST_P(ufib_crashpoints, recursive_routes) { every_death(recursive_life()); }
