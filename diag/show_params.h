@@ -56,7 +56,8 @@ constexpr uint32_t UFIB_SHOW_HAS_NH = 0x80;     /* 'next_hop' */
 constexpr uint32_t UFIB_SHOW_HAS_HANDLE = 0x100;
 constexpr uint32_t UFIB_SHOW_HAS_VOBJ = 0x200;
 constexpr uint32_t UFIB_SHOW_IN_WILDCARD = 0x400; /* the walk stands in the wildcard table that goes first */
-constexpr uint32_t UFIB_SHOW_FLAGS = 0x7ff;
+constexpr uint32_t UFIB_SHOW_TABLE_DONE = 0x800;  /* it goes on with the table behind the one where it stands */
+constexpr uint32_t UFIB_SHOW_FLAGS = 0xfff;
 
 struct ufib_show_params {
     uint32_t mode; /* ufib_show_mode */
