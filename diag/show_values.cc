@@ -20,6 +20,12 @@ cmd_arg show_address(const ufib_family &family, const uint8_t *address, const ch
     return family.index == UFIB_STATS_V4 ? cmd_ipv4(ufib_v4_addr(address), key) : cmd_ipv6(address, key);
 }
 
+cmd_arg show_prefix(const ufib_family &family, const uint8_t *address, uint32_t mask_len, const char *key) {
+    const auto bits = static_cast<uint8_t>(mask_len);
+    return family.index == UFIB_STATS_V4 ? cmd_ipv4_net(ufib_v4_addr(address), bits, key)
+                                         : cmd_ipv6_net(address, bits, key);
+}
+
 cmd_arg show_interface(uint32_t if_index, const char *key) {
     char *name = text_buffer();
     if_index_to_name(if_index, name, TEXT_MAX);

@@ -11,6 +11,8 @@ struct ufib_adj;
 
 /* 'address' in network order. */
 [[nodiscard]] cmd_arg show_address(const ufib_family &family, const uint8_t *address, const char *key);
+[[nodiscard]] cmd_arg show_prefix(const ufib_family &family, const uint8_t *address, uint32_t mask_len,
+                                  const char *key);
 [[nodiscard]] cmd_arg show_interface(uint32_t if_index, const char *key); /* its name */
 
 /* What an adjacency does with a packet: "resolved" or "tunnel" when it forwards; else "drop", "punt", "glean",
