@@ -73,7 +73,7 @@ const mts_row lcfwd_mts_msg_info_array[] = {
     row(596, LCFWD_Q_UCAST, ufib_fu_lc_upgrade),
     row(60433, LCFWD_Q_UCAST, ufib_fu_sal_lc_upgrade),
     row(575, LCFWD_Q_UCAST, fib_fu_ufdm_status_request),
-    row(74753, 0x4004, LCFWD_Q_LP, nullptr),
+    row(74753, 0x4004, LCFWD_Q_LP, ufib_fu_ufdm_statistics_poll),
     row(74755, LCFWD_Q_UCAST, ufib_fu_delete_stale_routes),
     row(68615, LCFWD_Q_PD, nullptr),
     row(68616, LCFWD_Q_PD, nullptr),

@@ -28,10 +28,12 @@ constexpr size_t UFIB_REWRITE_DMAC = 14;
 
 struct ufib_platform_stats { /* one object of a statistics read; packets and bytes since the last read */
     void *object;
-    uint32_t handle;
-    uint32_t index;
+    uint32_t handle; /* of a path of an object with several: the object's and the path's number */
+    uint32_t index;  /* the path's number; else 0 */
     uint64_t packets;
     uint64_t bytes;
+    uint16_t *field =
+        nullptr; /* two bytes of the object that are the library's own, from one read to the next */
 };
 
 struct ufib_platform_api {

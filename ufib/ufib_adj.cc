@@ -111,6 +111,12 @@ ufib_adj *ufib_adj_get_next(const ufib_adj *adj) {
     return adj->idb == nullptr ? nullptr : first_from(ufib_idb_get_next(adj->idb), ufib_adj_family(adj));
 }
 
+ufib_adj *ufib_adj_ifindex_get_next_safe(ufib_vdc *vdc, const ufib_family &family, const ufib_adj_key &key) {
+    if (const ufib_idb *idb = ufib_idb_search(vdc, key.if_index); idb != nullptr)
+        if (ufib_adj *adj = ufib_adj_if_get_next_safe(idb, family, key.address); adj != nullptr) return adj;
+    return first_from(ufib_idb_get_next_safe(vdc, key.if_index), family);
+}
+
 /* Links a new adjacency into its interface. */
 static void ufib_adj_insert(ufib_vdc *vdc, ufib_idb *idb, ufib_adj *adj) {
     const ufib_family &family = ufib_adj_family(adj);

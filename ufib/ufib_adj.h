@@ -57,6 +57,14 @@ struct ufib_adj_key {
     uint8_t address[16]; /* network order; IPv4 in the first four, the rest zero */
 };
 
+/* Packets and bytes as hardware counted them, read by ufib/ufib_stats.h. */
+struct ufib_adj_totals {
+    uint64_t packets; /* since the adjacency was made */
+    uint64_t bytes;
+    uint64_t packets_since_clear;
+    uint64_t bytes_since_clear;
+};
+
 struct ufib_adj {
     ufib_obj obj;
     ravl_node by_address; /* in the interface's tree of the family */
@@ -73,6 +81,7 @@ struct ufib_adj {
     uint32_t mpls_child_count;
     dl_list dep_vobjs; /* next-hop rows of virtual objects that resolve through it */
     dl_node *dep_vobjs_cursor;
+    ufib_adj_totals totals;
     uint16_t stats_field; /* handed to the platform with statistics reads */
     /* platform tail */
 };
@@ -126,6 +135,9 @@ struct ufib_adj_request {
 [[nodiscard]] ufib_adj *ufib_adj_if_get_next(const ufib_adj *adj);
 [[nodiscard]] ufib_adj *ufib_adj_if_get_next_safe(const ufib_idb *idb, const ufib_family &family,
                                                   const uint8_t address[16]);
+/* The next one of a VDC behind a key that may be gone; a zeroed key is before all. */
+[[nodiscard]] ufib_adj *ufib_adj_ifindex_get_next_safe(ufib_vdc *vdc, const ufib_family &family,
+                                                       const ufib_adj_key &key);
 
 /* True when nobody needs it: no reference, no PBR or WCCP count, no holder, no label child (logged). */
 [[nodiscard]] bool ufib_adj_destroy_ok(const ufib_adj *adj);

@@ -20,7 +20,10 @@ struct ufib_mpls_info;
 struct ufib_nh_labels;
 struct ufib_nh_list;
 struct ufib_obj;
+struct mts_msg;
 struct ufib_pfx;
+struct ufib_stats_poll_msg;
+struct ufib_stats_row;
 struct ufib_table;
 struct ufib_vdc;
 struct ufib_vobj;
@@ -66,6 +69,22 @@ struct ufib_hooks {
      * of the label side, added with ufib_ha_form_hop(). False: its records are not there. */
     void (*ha_recover_te_tunnels)(ufib_vdc *vdc);
     bool (*ha_form_labelled)(ufib_vdc *vdc, ufib_ha_route *record, ufib_ha_form *form);
+    /* Statistics. The label children of an adjacency, and the LISP objects of a family (0 IPv4, 1 IPv6), are read with
+     * the adjacencies: the one behind '*position', which moves on; 0 is before the first; null: no more. */
+    ufib_obj *(*stats_label_child)(ufib_adj *adj, uint64_t *position);
+    ufib_obj *(*stats_lisp_next)(ufib_vdc *vdc, uint32_t family, uint64_t *position);
+    uint32_t (*stats_lisp_paths)(const ufib_obj *object);
+    /* Adds what hardware counted to the totals of one of those, or of a path of it, and tells them as a row. */
+    void (*stats_count)(ufib_obj *object, uint32_t path, uint64_t packets, uint64_t bytes,
+                        ufib_stats_row *out);
+    /* A poll of labels (types 4 to 6) or LISP objects (7). True: it runs, or is done; '*objects': how many. */
+    bool (*stats_poll)(ufib_vdc *vdc, const ufib_stats_poll_msg *poll, const mts_msg *message,
+                       uint32_t *objects);
+    /* Consistency checks. What a label object stands on, an adjacency or a group, or null; the interface of a tunnel's
+     * object; the marks of an adjacency's label children go. */
+    const ufib_obj *(*label_base)(const ufib_obj *object);
+    uint32_t (*te_if_index)(const ufib_obj *object);
+    void (*label_children_unmark)(ufib_adj *adj);
     /* Services. */
     void (*ha_restore_services)(ufib_vdc *vdc); /* VLANs, peers and map caches, after the routes */
     void (*ipsg_destroy)(ufib_pfx *pfx);        /* the source guard's object of a prefix */

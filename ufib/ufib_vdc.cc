@@ -16,6 +16,7 @@
 #include "ufib/ufib_journal.h"
 #include "ufib/ufib_prefix.h"
 #include "ufib/ufib_pss.h"
+#include "ufib/ufib_stats.h"
 #include "ufib/ufib_table.h"
 #include "ufib/ufib_vobj.h"
 
@@ -60,6 +61,7 @@ void ufib_init(bool restart) {
         UFIB_ERR("bl_reg_trace_formats failed");
     ufib_table_dpl_init();
     ufib_idb_dpl_init();
+    ufib_stats_init();
 }
 
 /* The globals come back under the handles that hardware knows them by. Those made on first use come back only if
@@ -161,6 +163,7 @@ static void ufib_reset() {
     ufib_adj_reset();
     ufib_prefix_reset();
     ufib_pss_reset();
+    ufib_stats_reset();
     ufib_obj_reset();
     ufib_hook = {};
 }
