@@ -4,7 +4,7 @@
 #include "host/command/command.h"
 #include "host/command/command_wire.h"
 #include "host/interfaces/l3vm.h"
-#include "host/system/sysmgr.h"
+#include "host/system/system.h"
 
 #include <cerrno>
 #include <cstddef>
