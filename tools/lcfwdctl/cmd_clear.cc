@@ -1,5 +1,6 @@
 #include "tools/lcfwdctl/ask.h"
 #include "tools/lcfwdctl/commands.h"
+#include "tools/lcfwdctl/operator_session.h"
 #include "tools/lcfwdctl/options.h"
 #include "tools/lcfwdctl/wire_request.h"
 
@@ -88,7 +89,7 @@ static int adjacency_plan(const std::vector<const char *> &words, const clear_op
     return CTL_GOOD;
 }
 
-static int run(int argc, char **argv) {
+static int forwarding_clear(int argc, char **argv) {
     clear_options options;
     const ctl_option rows[] = {ctl_number("--table", &options.table, 1, UINT32_MAX, &options.table_given),
                                ctl_number("--family", &options.family, 4, 6), ctl_flag("--all", &options.all),
@@ -106,8 +107,19 @@ static int run(int argc, char **argv) {
     return CTL_USAGE;
 }
 
+/* Routes and next hops are cleared by messages of the supervisor, counters and histories by operators' commands. */
+static int run(int argc, char **argv) {
+    if (argc > 1 && strcmp(argv[1], "route") != 0 && strcmp(argv[1], "adjacency") != 0 && argv[1][0] != '-')
+        return operator_run(argc, argv);
+    return forwarding_clear(argc, argv);
+}
+
+static std::string more_help() { return operator_help("clear"); }
+
 const ctl_command ctl_command_clear = {
-    "clear", "route PREFIX|--all | adjacency IF_INDEX ADDRESS|--all", "clear routes or next hops",
+    "clear",
+    "route PREFIX|--all | adjacency IF_INDEX ADDRESS|--all | WORDS...",
+    "clear routes, next hops, counters, histories",
     "Takes a route, or all of a table, out of the process and the engine until it is downloaded again; or "
     "clears a\n"
     "next hop (IF_INDEX 0: on every interface): it counts as unresolved until the neighbour is heard of "
@@ -121,4 +133,5 @@ const ctl_command ctl_command_clear = {
     "  lcfwdctl clear route 192.0.2.0/24\n"
     "  lcfwdctl clear route --all --family 6\n"
     "  lcfwdctl clear adjacency 0x1a000001 10.0.0.1 --delete\n",
-    run};
+    run,
+    more_help};

@@ -27,10 +27,11 @@ std::string ctl_root_text(uint32_t slot) {
 void ctl_use_root(uint32_t slot) { host_root_set(ctl_root_text(slot).c_str()); }
 
 const ctl_command *const ctl_commands[] = {
-    &ctl_command_vdc,       &ctl_command_load,    &ctl_command_delete, &ctl_command_resolve,
-    &ctl_command_unresolve, &ctl_command_repoint, &ctl_command_stale,  &ctl_command_lookup,
-    &ctl_command_verify,    &ctl_command_status,  &ctl_command_engine, &ctl_command_store,
-    &ctl_command_send,      &ctl_command_probe,   &ctl_command_trace,  &ctl_command_log,
-    &ctl_command_interface, &ctl_command_mac,     &ctl_command_clear,  &ctl_command_aged,
+    &ctl_command_vdc,       &ctl_command_load,    &ctl_command_delete,   &ctl_command_resolve,
+    &ctl_command_unresolve, &ctl_command_repoint, &ctl_command_stale,    &ctl_command_lookup,
+    &ctl_command_verify,    &ctl_command_status,  &ctl_command_engine,   &ctl_command_store,
+    &ctl_command_send,      &ctl_command_probe,   &ctl_command_trace,    &ctl_command_log,
+    &ctl_command_interface, &ctl_command_mac,     &ctl_command_clear,    &ctl_command_aged,
+    &ctl_command_show,      &ctl_command_debug,   &ctl_command_complete,
 };
 const size_t ctl_command_count = sizeof ctl_commands / sizeof ctl_commands[0];

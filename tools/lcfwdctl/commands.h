@@ -24,3 +24,6 @@ extern const ctl_command ctl_command_interface;
 extern const ctl_command ctl_command_mac;
 extern const ctl_command ctl_command_clear;
 extern const ctl_command ctl_command_aged;
+extern const ctl_command ctl_command_show;
+extern const ctl_command ctl_command_debug;
+extern const ctl_command ctl_command_complete;

@@ -28,10 +28,11 @@ extern ctl_settings ctl;
 
 struct ctl_command {
     const char *name;
-    const char *arguments;             /* one line for the usage */
-    const char *summary;               /* half a line for the list of commands */
-    const char *help;                  /* details and examples, whole lines */
-    int (*run)(int argc, char **argv); /* argv[0] is the command's name */
+    const char *arguments;                /* one line for the usage */
+    const char *summary;                  /* half a line for the list of commands */
+    const char *help;                     /* details and examples, whole lines */
+    int (*run)(int argc, char **argv);    /* argv[0] is the command's name */
+    std::string (*more_help)() = nullptr; /* printed after 'help' */
 };
 extern const ctl_command *const ctl_commands[];
 extern const size_t ctl_command_count;

@@ -30,7 +30,9 @@ void ctl_help_command(const char *command) {
     for (size_t i = 0; i < ctl_command_count; i++) {
         const ctl_command &row = *ctl_commands[i];
         if (strcmp(row.name, command) != 0) continue;
-        printf("usage: lcfwdctl %s %s\n\n%s\n%s", row.name, row.arguments, row.help, common_options);
+        printf("usage: lcfwdctl %s %s\n\n%s\n", row.name, row.arguments, row.help);
+        if (row.more_help != nullptr) printf("%s\n", row.more_help().c_str());
+        printf("%s", common_options);
         return;
     }
 }

@@ -1,0 +1,154 @@
+#include "tools/lcfwdctl/operator_session.h"
+
+#include "host/command/command_render.h"
+#include "tools/lcfwdctl/pager.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+struct asking {
+    ctl_session *session;
+    const operator_row *row;
+    const std::vector<uint8_t> *attributes;
+    std::vector<uint8_t> cookie;
+    cmd_renderer *renderer;
+    std::string failure;
+};
+
+static void print_bytes(void *, const char *bytes, size_t size) { fwrite(bytes, 1, size, stdout); }
+
+static int refuse(asking *ask, const std::string &why) {
+    ask->failure = why;
+    return CTL_REFUSED;
+}
+
+/* One request; '*token' names its answers. */
+static int request_send(asking *ask, uint32_t *token) {
+    uint8_t bytes[CMD_REQUEST_HEAD + CMD_COOKIE_MAX + 4096];
+    const size_t size =
+        cmd_request_write(bytes, sizeof bytes, static_cast<uint16_t>(ctl.vdc), ask->row->action,
+                          ask->row->command, ask->cookie.data(), static_cast<uint32_t>(ask->cookie.size()),
+                          ask->attributes->data(), static_cast<uint32_t>(ask->attributes->size()));
+    if (size == 0) return refuse(ask, "the request is too long");
+    const bus_client_message message = {mts_opc_sap_get(CMD_OPC), CMD_OPC, 0, ctl.vdc, bytes, size};
+    const int error =
+        bus_client_request(ask->session->client, &message, static_cast<int>(ctl.timeout_ms), token);
+    return error == 0 ? CTL_GOOD : ctl_bus_failure(ask->session->slot, "the command", error);
+}
+
+static std::string reason_of(const cmd_answer &answer) {
+    std::string text;
+    const uint8_t *pieces = answer.pieces;
+    size_t left = answer.pieces_size;
+    for (cmd_piece piece; cmd_piece_read(&pieces, &left, &piece) == 0;) cmd_render_print(&piece, &text);
+    while (!text.empty() && text.back() == '\n') text.pop_back();
+    return text.empty() ? "refused with code " + std::to_string(answer.code) : text;
+}
+
+/* Takes one answer or part. '*kind' is what it was. */
+static int answer_take(asking *ask, uint32_t token, cmd_answer_kind *kind) {
+    mts_msg message{};
+    const int error = bus_client_answer(ask->session->client, token, static_cast<int>(ctl.timeout_ms),
+                                        nullptr, nullptr, &message);
+    if (error == ETIMEDOUT || error == EAGAIN) return refuse(ask, "no answer");
+    if (error != 0) return ctl_bus_failure(ask->session->slot, "the command", error);
+    cmd_answer answer;
+    if ((message.flags & MTS_FLAG_REJECT) != 0 ||
+        cmd_answer_read(message.payload, message.payload_size, &answer) != 0)
+        return refuse(ask, "an answer that is none");
+    *kind = answer.kind;
+    if (answer.kind == CMD_ANSWER_NOK) return refuse(ask, reason_of(answer));
+    ask->cookie.assign(answer.cookie, answer.cookie + answer.cookie_length);
+    if (cmd_renderer_feed(ask->renderer, answer.pieces, answer.pieces_size) != 0)
+        return refuse(ask, "an answer that is none");
+    return CTL_GOOD;
+}
+
+static int ask_all(asking *ask) {
+    for (cmd_answer_kind kind = CMD_ANSWER_MORE; kind == CMD_ANSWER_MORE;) {
+        uint32_t token = 0;
+        int status = request_send(ask, &token);
+        kind = CMD_ANSWER_PART;
+        while (status == CTL_GOOD && kind == CMD_ANSWER_PART) status = answer_take(ask, token, &kind);
+        if (status != CTL_GOOD) return status;
+    }
+    return CTL_GOOD;
+}
+
+int operator_ask(ctl_session *session, const operator_row &row, const std::vector<uint8_t> &attributes,
+                 std::string *failure) {
+    asking ask = {session, &row, &attributes, {}, nullptr, {}};
+    ask.renderer = cmd_renderer_create(ctl.json ? CMD_FORM_JSON : CMD_FORM_TEXT, print_bytes, nullptr);
+    if (ask.renderer == nullptr) return refuse(&ask, "out of memory");
+    const int status = ask_all(&ask);
+    cmd_renderer_finish(ask.renderer);
+    if (ctl.json) fputc('\n', stdout);
+    if (failure != nullptr)
+        *failure = ask.failure;
+    else if (!ask.failure.empty())
+        ctl_error("slot %u: %s", session->slot, ask.failure.c_str());
+    return status;
+}
+
+struct operator_plan {
+    const operator_row *row;
+    std::vector<uint8_t> attributes;
+};
+
+static int work(ctl_session *session, void *context) {
+    const auto *plan = static_cast<const operator_plan *>(context);
+    const int status = operator_ask(session, *plan->row, plan->attributes);
+    if (status == CTL_GOOD && strcmp(plan->row->verb, "show") != 0 && !ctl.quiet && !ctl.json)
+        printf("slot %u: done\n", session->slot);
+    return status;
+}
+
+int operator_run(int argc, char **argv) {
+    operator_options options;
+    std::vector<const char *> words;
+    const std::vector<ctl_option> rows = operator_option_rows(&options);
+    int status = ctl_options_parse(rows, argc, argv, &words);
+    if (status != CTL_GOOD) return status;
+    std::string why;
+    size_t used = 0;
+    operator_plan plan = {};
+    plan.row = operator_find(argv[0], words, &used, &why);
+    if (plan.row == nullptr || words.size() > used + 1) {
+        ctl_error("%s: %s; see: lcfwdctl %s --help", argv[0],
+                  plan.row == nullptr ? why.c_str() : "too many words", argv[0]);
+        return CTL_USAGE;
+    }
+    const char *operand = words.size() > used ? words[used] : nullptr;
+    status = operator_attributes(*plan.row, options, operand, &plan.attributes);
+    if (status != CTL_GOOD) return status;
+    if (strcmp(argv[0], "show") == 0) ctl_pager_begin();
+    status = ctl_for_each_slot(work, &plan);
+    ctl_pager_end();
+    return status;
+}
+
+/* The many histories share one line: NAME stands for any of them. */
+static bool history_line(const operator_row &row, std::string *words) {
+    static const std::string shown = "history v4-prefix";
+    *words = row.words;
+    if (row.history == 0) return true;
+    if (row.words.compare(0, shown.size(), shown) != 0) return false;
+    *words = "history NAME" + row.words.substr(shown.size());
+    return true;
+}
+
+std::string operator_help(const char *verb) {
+    std::string text, words;
+    for (const operator_row &row : operator_rows()) {
+        if (strcmp(row.verb, verb) != 0 || !history_line(row, &words)) continue;
+        const char *operand = operator_operand_text(row.operand);
+        if (*operand != '\0')
+            words += std::string(row.operand == OPERAND_SWITCH ? " " : " [") + operand +
+                     (row.operand == OPERAND_SWITCH ? "" : "]");
+        char line[160];
+        snprintf(line, sizeof line, "  %s %-32s %s\n", verb, words.c_str(), row.summary);
+        text += line;
+    }
+    return text;
+}
