@@ -4,6 +4,7 @@
 #include "core/lcfwd_timer.h"
 #include "platform/ufib_platform.h"
 #include "platform/ufib_platform_calls.h"
+#include "ufib/ufib_bintrace.h"
 #include "ufib/ufib_hooks.h"
 #include "ufib/ufib_prefix.h"
 #include "ufib/ufib_pss.h"
@@ -81,6 +82,7 @@ static uint32_t vobj_backwalk(ufib_vobj *vobj, uint32_t share) {
     if (vobj->backwalk_cursor != nullptr) return done;
     ufib_remove_vobj_from_dirty_list(vobj);
     ufib_vobj_clear_instance(vobj, UFIB_VOBJ_OLD);
+    (void)UFIB_VOBJ_BT_ADD_REC(vobj, UFIB_BT_UPDATE);
     return done;
 }
 

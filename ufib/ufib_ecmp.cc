@@ -2,6 +2,7 @@
 
 #include "core/lcfwd_log.h"
 #include "platform/ufib_platform_calls.h"
+#include "ufib/ufib_bintrace.h"
 #include "ufib/ufib_dbel.h"
 #include "ufib/ufib_hooks.h"
 #include "ufib/ufib_journal.h"
@@ -245,6 +246,7 @@ void ufib_ecmp_destroy(ufib_ecmp *group) {
         UFIB_TRACE("DEBUG MPLS TODO Not deleting the V%c ECMP object", group->afi == ufib_v4.afi ? '4' : '6');
         return;
     }
+    if (group->obj.handle != 0) (void)UFIB_ECMP_BT_ADD_REC(group, UFIB_BT_DESTROY);
     paths_unlink(group);
     if (group->obj.handle != 0) {
         ufib_pss_delete_ecmp(group);

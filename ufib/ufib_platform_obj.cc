@@ -5,6 +5,7 @@
 #include "host/system/system.h"
 #include "platform/ufib_platform.h"
 #include "ufib/ufib_adj.h"
+#include "ufib/ufib_bintrace.h"
 #include "ufib/ufib_ecmp.h"
 #include "ufib/ufib_hooks.h"
 #include "ufib/ufib_journal.h"
@@ -107,12 +108,14 @@ bool ufib_platform_insert_adj(ufib_adj *adj, uint32_t ha, uint32_t holder) {
     if (ufib_enable_rc_debugs)
         UFIB_TRACE("Inserted %s adj in hw %s @%08x", ufib_adj_family(adj).name, ufib_adj_str(adj),
                    adj->obj.handle);
+    if (handle != 0) ufib_bt_adj(adj, old == 0 ? UFIB_BT_CREATE : UFIB_BT_UPDATE);
     if (old != 0 && adj->dep_vobjs.head != nullptr)
         ufib_adj_update_dep_vobjs(&adj->dep_vobjs, &adj->dep_vobjs_cursor, 0);
     return handle != 0;
 }
 
 void ufib_platform_delete_adj(ufib_adj *adj) {
+    ufib_bt_adj(adj, UFIB_BT_DESTROY);
     uint64_t stamp;
     ufib_funcstats_start(&stamp);
     ufib_platform_table.delete_adj(adj);
@@ -129,6 +132,7 @@ void ufib_platform_insert_ecmp(ufib_ecmp *group, uint32_t ha, uint32_t holder) {
     ufib_funcstats_end(UFIB_FS_PLATFORM_ECMP, &stamp);
     ufib_journal_log(group->obj.handle != old ? UFIB_JOURNAL_HW_NEW : UFIB_JOURNAL_HW_REWRITE, &group->obj,
                      nullptr);
+    if (group->obj.handle != 0) (void)UFIB_ECMP_BT_ADD_REC(group, old == 0 ? UFIB_BT_CREATE : UFIB_BT_UPDATE);
     if (ufib_enable_rc_debugs)
         UFIB_TRACE("Inserted %s ecmp in hw paths %d @%08x", ufib_ecmp_family(group).name, group->linked,
                    group->obj.handle);

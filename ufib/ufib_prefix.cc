@@ -5,6 +5,7 @@
 #include "host/timer/clock.h"
 #include "platform/ufib_platform.h"
 #include "ufib/ufib_adj.h"
+#include "ufib/ufib_bintrace.h"
 #include "ufib/ufib_cookie.h"
 #include "ufib/ufib_hooks.h"
 #include "ufib/ufib_journal.h"
@@ -210,6 +211,7 @@ ufib_pfx *ufib_rnh_create(ufib_table *table, const uint8_t *address, uint32_t ma
     }
     ufib_obj_link_objects(&pfx->obj.next, next);
     ufib_pss_insert_prefix(pfx);
+    ufib_bt_prefix(pfx, UFIB_BT_CREATE);
     return pfx;
 }
 

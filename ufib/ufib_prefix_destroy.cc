@@ -3,6 +3,7 @@
 #include "host/system/system.h"
 #include "platform/ufib_platform_calls.h"
 #include "ufib/ufib_adj.h"
+#include "ufib/ufib_bintrace.h"
 #include "ufib/ufib_hooks.h"
 #include "ufib/ufib_label_list.h"
 #include "ufib/ufib_prefix.h"
@@ -73,6 +74,7 @@ void ufib_prefix_destroy_and_hold_in_sw(ufib_table *table, ufib_pfx *pfx) {
         UFIB_ERR("%s: Unable to get vdb from vdc id: %d\n", __func__, table->vdc_id);
         return;
     }
+    ufib_bt_prefix(pfx, UFIB_BT_DESTROY);
     ufib_obj *old = pfx->obj.next;
     clear_attached_drop(vdc, old);
     if (old != nullptr) ufib_obj_hold(old);
@@ -126,8 +128,10 @@ void ufib_prefix_delete(ufib_table *table, ufib_pfx *pfx) { prefix_leave(table, 
 /* The library has taken the entry out by itself. A label keeps the prefix, at drop. */
 void ufib_prefix_rollback(ufib_table *table, ufib_pfx *pfx) {
     if (ufib_hook.ipsg_destroy != nullptr) ufib_hook.ipsg_destroy(pfx);
+    const bool labelled = pfx->labels != nullptr || (pfx->holders & UFIB_HOLDER_FEC) != 0;
+    if (!labelled) ufib_bt_prefix(pfx, UFIB_BT_DESTROY);
     pfx->obj.handle = 0;
-    if (pfx->labels != nullptr || (pfx->holders & UFIB_HOLDER_FEC) != 0) {
+    if (labelled) {
         pfx->holders = UFIB_HOLDER_FEC;
         ufib_prefix_destroy_and_hold_in_sw(table, pfx);
         if (ufib_vdc *vdc = ufib_vdc_get(table->vdc_id); vdc != nullptr) ufib_prefix_update_labels(vdc, pfx);

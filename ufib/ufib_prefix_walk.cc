@@ -5,6 +5,7 @@
 #include "core/ufib_trace.h"
 #include "platform/ufib_platform.h"
 #include "ufib/ufib_adj.h"
+#include "ufib/ufib_bintrace.h"
 #include "ufib/ufib_hooks.h"
 #include "ufib/ufib_journal.h"
 #include "ufib/ufib_prefix.h"
@@ -104,6 +105,7 @@ static void prefix_move(ufib_table *table, ufib_pfx *pfx, ufib_vdc *target, uint
     ufib_prefix_link_next_obj(pfx, drop == nullptr ? nullptr : &drop->obj, true);
     ufib_platform_insert_prefix(pfx, 0);
     ufib_pss_insert_prefix(pfx);
+    ufib_bt_prefix(pfx, UFIB_BT_UPDATE);
     ufib_obj_drop(old);
     ufib_obj_delete(nullptr, old);
 }

@@ -5,6 +5,7 @@
 #include "core/ufib_funcstats.h"
 #include "core/ufib_trace.h"
 #include "platform/ufib_platform.h"
+#include "ufib/ufib_bintrace.h"
 #include "ufib/ufib_ha.h"
 #include "ufib/ufib_hooks.h"
 #include "ufib/ufib_journal.h"
@@ -117,6 +118,7 @@ static uint32_t route_install(ufib_vdc *vdc, ufib_table *table, const ufib_prefi
         if (pfx->obj.handle == 0) return route_install_failed(vdc, table, pfx, old_handle);
     }
     route_stands(vdc, pfx, update.record, old_handle);
+    ufib_bt_prefix(pfx, existed ? UFIB_BT_UPDATE : UFIB_BT_CREATE);
     return ufib_errno;
 }
 

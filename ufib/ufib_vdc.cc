@@ -8,6 +8,7 @@
 #include "persist/lcfwd_pss.h"
 #include "platform/ufib_platform_calls.h"
 #include "ufib/ufib_adj.h"
+#include "ufib/ufib_bintrace.h"
 #include "ufib/ufib_cookie.h"
 #include "ufib/ufib_ecmp.h"
 #include "ufib/ufib_ha.h"
@@ -57,6 +58,7 @@ void ufib_init(bool restart) {
     ufib_obj_register(UFIB_OBJ_V6ADJ, destroy_adj);
     ufib_ecmp_init();
     ufib_vobj_init_types();
+    ufib_bintrace_init();
     if (bl_reg_trace_formats(UFIB_TRACE_LOG, ufib_trace_formats, UFIB_TR_COUNT) != 0)
         UFIB_ERR("bl_reg_trace_formats failed");
     ufib_table_dpl_init();
@@ -154,6 +156,7 @@ static void vdc_forget(lcfwd_vdc_desc *row) {
 
 static void ufib_reset() {
     for (uint32_t id = LCFWD_VDC_MIN; id <= LCFWD_VDC_MAX; id++) vdc_forget(lcfwd_vdc_row(id));
+    ufib_bintrace_reset();
     ufib_cookie_reset();
     ufib_ha_reset();
     ufib_table_dpl_reset();

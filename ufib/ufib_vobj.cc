@@ -4,6 +4,7 @@
 #include "core/ufib_funcstats.h"
 #include "platform/ufib_platform.h"
 #include "ufib/ufib_adj.h"
+#include "ufib/ufib_bintrace.h"
 #include "ufib/ufib_dirty.h"
 #include "ufib/ufib_journal.h"
 #include "ufib/ufib_prefix.h"
@@ -167,7 +168,10 @@ ufib_vobj *ufib_create_vobj(ufib_vdc *vdc, const ufib_vobj_key *key, const ufib_
         ufib_vobj_compute_cnhs_rnh_has_nve(vobj, nullptr);
     else
         ufib_vobj_compute_cnhs(vobj, nullptr);
-    if (vobj->cnh_count != 0 && ufib_platform_insert_vobj(vobj, record) == 0) return vobj;
+    if (vobj->cnh_count != 0 && ufib_platform_insert_vobj(vobj, record) == 0) {
+        (void)UFIB_VOBJ_BT_ADD_REC(vobj, UFIB_BT_CREATE);
+        return vobj;
+    }
     if (ufib_errno == 0) ufib_err_raise(UFIB_ERR_ITEM, E_VOBJ_HW_INSTALL);
     return create_failed(vobj, true);
 }
@@ -194,6 +198,7 @@ void ufib_vobj_delete(ufib_vobj *vobj) {
 
 void ufib_vobj_destroy(void *, ufib_obj *obj) {
     ufib_vobj *vobj = ufib_obj_to_vobj(obj);
+    (void)UFIB_VOBJ_BT_ADD_REC(vobj, UFIB_BT_DESTROY);
     ufib_platform_delete_vobj(vobj, UFIB_VOBJ_BOTH);
     ufib_vobj_delete(vobj);
     ufib_vobj_free(vobj);

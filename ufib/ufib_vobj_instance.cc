@@ -1,6 +1,7 @@
 /* The two hardware instances of a virtual object, and what a changed path does to them. */
 #include "core/lcfwd_log.h"
 #include "platform/ufib_platform.h"
+#include "ufib/ufib_bintrace.h"
 #include "ufib/ufib_dirty.h"
 #include "ufib/ufib_journal.h"
 #include "ufib/ufib_pss_vobj.h"
@@ -151,7 +152,11 @@ int ufib_vobj_process_rnh_update(ufib_vobj *vobj, bool in_place) {
     if (in_place) compute_in_place(vobj);
     if (!ufib_vobj_has_mpls_cnhs(vobj)) ufib_insert_vobj_in_rpf_list(vobj);
     vobj->rpf_cursor = nullptr;
-    if (vobj->new_ls_count != vobj->cnh_count) return resize(vobj, in_place);
-    (void)ufib_platform_one_write_ready();
-    return 0;
+    int status = 0;
+    if (vobj->new_ls_count != vobj->cnh_count)
+        status = resize(vobj, in_place);
+    else
+        (void)ufib_platform_one_write_ready();
+    (void)UFIB_VOBJ_BT_ADD_REC(vobj, UFIB_BT_UPDATE);
+    return status;
 }
