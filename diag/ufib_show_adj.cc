@@ -6,6 +6,7 @@
 #include "platform/ufib_platform_calls.h"
 #include "ufib/ufib_adj.h"
 #include "ufib/ufib_idb.h"
+#include "ufib/ufib_stats.h"
 #include "ufib/ufib_vdc.h"
 
 #include <algorithm>
@@ -18,10 +19,6 @@ static constexpr const char *flag_names[] = {
     "punt",     "drop",        nullptr,   nullptr,    "nve",      "nve-if-down"};
 static constexpr const char *holder_names[] = {"am", "tunnel", "pbr", "wccp"};
 
-static constexpr char BRIEF_RULE[] =
-    "------------------+----------------------+-------------------+------------------+-------+-----------\n";
-static constexpr char BRIEF_HEAD[] =
-    "Next-hop          | Interface            | Rewrite           | State            | Refs  | Handle\n";
 static constexpr char BRIEF[] = "%-17s | %-20s | %-17s | %-16s | %5u | %#x\n";
 static constexpr char DETAIL[] =
     "Next-hop %s, interface %s, rewrite %s, state %s, references %u, handle %#x\n"
@@ -35,12 +32,16 @@ struct adj_form {
     void (*print)(cmd_handle *handle, const ufib_family &family, ufib_adj *adj, bool detail);
 };
 
+/* Globals lie on no interface. */
+static cmd_arg interface_of(const ufib_adj *adj) {
+    return adj->key.if_index == 0 ? cmd_text("global", "interface")
+                                  : show_interface(adj->key.if_index, "interface");
+}
+
 static void adj_print(cmd_handle *handle, const ufib_family &family, ufib_adj *adj, bool detail) {
     cmd_prt_row_begin(handle);
     cmd_prt(handle, detail ? DETAIL : BRIEF, show_address(family, adj->key.address, "next_hop"),
-            adj->key.if_index == 0 ? cmd_text("", "interface")
-                                   : show_interface(adj->key.if_index, "interface"),
-            show_adj_rewrite(adj, "rewrite"), cmd_text(show_adj_state(adj), "state"),
+            interface_of(adj), show_adj_rewrite(adj, "rewrite"), cmd_text(show_adj_state(adj), "state"),
             cmd_u32(ufib_obj_refs(&adj->obj), "references"), cmd_u32(adj->obj.handle, "handle"),
             cmd_u32(adj->key.if_index, "if_index"),
             cmd_text(adj->kind == UFIB_ADJ_TUNNEL ? "tunnel" : "plain", "kind"),
@@ -54,8 +55,33 @@ static void adj_print(cmd_handle *handle, const ufib_family &family, ufib_adj *a
     cmd_prt_row_end(handle);
 }
 
-static constexpr adj_form model_form = {BRIEF_RULE, BRIEF_HEAD, adj_print};
-static constexpr adj_form statistics_form = {BRIEF_RULE, BRIEF_HEAD, adj_print};
+static void statistics_print(cmd_handle *handle, const ufib_family &family, ufib_adj *adj, bool detail) {
+    ufib_adj_stats_add(&adj->obj, true);
+    cmd_prt_row_begin(handle);
+    cmd_prt(handle,
+            detail ? "Next-hop %s, interface %s, packets %llu, bytes %llu\n"
+                     "   since the last clear: packets %llu, bytes %llu\n"
+                   : "%-17s | %-20s | %14llu | %16llu | %14llu | %16llu\n",
+            show_address(family, adj->key.address, "next_hop"), interface_of(adj),
+            cmd_u64(adj->totals.packets, "packets"), cmd_u64(adj->totals.bytes, "bytes"),
+            cmd_u64(adj->totals.packets_since_clear, "packets_since_clear"),
+            cmd_u64(adj->totals.bytes_since_clear, "bytes_since_clear"), cmd_u32(adj->obj.handle, "handle"),
+            cmd_u32(adj->key.if_index, "if_index"));
+    cmd_prt_row_end(handle);
+}
+
+static constexpr adj_form model_form = {
+    "------------------+----------------------+-------------------+------------------+-------+-----------\n",
+    "Next-hop          | Interface            | Rewrite           | State            | Refs  | Handle\n",
+    adj_print,
+};
+static constexpr adj_form statistics_form = {
+    "------------------+----------------------+----------------+------------------+----------------"
+    "+-----------------\n",
+    "Next-hop          | Interface            |        Packets |            Bytes | ... since clear"
+    " |  ... since clear\n",
+    statistics_print,
+};
 
 /* ---- walk ---- */
 

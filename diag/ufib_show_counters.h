@@ -14,7 +14,9 @@ void ufib_clear_msg_cnts_be(cmd_handle *handle, uint32_t vdc_id);
  * leaves counts of objects, and of messages and routes, alone. */
 void ufib_show_internal_counts(cmd_handle *handle, uint32_t vdc_id);
 void ufib_clear_internal_counts(cmd_handle *handle, uint32_t vdc_id);
-void ufib_clear_cumulative_counters(cmd_handle *handle, uint32_t vdc_id); /* route adds and deletes of the VDC */
+
+/* Routes added and deleted; with the statistics attribute instead the counts of all adjacencies since the last clear. */
+void ufib_clear_cumulative_counters(cmd_handle *handle, uint32_t vdc_id);
 
 /* Function timers: calls and microseconds. */
 void ufib_funcstats_show(cmd_handle *handle, uint32_t vdc_id);

@@ -1,6 +1,7 @@
 /* Counters of the unicast side: errors, routes, objects, store operations. */
 #include "core/lcfwd_vdc.h"
 #include "core/ufib_err.h"
+#include "diag/show_params.h"
 #include "diag/ufib_counters.h"
 #include "diag/ufib_show_counters.h"
 #include "host/command/command.h"
@@ -9,6 +10,7 @@
 #include "ufib/ufib_dirty.h"
 #include "ufib/ufib_prefix.h"
 #include "ufib/ufib_rnh.h"
+#include "ufib/ufib_stats.h"
 #include "ufib/ufib_vdc.h"
 
 #include <cstdio>
@@ -117,7 +119,14 @@ void ufib_clear_internal_counts(cmd_handle *handle, uint32_t vdc_id) {
 }
 
 void ufib_clear_cumulative_counters(cmd_handle *handle, uint32_t vdc_id) {
-    if (lcfwd_vdc_row(vdc_id) == nullptr) return;
-    ufib_counters_clear(vdc_id, UFIB_COUNTS_CUMULATIVE);
+    ufib_show_params params;
+    if (lcfwd_vdc_row(vdc_id) == nullptr ||
+        !ufib_show_get_params(handle, vdc_id, nullptr, UFIB_SHOW_OTHER, &params))
+        return;
+    ufib_vdc *vdc = ufib_vdc_get(vdc_id);
+    if ((params.flags & UFIB_SHOW_STATISTICS) == 0)
+        ufib_counters_clear(vdc_id, UFIB_COUNTS_CUMULATIVE);
+    else if (vdc != nullptr)
+        ufib_adj_stats_clear_all(vdc);
     cmd_rsp_send_ok(handle);
 }
