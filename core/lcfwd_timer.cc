@@ -136,6 +136,14 @@ void ufib_table_dpl_timer_stop() { timer_stop(LCFWD_TIMER_TABLE_DPL); }
 void ufib_dirty_vobj_timer_stop() { timer_stop(LCFWD_TIMER_DIRTY_VOBJ); }
 void lfib_adj_update_timer_stop() { timer_stop(LCFWD_TIMER_LFIB_ADJ); }
 
+lcfwd_timer_info lcfwd_timer_info_get(lcfwd_timer_id id) {
+    static constexpr const char *names[LCFWD_TIMER_COUNT] = {
+        "lcfwd_report_timer", "mfib_stats_timer",     "ufib_stats_timer",      "mfib_pd_timer",
+        "ufib_idb_dpl_timer", "ufib_table_dpl_timer", "ufib_dirty_vobj_timer", "lfib_adj_update_timer"};
+    const timer_row &row = timers[id];
+    return {names[id], row.timer != nullptr, timer_running(id), active_timer_left_ns(row.timer)};
+}
+
 void lcfwd_timer_reset() {
     for (timer_row &row : timers) row = {};
     for (int *set : set_ids) *set = 0;

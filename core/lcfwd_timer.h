@@ -72,4 +72,13 @@ void ufib_table_dpl_timer_stop();
 void ufib_dirty_vobj_timer_stop();
 void lfib_adj_update_timer_stop();
 
+/* A timer as shows tell it. */
+struct lcfwd_timer_info {
+    const char *name;
+    bool made; /* it has a callback */
+    bool running;
+    uint64_t left_ns; /* until it expires */
+};
+[[nodiscard]] lcfwd_timer_info lcfwd_timer_info_get(lcfwd_timer_id id);
+
 void lcfwd_timer_reset(); /* process teardown in tests */

@@ -25,7 +25,7 @@ static constexpr lcfwd_cmi_row show_rows[] = {
     {CMD_SHOW_OTV_OVERLAY, "ufib_show_otv_overlay", nullptr},
     {CMD_SHOW_INTERNAL_COUNTS, "ufib_show_internal_counts", ufib_show_internal_counts},
     {CMD_SHOW_MSG_CNTS, "ufib_show_msg_cnts_be", ufib_show_msg_cnts_be},
-    {CMD_SHOW_RESTART, "ufib_show_restart_be", nullptr},
+    {CMD_SHOW_RESTART, "ufib_show_restart_be", ufib_show_restart_be},
     {CMD_SHOW_TRACE, "ufib_show_trace_be", ufib_show_trace_be},
     {CMD_SHOW_TRACE_PROFILE, "ufib_show_trace_profile_be", ufib_show_trace_profile_be},
     {CMD_SHOW_FUNCSTATS, "ufib_show_trace_pr_fstats_be", ufib_show_trace_pr_fstats_be},
@@ -101,7 +101,7 @@ static constexpr lcfwd_cmi_row show_rows[] = {
     {CMD_SET_HISTORY_STICKY, "lcfwd_set_bt_sticky", nullptr},
     {CMD_SHOW_INTERFACES, "lcfwd_show_interfaces", lcfwd_show_interfaces},
     {CMD_SHOW_TABLES, "lcfwd_show_tables", nullptr},
-    {CMD_SHOW_PROCESS, "lcfwd_show_process", nullptr},
+    {CMD_SHOW_PROCESS, "lcfwd_show_process", lcfwd_show_process},
     {CMD_CHECK_CONSISTENCY, "lcfwd_check_consistency", nullptr},
 };
 static_assert(std::is_sorted(std::begin(show_rows), std::end(show_rows),

@@ -171,4 +171,12 @@ void mts_wake() {
     errno = saved;
 }
 
+bool mts_queue_info_get(uint32_t handle, mts_queue_info *out) {
+    const mts_queue *queue = mts_queue_find(handle);
+    if (queue == nullptr) return false;
+    const uint32_t pending = queue->state == MTS_SLOT_PENDING ? 1 : 0;
+    *out = {queue->sap, queue->depth, static_cast<uint32_t>(queue->waiting.count) + pending, queue->received};
+    return true;
+}
+
 const mts_counters *mts_counters_get() { return &mts_counts; }

@@ -141,6 +141,14 @@ int mts_queue_receive(uint32_t queue, mts_msg **message);
 /* Ends a running or the next mts_wait() at once. May be called from a signal handler. */
 void mts_wake();
 
+struct mts_queue_info {
+    uint32_t sap;
+    uint32_t depth;    /* messages */
+    uint32_t waiting;  /* that the bus holds for it; more may lie in the transport */
+    uint64_t received; /* since it was bound */
+};
+[[nodiscard]] bool mts_queue_info_get(uint32_t queue, mts_queue_info *out); /* false: no such queue */
+
 struct mts_counters {
     uint64_t received;        /* good messages taken from a transport */
     uint64_t sent;            /* handed to a connection, at once or into its queue */

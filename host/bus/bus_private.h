@@ -27,6 +27,7 @@ struct mts_queue {
     mts_slot_state state;
     frame_fifo waiting; /* came before what the transport still holds: put aside while a question was open */
     uint32_t last_token;
+    uint64_t received; /* good messages */
 };
 
 /* A way to carry frames. All calls give 0 or an errno. */

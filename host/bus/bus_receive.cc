@@ -58,6 +58,7 @@ static int transport_message(mts_queue *queue, mts_slot *slot) {
             slot->message.queue = queue->handle;
             slot->message.peer = peer;
             mts_counts.received++;
+            queue->received++;
             return 0;
         }
     }

@@ -96,11 +96,15 @@ static active_timer *first_timer(int set, uint64_t newest) {
     return first;
 }
 
+uint64_t active_timer_left_ns(const active_timer *timer) {
+    const uint64_t now = host_clock_monotonic_ns();
+    return active_timer_running(timer) && timer->expiry_ns > now ? timer->expiry_ns - now : 0;
+}
+
 bool active_timer_get_next_expiry_time(timespec *left) {
     const active_timer *timer = first_timer(0, UINT64_MAX);
     if (timer == nullptr) return false;
-    const uint64_t now = host_clock_monotonic_ns();
-    const uint64_t ns = timer->expiry_ns > now ? timer->expiry_ns - now : 0;
+    const uint64_t ns = active_timer_left_ns(timer);
     left->tv_sec = static_cast<time_t>(ns / NS_PER_SECOND);
     left->tv_nsec = static_cast<long>(ns % NS_PER_SECOND);
     return true;

@@ -42,6 +42,9 @@ int active_timer_stop(active_timer *timer);
 /* False from the moment its callback is called, so that a callback may start its timer again. */
 [[nodiscard]] bool active_timer_running(const active_timer *timer);
 
+/* Time from now until this timer expires; 0 for one that is overdue or does not run. */
+[[nodiscard]] uint64_t active_timer_left_ns(const active_timer *timer);
+
 /* Time from now to the next expiry in 'left'; 0/0 when a timer is overdue. False, and 'left' untouched, when
  * no timer runs. */
 [[nodiscard]] bool active_timer_get_next_expiry_time(timespec *left);
