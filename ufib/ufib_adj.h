@@ -31,7 +31,8 @@ constexpr uint32_t UFIB_ADJ_PEER_GW = 0x00004;
 constexpr uint32_t UFIB_ADJ_MCAST_SRC = 0x00040;
 constexpr uint32_t UFIB_ADJ_ATTACHED = 0x00080;
 constexpr uint32_t UFIB_ADJ_RECIRCULATE = 0x00100;
-constexpr uint32_t UFIB_ADJ_CONSISTENCY = 0x00400;
+constexpr uint32_t UFIB_ADJ_ROUTE_SEEN = 0x00200;  /* marks of consistency checks: a route leads to it */
+constexpr uint32_t UFIB_ADJ_CONSISTENCY = 0x00400; /* ... and the adjacency manager named it */
 constexpr uint32_t UFIB_ADJ_RESOLVED = 0x00800;
 constexpr uint32_t UFIB_ADJ_GLEAN = 0x01000;
 constexpr uint32_t UFIB_ADJ_DIRECT = 0x02000; /* request for the global glean */
@@ -155,6 +156,8 @@ void ufib_adj_init_dyn(ufib_adj *adj, const ufib_platform_rewrite *rewrite, uint
 [[nodiscard]] uint32_t ufib_route_to_adj_flags(uint32_t route_flags);
 
 /* Globals. create: null (logged) without memory or hardware. */
+/* The kind of global that a request of these flags gets for a next hop on that interface; 0: a real adjacency. */
+[[nodiscard]] uint32_t ufib_adj_global_kind(const ufib_family &family, uint32_t if_index, uint32_t adj_flags);
 void ufib_create_global_adjs(ufib_vdc *vdc);
 void ufib_delete_global_adjs(ufib_vdc *vdc);
 [[nodiscard]] ufib_adj *ufib_adj_create_global(ufib_vdc *vdc, uint32_t kind, uint32_t ha_handle);

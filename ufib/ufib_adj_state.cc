@@ -87,8 +87,8 @@ void ufib_adj_init_dyn(ufib_adj *adj, const ufib_platform_rewrite *rewrite, uint
     if (ufib_enable_rc_debugs) UFIB_TRACE("%s() Setting peer-gw flag %d.\n", __func__, peer_gateway);
 }
 
-/* The global kind that a request's flags ask for, the first match deciding; 0: none. */
-static uint32_t global_kind_wanted(const ufib_family &family, uint32_t if_index, uint32_t flags) {
+/* The first match decides. */
+uint32_t ufib_adj_global_kind(const ufib_family &family, uint32_t if_index, uint32_t flags) {
     if ((flags & UFIB_ADJ_DROP) != 0 && !if_index_is_tunnel_intf(if_index)) return family.global_drop;
     if ((flags & UFIB_ADJ_PUNT) != 0) return family.global_punt;
     if ((flags & UFIB_ADJ_DIRECT) != 0) return family.global_glean;
@@ -143,7 +143,8 @@ static ufib_obj *get_create_real(ufib_vdc *vdc, const ufib_family &family, const
 
 ufib_obj *ufib_get_create_adj(ufib_vdc *vdc, const ufib_family &family, const ufib_adj_key &key,
                               const ufib_adj_request &request) {
-    const uint32_t kind = global_kind_wanted(family, key.if_index, request.flags);
+    const ufib_funcstats_block measure(UFIB_FS_ADJ_GET_CREATE);
+    const uint32_t kind = ufib_adj_global_kind(family, key.if_index, request.flags);
     if (kind == 0) return get_create_real(vdc, family, key, request);
     if (!restart_says_real(vdc, kind, request.ha_handle)) return global_wanted(vdc, kind);
     ufib_adj_request real = request;

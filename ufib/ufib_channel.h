@@ -36,6 +36,11 @@ void ufib_bulk_v1_route_update(const ufib_family &family, lcfwd_vdc_desc *vdc, c
 void ufib_bulk_route_update(const ufib_family &family, lcfwd_vdc_desc *vdc, const route_update_hdr &hdr,
                             wire_cursor body, ufib_batch_result *result);
 
+/* Checks of the headers: every rule runs and counts, the last that fails stands in ufib_errno. True: bad. Without
+ * 'check_counts' only the table is looked at. */
+bool ufib_route_update_v1_hdr_errors(const route_update_v1_hdr &hdr);
+bool ufib_route_update_hdr_errors(const route_update_hdr &hdr, bool check_counts);
+
 /* Turns the version 0 record at the cursor, which is 'route_len' bytes long and within the cursor, into a route
  * record in a static scratch area. Null when its next hops pass its end, have an extra block that is too short, or do
  * not fit: E_ROUTE_NHINFO_INVALID. */

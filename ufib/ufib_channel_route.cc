@@ -127,8 +127,7 @@ static void ufib_trace_route_update_v1_hdr(const route_update_v1_hdr &hdr) {
             static_cast<uint32_t>(hdr.flags), wire_get(hdr.xid), static_cast<uint32_t>(hdr.epoch));
 }
 
-/* Every rule runs and counts; the last that fails stands in ufib_errno. */
-static bool ufib_route_update_v1_hdr_errors(const route_update_v1_hdr &hdr) {
+bool ufib_route_update_v1_hdr_errors(const route_update_v1_hdr &hdr) {
     bool bad = false;
     if (wire_get(hdr.batch_size) == 0) bad = ufib_err_raise(UFIB_ERR_REQUEST, E_ZERO_BULK_SZ) != 0;
     if (wire_get(hdr.count) == 0) bad = ufib_err_raise(UFIB_ERR_REQUEST, E_ZERO_ROUTE_CNT) != 0;
@@ -186,7 +185,7 @@ static void ufib_trace_route_update_hdr(const route_update_hdr &hdr) {
             static_cast<uint32_t>(hdr.epoch));
 }
 
-static bool ufib_route_update_hdr_errors(const route_update_hdr &hdr, bool check_counts) {
+bool ufib_route_update_hdr_errors(const route_update_hdr &hdr, bool check_counts) {
     bool bad = false;
     if (wire_get(hdr.table_id) == 0) bad = ufib_err_raise(UFIB_ERR_REQUEST, E_INV_TABLE_ID) != 0;
     if (!check_counts || hdr.flags != 0) return bad;

@@ -24,7 +24,8 @@ constexpr uint8_t UFIB_HOLDER_LISP = 0x20;
 constexpr uint8_t UFIB_HOLDER_MCAST_SRC = 0x40;
 constexpr uint8_t UFIB_HOLDERS_ROUTE = 0x0f; /* any of these keeps the route itself */
 
-constexpr uint8_t UFIB_TAG_VALID = 0x01; /* tag flags */
+constexpr uint8_t UFIB_TAG_VALID = 0x01;   /* tag flags */
+constexpr uint8_t UFIB_TAG_CC_SEEN = 0x80; /* a consistency check has named the prefix, and found nothing wrong */
 
 struct ufib_pfx;
 
@@ -49,7 +50,7 @@ struct ufib_pfx {
     uint32_t attached_if_index; /* of a direct route with one next hop */
     uint32_t last_update;       /* seconds, wall clock */
     uint16_t sgt;               /* security-group tag */
-    uint8_t tag_flags;          /* UFIB_TAG_VALID */
+    uint8_t tag_flags;          /* UFIB_TAG_* */
     uint8_t epoch;              /* of the update that last touched it */
     uint8_t mask_len;
     uint8_t nh_count;    /* effective count */

@@ -8,6 +8,7 @@
 #include "persist/lcfwd_pss.h"
 #include "platform/ufib_platform_calls.h"
 #include "ufib/ufib_adj.h"
+#include "ufib/ufib_consistency.h"
 #include "ufib/ufib_bintrace.h"
 #include "ufib/ufib_cookie.h"
 #include "ufib/ufib_ecmp.h"
@@ -167,6 +168,7 @@ static void ufib_reset() {
     ufib_prefix_reset();
     ufib_pss_reset();
     ufib_stats_reset();
+    ufib_consistency_reset();
     ufib_obj_reset();
     ufib_hook = {};
 }

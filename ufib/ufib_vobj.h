@@ -118,7 +118,9 @@ struct ufib_vobj_fec {
     ufib_vobj *vobj;
 };
 
-constexpr uint32_t UFIB_VOBJ_CONSISTENCY = 0x03; /* two marks of consistency checks */
+constexpr uint32_t UFIB_VOBJ_FOUND_RIGHT = 0x01; /* marks of consistency checks: by a route, or by several */
+constexpr uint32_t UFIB_VOBJ_FOUND_WRONG = 0x02;
+constexpr uint32_t UFIB_VOBJ_CONSISTENCY = UFIB_VOBJ_FOUND_RIGHT | UFIB_VOBJ_FOUND_WRONG;
 constexpr uint32_t UFIB_VOBJ_DIRTY = 0x04;       /* on the dirty list */
 constexpr uint32_t UFIB_VOBJ_REVERSED = 0x08;    /* the prefix walk goes towards the head */
 constexpr uint32_t UFIB_VOBJ_WALKING = 0x10;     /* it has begun; the cursor alone cannot tell */
