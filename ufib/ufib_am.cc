@@ -8,6 +8,7 @@
 #include "core/ufib_trace.h"
 #include "platform/ufib_platform.h"
 #include "ufib/ufib_adj_holder.h"
+#include "ufib/ufib_consistency.h"
 #include "ufib/ufib_idb.h"
 #include "ufib/ufib_pss.h"
 #include "ufib/ufib_vdc.h"
@@ -15,8 +16,6 @@
 #include <cstring>
 
 constexpr uint32_t OPC_AM_NOTIFICATION = 74766;
-
-ufib_am_checker ufib_am_check;
 
 static const ufib_family *family_of_afi(uint8_t afi) {
     return afi == ufib_v4.afi ? &ufib_v4 : afi == ufib_v6.afi ? &ufib_v6 : nullptr;
@@ -125,13 +124,15 @@ static void am_notification(ufib_vdc *vdc, const ufib_am_entry &entry) {
     am_adj_resolved(vdc, entry, adj_flags);
 }
 
-/* A consistency entry goes to the checker; the last one of a walk ends it. */
-static void am_check_entry(ufib_vdc *vdc, const ufib_am_hdr &hdr, const ufib_am_entry &entry, bool last) {
-    const ufib_family *family = family_of_afi(entry.afi);
-    if (family == nullptr || ufib_am_check.check == nullptr) return;
-    ufib_am_check.check(vdc, *family, entry);
-    const uint8_t end = family->index == UFIB_STATS_V4 ? UFIB_AM_LAST_V4_CHECK : UFIB_AM_LAST_V6_CHECK;
-    if (last && (hdr.flags & end) != 0) ufib_am_check.walk(vdc, *family);
+/* Behind the last entry, for each family whose check the notice ends. */
+static void am_check_end(ufib_vdc *vdc, const ufib_am_hdr &hdr, const mts_msg *message) {
+    if ((hdr.flags & UFIB_AM_LAST_V4_CHECK) != 0) ufib_consistency_adj_walk(vdc, message);
+    if ((hdr.flags & UFIB_AM_LAST_V6_CHECK) != 0) ufib_v6_consistency_adj_walk(vdc, message);
+}
+
+static void am_check_entry(ufib_vdc *vdc, const ufib_am_entry &entry, const mts_msg *message) {
+    if (const ufib_family *family = family_of_afi(entry.afi); family != nullptr)
+        ufib_adj_consistency_check(vdc, *family, entry, message);
 }
 
 static bool ufib_am_errors(const ufib_am_hdr &hdr) {
@@ -141,7 +142,7 @@ static bool ufib_am_errors(const ufib_am_hdr &hdr) {
     return true;
 }
 
-void ufib_am_bulk_notification(ufib_vdc *vdc, wire_cursor payload) {
+void ufib_am_bulk_notification(ufib_vdc *vdc, wire_cursor payload, const mts_msg *message) {
     ufib_errno = 0;
     ufib_am_hdr hdr;
     if (wire_take(&payload, &hdr) != 0 || ufib_am_errors(hdr)) return;
@@ -157,7 +158,8 @@ void ufib_am_bulk_notification(ufib_vdc *vdc, wire_cursor payload) {
         payload.next += len;
         payload.left -= len;
         if ((entry->flags & UFIB_AM_CHECK) != 0) {
-            am_check_entry(vdc, hdr, *entry, left == 1);
+            am_check_entry(vdc, *entry, message);
+            if (left == 1) am_check_end(vdc, hdr, message);
             continue;
         }
         am_notification(vdc, *entry);
@@ -187,6 +189,6 @@ int ufib_fu_am_notification(fu_event *event, fu_event_node **out) {
     }
     if ((vdc->flags & LCFWD_VDC_ACTIVE) == 0 || vdc->ufib == nullptr) return LCFWD_OK;
     lcfwd_count(vdc->ufib_stats, &ufib_vdc_stats::adjacency_updates);
-    ufib_am_bulk_notification(vdc->ufib, {payload, mts_payload_size(message)});
+    ufib_am_bulk_notification(vdc->ufib, {payload, mts_payload_size(message)}, message);
     return LCFWD_OK;
 }

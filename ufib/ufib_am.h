@@ -7,6 +7,8 @@
 
 #include <cstdint>
 
+struct mts_msg;
+
 struct ufib_am_hdr { /* then entries */
     uint8_t reserved0[2];
     wire_be<uint16_t> count;
@@ -31,15 +33,9 @@ constexpr uint8_t UFIB_AM_CHECK = 0x08;     /* a consistency entry */
 constexpr uint8_t UFIB_AM_IF_DELETE = 0x10; /* the interface goes down and is deleted */
 constexpr uint8_t UFIB_AM_IF_DOWN = 0x80;
 
-/* Who takes consistency entries; null until the checker registers itself. 'walk' ends a family's check. */
-struct ufib_am_checker {
-    void (*check)(ufib_vdc *vdc, const ufib_family &family, const ufib_am_entry &entry);
-    void (*walk)(ufib_vdc *vdc, const ufib_family &family);
-};
-extern ufib_am_checker ufib_am_check;
-
-/* Works the entries of a notice; its header has been checked to be there. */
-void ufib_am_bulk_notification(ufib_vdc *vdc, wire_cursor payload);
+/* Works the entries of a notice; its header has been checked to be there. 'message' is what reports of consistency
+ * entries answer. */
+void ufib_am_bulk_notification(ufib_vdc *vdc, wire_cursor payload, const mts_msg *message);
 
 /* AM leaves an adjacency: destroyed when nobody else needs it, else glean (or drop) under its handle. */
 void ufib_am_adj_destroy(ufib_adj *adj, bool set_drop);
