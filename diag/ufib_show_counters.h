@@ -24,8 +24,8 @@ inline void ufib_show_trace_pr_fstats_be(cmd_handle *handle, uint32_t vdc_id) {
     ufib_funcstats_show(handle, vdc_id);
 }
 
-/* The VDC's binary trace as text, oldest record first, in pieces; with a limit the newest. Profile: the records that
- * tell how long something took. CMD_ATTR_VALUE: of that level only. */
+/* The VDC's binary trace as text, oldest record first, in pieces; with a limit the newest. Profile: what is
+ * traced, then the records that tell how long something took. CMD_ATTR_VALUE: of that level only. */
 void ufib_show_trace_be(cmd_handle *handle, uint32_t vdc_id);
 void ufib_show_trace_profile_be(cmd_handle *handle, uint32_t vdc_id);
 

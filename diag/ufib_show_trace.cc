@@ -13,8 +13,6 @@
 
 static constexpr uint64_t NS_PER_SECOND = 1'000'000'000;
 
-static bool any_event(uint32_t) { return true; }
-
 /* How long something took: batches, walks, functions. */
 static bool profile_event(uint32_t event) {
     return event == UFIB_TR_BATCH_TIME || event == UFIB_TR_WALK_TIME ||
@@ -76,14 +74,45 @@ static void records_print(trace_walk *work, cmd_handle *handle) {
     }
 }
 
-static void trace_show(cmd_handle *handle, uint32_t vdc_id, bool (*wanted)(uint32_t event)) {
+/* What is traced, and how much. */
+static void settings_print(cmd_handle *handle) {
+    const bl_counters *counters = bl_counters_get();
+    cmd_prt(handle, "Tracing: %s   function times: %s   their trace: %s   text log: %s   route log: %s\n",
+            cmd_text(ufib_disable_tracing ? "off" : "on", "tracing"),
+            cmd_text(ufib_update_funcstats ? "on" : "off", "function_times"),
+            cmd_text(ufib_disable_funcstats_tr ? "off" : "on", "function_trace"),
+            cmd_text(lcfwd_flog_disable ? "off" : "on", "text_log"),
+            cmd_text(ufib_enable_rc_debugs ? "on" : "off", "route_log"));
+    cmd_prt(handle, "Records written: %llu, dropped: %llu, cut: %u\n", cmd_u64(counters->records, "written"),
+            cmd_u64(counters->dropped, "dropped"), cmd_u32(counters->cut, "cut"));
+    cmd_prt_list_begin(handle, "levels");
+    for (const bl_level &level : ufib_trace_levels) {
+        if (level.word[0] == 0) continue;
+        cmd_prt_row_begin(handle);
+        cmd_prt(handle, "Level %u keeps %u records\n", cmd_u32(level.word[0] & 0xffff, "level"),
+                cmd_u32(level.word[0] >> 16, "records"));
+        cmd_prt_row_end(handle);
+    }
+    cmd_prt_list_end(handle);
+}
+
+struct trace_form {
+    bool (*wanted)(uint32_t event);
+    bool settings; /* printed first */
+};
+static constexpr trace_form all_form = {[](uint32_t) { return true; }, false};
+static constexpr trace_form profile_form = {profile_event, true};
+
+static void trace_show(cmd_handle *handle, uint32_t vdc_id, const trace_form &form) {
     ufib_show_params params;
     if (lcfwd_vdc_row(vdc_id) == nullptr ||
         !ufib_show_get_params(handle, vdc_id, nullptr, UFIB_SHOW_OTHER, &params))
         return;
-    trace_walk work = {wanted, nullptr, {&params, 0, 0, false}};
+    trace_walk work = {form.wanted, nullptr, {&params, 0, 0, false}};
+    const bool first = (params.flags & UFIB_SHOW_CONTINUING) == 0;
+    if (first && form.settings) settings_print(handle);
     int status = bl_reader_open(vdc_id, UFIB_TRACE_LOG, &work.reader);
-    if (status == 0 && (params.flags & UFIB_SHOW_CONTINUING) == 0) status = trace_begin(&work, vdc_id);
+    if (status == 0 && first) status = trace_begin(&work, vdc_id);
     if (status != 0) {
         cmd_prt_send_nok(handle, 4, "no trace: %s", std::strerror(status));
         return;
@@ -94,7 +123,7 @@ static void trace_show(cmd_handle *handle, uint32_t vdc_id, bool (*wanted)(uint3
     show_walk_end(handle, &work.walk);
 }
 
-void ufib_show_trace_be(cmd_handle *handle, uint32_t vdc_id) { trace_show(handle, vdc_id, any_event); }
+void ufib_show_trace_be(cmd_handle *handle, uint32_t vdc_id) { trace_show(handle, vdc_id, all_form); }
 void ufib_show_trace_profile_be(cmd_handle *handle, uint32_t vdc_id) {
-    trace_show(handle, vdc_id, profile_event);
+    trace_show(handle, vdc_id, profile_form);
 }
