@@ -1,5 +1,7 @@
 #include "ufib/ufib_dpl.h"
 
+#include "host/containers/heap.h"
+
 #include <cstdlib>
 
 struct dpl_entry {
@@ -9,7 +11,7 @@ struct dpl_entry {
 };
 
 int ufib_dpl_queue(ufib_dpl *dpl, uint32_t vdc_id, uint32_t key) {
-    auto *entry = static_cast<dpl_entry *>(std::calloc(1, sizeof(dpl_entry)));
+    auto *entry = static_cast<dpl_entry *>(heap_calloc(1, sizeof(dpl_entry)));
     if (entry == nullptr) return 0;
     entry->vdc_id = vdc_id;
     entry->key = key;

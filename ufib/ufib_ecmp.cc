@@ -1,6 +1,7 @@
 #include "ufib/ufib_ecmp.h"
 
 #include "core/lcfwd_log.h"
+#include "host/containers/heap.h"
 #include "platform/ufib_platform_calls.h"
 #include "ufib/ufib_bintrace.h"
 #include "ufib/ufib_dbel.h"
@@ -31,7 +32,7 @@ static ufib_ecmp *ufib_ecmp_alloc(const ufib_family &family, uint32_t paths) {
     const size_t key_at = sizeof(ufib_ecmp) + paths * sizeof(ufib_obj *);
     const size_t space_at = (key_at + ufib_ecmp_key_bytes(family) + 7) & ~size_t{7};
     const uint32_t space = ufib_platform_ecmp_space_len(static_cast<uint8_t>(paths));
-    auto *bytes = static_cast<uint8_t *>(std::calloc(1, space_at + space));
+    auto *bytes = static_cast<uint8_t *>(heap_calloc(1, space_at + space));
     if (bytes == nullptr) {
         ufib_err_raise(UFIB_ERR_ITEM, E_ECMP_NOMEM);
         UFIB_ERR("failed to create ecmp, no mem");

@@ -1,6 +1,7 @@
 /* Groups and virtual objects whose records no prefix leads to. A batch may commit before the route that asked for a
  * group is stored: the group is made again under its handle, so that the sweep takes it out of store and hardware. */
 #include "core/lcfwd_log.h"
+#include "host/containers/heap.h"
 #include "ufib/ufib_ecmp.h"
 #include "ufib/ufib_ha_private.h"
 #include "ufib/ufib_next_hop.h"
@@ -67,7 +68,7 @@ static instance_set instances_find(const ufib_vdc *vdc) {
     uint32_t vobjs = 0;
     for (const ufib_vobj *vobj = ufib_vobj_get_first(vdc); vobj != nullptr; vobj = ufib_vobj_get_next(vobj))
         vobjs++;
-    instance_set set = {static_cast<uint32_t *>(std::calloc(2 * vobjs + 1, sizeof(uint32_t))), 0};
+    instance_set set = {static_cast<uint32_t *>(heap_calloc(2 * vobjs + 1, sizeof(uint32_t))), 0};
     if (set.handles == nullptr) return set;
     for (const ufib_vobj *vobj = ufib_vobj_get_first(vdc); vobj != nullptr; vobj = ufib_vobj_get_next(vobj)) {
         set.handles[set.count++] = vobj->new_handle;

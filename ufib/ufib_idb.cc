@@ -3,6 +3,7 @@
 #include "core/lcfwd_log.h"
 #include "core/lcfwd_timer.h"
 #include "core/ufib_err.h"
+#include "host/containers/heap.h"
 #include "host/containers/slab.h"
 #include "host/interfaces/interfaces.h"
 #include "persist/lcfwd_pss.h"
@@ -117,7 +118,7 @@ void ufib_idb_db_destroy(ufib_vdc *vdc) {
 }
 
 int ufib_create_vdc_global_dummy_idb(ufib_vdc *vdc) {
-    vdc->dummy_idb = static_cast<ufib_idb *>(std::calloc(1, sizeof(ufib_idb)));
+    vdc->dummy_idb = static_cast<ufib_idb *>(heap_calloc(1, sizeof(ufib_idb)));
     if (vdc->dummy_idb == nullptr) return -1;
     vdc->dummy_idb->vdc_id = vdc->desc->vdc_id;
     return 0;

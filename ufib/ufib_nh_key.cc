@@ -1,6 +1,7 @@
 #include "ufib/ufib_nh_key.h"
 
 #include "core/lcfwd_log.h"
+#include "host/containers/heap.h"
 #include "host/interfaces/interfaces.h"
 #include "ufib/ufib_hooks.h"
 
@@ -49,7 +50,7 @@ struct xri_block { /* what ufib_adj::xri points at */
 };
 
 static uint8_t *ufib_adj_xri_alloc() {
-    auto *block = static_cast<xri_block *>(std::calloc(1, sizeof(xri_block)));
+    auto *block = static_cast<xri_block *>(heap_calloc(1, sizeof(xri_block)));
     if (block == nullptr) {
         UFIB_ERR("no memory for extra route information");
         return nullptr;

@@ -1,6 +1,7 @@
 #include "ufib/ufib_prefix.h"
 
 #include "core/lcfwd_log.h"
+#include "host/containers/heap.h"
 #include "host/containers/slab.h"
 #include "host/timer/clock.h"
 #include "platform/ufib_platform.h"
@@ -141,7 +142,7 @@ static ufib_pfx *prefix_make(ufib_table *table, const uint8_t *address, uint32_t
     pfx->nh_count = nh_count;
     if (rnh) {
         pfx->flags |= UFIB_PFX_FLAG_RNH;
-        pfx->rnh = static_cast<ufib_rnh *>(std::calloc(1, sizeof(ufib_rnh)));
+        pfx->rnh = static_cast<ufib_rnh *>(heap_calloc(1, sizeof(ufib_rnh)));
         if (pfx->rnh != nullptr) pfx->rnh->prefix = pfx;
     }
     if ((rnh && pfx->rnh == nullptr) || !ufib_prefix_insert(table, pfx)) {

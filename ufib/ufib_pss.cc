@@ -2,6 +2,7 @@
 
 #include "core/lcfwd_log.h"
 #include "core/ufib_err.h"
+#include "host/containers/heap.h"
 #include "host/tlv/tlv.h"
 #include "persist/lcfwd_pss.h"
 #include "persist/lcfwd_pss_record.h"
@@ -277,7 +278,7 @@ uint32_t ufib_get_table_pss_space_len() {
 /* The library alone decides how long its bytes are. */
 static void table_platform_write(const ufib_table *table, tlv_aligned_array *array) {
     const uint32_t len = ufib_platform_sizes.table_pss_space_len;
-    void *bytes = len > UINT16_MAX ? nullptr : std::calloc(1, len);
+    void *bytes = len > UINT16_MAX ? nullptr : heap_calloc(1, len);
     if (bytes == nullptr) {
         UFIB_ERR("no room for %u bytes of the platform about table 0x%x", len, table->table_id);
         return;

@@ -2,6 +2,7 @@
 
 #include "core/lcfwd_log.h"
 #include "core/lcfwd_timer.h"
+#include "host/containers/heap.h"
 #include "host/containers/slab.h"
 #include "platform/ufib_platform.h"
 #include "ufib/ufib_dpl.h"
@@ -64,7 +65,7 @@ static int ufib_table_init(ufib_table *table, uint32_t vdc_id, uint32_t table_id
     table->vdc_id = static_cast<uint16_t>(vdc_id);
     table->type = static_cast<uint8_t>(family.table_type);
     for (ufib_table_side *side : {&table->main, &table->rnh}) {
-        side->per_length = static_cast<uint32_t *>(std::calloc(family.max_len + 1, sizeof(uint32_t)));
+        side->per_length = static_cast<uint32_t *>(heap_calloc(family.max_len + 1, sizeof(uint32_t)));
         if (side->per_length == nullptr) {
             ufib_err_raise(UFIB_ERR_ITEM, E_TABLE_NOMEM);
             return -1;

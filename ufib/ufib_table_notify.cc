@@ -2,6 +2,7 @@
 #include "core/lcfwd_log.h"
 #include "core/lcfwd_mts.h"
 #include "host/bus/fu_mts.h"
+#include "host/containers/heap.h"
 #include "host/interfaces/l3vm.h"
 #include "host/system/system.h"
 #include "platform/ufib_platform.h"
@@ -46,7 +47,7 @@ static int notice_send(const table_notice *notice) {
 
 static table_notice *notice_alloc(const ufib_vdc *vdc, uint32_t rows) {
     auto *notice =
-        static_cast<table_notice *>(std::calloc(1, sizeof(table_notice) + rows * sizeof(table_notice_row)));
+        static_cast<table_notice *>(heap_calloc(1, sizeof(table_notice) + rows * sizeof(table_notice_row)));
     if (notice == nullptr)
         UFIB_ERR("malloc failed");
     else

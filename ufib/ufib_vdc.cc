@@ -4,6 +4,7 @@
 #include "core/lcfwd_mts.h"
 #include "core/lcfwd_stats.h"
 #include "core/ufib_trace.h"
+#include "host/containers/heap.h"
 #include "host/system/system.h"
 #include "persist/lcfwd_pss.h"
 #include "platform/ufib_platform_calls.h"
@@ -80,8 +81,8 @@ static void ufib_pss_restore_global_adjs(ufib_vdc *vdc) {
 }
 
 void ufib_vdc_create(lcfwd_vdc_desc *row, bool restart) {
-    row->ufib = static_cast<ufib_vdc *>(std::calloc(1, sizeof(ufib_vdc)));
-    row->ufib_stats = static_cast<ufib_vdc_stats *>(std::calloc(1, sizeof(ufib_vdc_stats)));
+    row->ufib = static_cast<ufib_vdc *>(heap_calloc(1, sizeof(ufib_vdc)));
+    row->ufib_stats = static_cast<ufib_vdc_stats *>(heap_calloc(1, sizeof(ufib_vdc_stats)));
     if (row->ufib == nullptr) {
         UFIB_ERR("no memory for the model of vdc %d", row->vdc_id);
         return;

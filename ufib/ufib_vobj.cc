@@ -2,6 +2,7 @@
 
 #include "core/lcfwd_log.h"
 #include "core/ufib_funcstats.h"
+#include "host/containers/heap.h"
 #include "platform/ufib_platform.h"
 #include "ufib/ufib_adj.h"
 #include "ufib/ufib_bintrace.h"
@@ -20,10 +21,10 @@
 static uint64_t vobj_id_counter;
 
 static ufib_vobj *ufib_vobj_alloc(uint32_t rows) {
-    auto *vobj = static_cast<ufib_vobj *>(std::calloc(1, sizeof(ufib_vobj) + rows * sizeof(ufib_vobj_row)));
+    auto *vobj = static_cast<ufib_vobj *>(heap_calloc(1, sizeof(ufib_vobj) + rows * sizeof(ufib_vobj_row)));
     const uint32_t space = ufib_platform_sizes.vobj_space_len;
     if (vobj != nullptr && space != 0) {
-        vobj->platform_space = static_cast<uint8_t *>(std::calloc(1, space));
+        vobj->platform_space = static_cast<uint8_t *>(heap_calloc(1, space));
         if (vobj->platform_space == nullptr) {
             std::free(vobj);
             vobj = nullptr;

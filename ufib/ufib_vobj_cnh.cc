@@ -1,5 +1,6 @@
 /* Computed next hops: the flat, sorted list of the paths that the rows of a virtual object reach at present. */
 #include "core/lcfwd_log.h"
+#include "host/containers/heap.h"
 #include "platform/ufib_platform.h"
 #include "ufib/ufib_adj.h"
 #include "ufib/ufib_hooks.h"
@@ -139,7 +140,7 @@ static void compute_cnhs(ufib_vobj *vobj, bool with_nve, bool *changed) {
     if (set->kept == 0) return;
     ufib_cnh *array = vobj->cnhs;
     if (set->kept != vobj->cnh_count)
-        array = static_cast<ufib_cnh *>(std::calloc(set->kept, sizeof(ufib_cnh)));
+        array = static_cast<ufib_cnh *>(heap_calloc(set->kept, sizeof(ufib_cnh)));
     if (array == nullptr) {
         UFIB_ERR("failed to alloc vobj cnhs, no mem");
         ufib_err_raise(UFIB_ERR_ITEM, E_VOBJ_NOMEM);

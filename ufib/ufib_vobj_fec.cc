@@ -1,6 +1,7 @@
 /* The view of a virtual object that labels forward to. */
 #include "core/lcfwd_log.h"
 #include "core/ufib_err.h"
+#include "host/containers/heap.h"
 #include "platform/ufib_platform.h"
 #include "ufib/ufib_journal.h"
 #include "ufib/ufib_pss_vobj.h"
@@ -9,7 +10,7 @@
 #include <cstdlib>
 
 int ufib_vobj_fec_attach(ufib_vobj *vobj, uint32_t old_handle, uint32_t new_handle) {
-    auto *fec = static_cast<ufib_vobj_fec *>(std::calloc(1, sizeof(ufib_vobj_fec)));
+    auto *fec = static_cast<ufib_vobj_fec *>(heap_calloc(1, sizeof(ufib_vobj_fec)));
     if (fec == nullptr) {
         ufib_err_raise(UFIB_ERR_ITEM, E_VOBJ_NOMEM);
         UFIB_ERR("memory alloc error while alloc'ing vobj_fec\n");

@@ -1,5 +1,7 @@
 #include "host/containers/index_range.h"
 
+#include "host/containers/heap.h"
+
 #include <cerrno>
 #include <cstdlib>
 
@@ -13,15 +15,15 @@ struct index_range {
 
 index_range *index_range_init(uint32_t low, uint32_t high, uint32_t step, uint32_t) {
     if (low > high || step == 0 || high == INDEX_RANGE_NONE) return nullptr;
-    auto *range = static_cast<index_range *>(std::calloc(1, sizeof(index_range)));
+    auto *range = static_cast<index_range *>(heap_calloc(1, sizeof(index_range)));
     if (range == nullptr) return nullptr;
     range->low = low;
     range->step = step;
     range->count = (high - low) / step + 1;
     range->words = range->count / 64 + 1;
     range->full_words = range->words / 64 + 1;
-    range->taken = static_cast<uint64_t *>(std::calloc(range->words, sizeof(uint64_t)));
-    range->full = static_cast<uint64_t *>(std::calloc(range->full_words, sizeof(uint64_t)));
+    range->taken = static_cast<uint64_t *>(heap_calloc(range->words, sizeof(uint64_t)));
+    range->full = static_cast<uint64_t *>(heap_calloc(range->full_words, sizeof(uint64_t)));
     if (range->taken == nullptr || range->full == nullptr) {
         index_range_destroy(range);
         return nullptr;

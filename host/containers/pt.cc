@@ -1,5 +1,6 @@
 #include "host/containers/pt.h"
 
+#include "host/containers/heap.h"
 #include "host/containers/slab.h"
 
 #include <cerrno>
@@ -28,7 +29,7 @@ static pt_state state;
 
 pt_attr *pt_attr_create(int, int, uint32_t key_bytes) {
     if (key_bytes == 0 || key_bytes > 16) return nullptr;
-    auto *attr = static_cast<pt_attr *>(std::calloc(1, sizeof(pt_attr)));
+    auto *attr = static_cast<pt_attr *>(heap_calloc(1, sizeof(pt_attr)));
     if (attr != nullptr) attr->key_bytes = key_bytes;
     return attr;
 }

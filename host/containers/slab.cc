@@ -1,5 +1,7 @@
 #include "host/containers/slab.h"
 
+#include "host/containers/heap.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -98,7 +100,7 @@ static uint32_t knob_take(const char *name) {
 
 slab *slab_create(const char *name, size_t element_bytes, uint32_t per_slab) {
     if (element_bytes == 0 || element_bytes > (1u << 30) || per_slab == 0) return nullptr;
-    auto *pool = static_cast<slab *>(std::calloc(1, sizeof(slab)));
+    auto *pool = static_cast<slab *>(heap_calloc(1, sizeof(slab)));
     if (pool == nullptr) return nullptr;
     (void)std::snprintf(pool->name, sizeof pool->name, "%s", name);
     pool->element_bytes = static_cast<uint32_t>((element_bytes + 7) / 8 * 8);
@@ -111,7 +113,7 @@ slab *slab_create(const char *name, size_t element_bytes, uint32_t per_slab) {
 
 static bool chunk_add(slab *pool) {
     const uint64_t bytes = uint64_t{pool->element_bytes} * pool->per_slab;
-    auto *chunk = static_cast<slab_chunk *>(std::calloc(1, sizeof(slab_chunk)));
+    auto *chunk = static_cast<slab_chunk *>(heap_calloc(1, sizeof(slab_chunk)));
     if (chunk == nullptr) return false;
     auto *objects = static_cast<uint8_t *>(range_take(bytes));
     if (objects == nullptr) {
