@@ -4,6 +4,7 @@
 #include "diag/command_numbers.h"
 #include "diag/ufib_show_counters.h"
 #include "diag/ufib_show_object.h"
+#include "diag/ufib_show_route.h"
 
 #include <algorithm>
 #include <iterator>
@@ -11,16 +12,16 @@
 /* By number, for the binary search. A row without a function waits for its subsystem: its command is answered as an
  * unknown one is. */
 static constexpr lcfwd_cmi_row show_rows[] = {
-    {CMD_SHOW_V4_ROUTES, "ufib_show_v4_routes_be", nullptr},
-    {CMD_SHOW_V6_ROUTES, "ufib_show_v6_routes_be", nullptr},
+    {CMD_SHOW_V4_ROUTES, "ufib_show_v4_routes_be", ufib_show_v4_routes_be},
+    {CMD_SHOW_V6_ROUTES, "ufib_show_v6_routes_be", ufib_show_v6_routes_be},
     {CMD_SHOW_V4_ADJACENCY, "ufib_show_adjacency_v4_be", ufib_show_adjacency_v4_be},
     {CMD_SHOW_V6_ADJACENCY, "ufib_show_adjacency_v6_be", ufib_show_adjacency_v6_be},
     {CMD_SHOW_ECMP, "ufib_show_ecmp_be", ufib_show_ecmp_be},
     {CMD_SHOW_VOBJ, "ufib_show_vobj_be", ufib_show_vobj_be},
-    {CMD_SHOW_V4_PSS_ROUTES, "ufib_show_v4_pss_routes_be", nullptr},
-    {CMD_SHOW_V6_PSS_ROUTES, "ufib_show_v6_pss_routes_be", nullptr},
-    {CMD_SHOW_V4_SECURITY_MAC, "ufib_show_v4_security_mac_be", nullptr},
-    {CMD_SHOW_V4_SECURITY_SGT, "ufib_show_v4_security_sgt_be", nullptr},
+    {CMD_SHOW_V4_PSS_ROUTES, "ufib_show_v4_pss_routes_be", ufib_show_v4_pss_routes_be},
+    {CMD_SHOW_V6_PSS_ROUTES, "ufib_show_v6_pss_routes_be", ufib_show_v6_pss_routes_be},
+    {CMD_SHOW_V4_SECURITY_MAC, "ufib_show_v4_security_mac_be", ufib_show_v4_security_mac_be},
+    {CMD_SHOW_V4_SECURITY_SGT, "ufib_show_v4_security_sgt_be", ufib_show_v4_security_sgt_be},
     {CMD_SHOW_FORWARDING_VLAN, "ufib_show_forwarding_vlan_be", ufib_show_forwarding_vlan_be},
     {CMD_SHOW_OTV_OVERLAY, "ufib_show_otv_overlay", nullptr},
     {CMD_SHOW_INTERNAL_COUNTS, "ufib_show_internal_counts", ufib_show_internal_counts},
@@ -39,7 +40,7 @@ static constexpr lcfwd_cmi_row show_rows[] = {
     {CMD_CLEAR_CUMULATIVE_COUNTERS, "ufib_clear_cumulative_counters", ufib_clear_cumulative_counters},
     {CMD_CLEAR_MSG_CNTS, "ufib_clear_msg_cnts_be", ufib_clear_msg_cnts_be},
     {CMD_CLEAR_MCAST_INTERNAL_COUNTS, "mfib_clear_internal_counts", nullptr},
-    {CMD_BYPASS_HARDWARE, "ufib_forwarding_bypass_hardware", nullptr},
+    {CMD_BYPASS_HARDWARE, "ufib_forwarding_bypass_hardware", ufib_forwarding_bypass_hardware},
     {CMD_DISABLE_TRACING, "ufib_disable_tracing", ufib_switch_disable_tracing},
     {CMD_ENABLE_RC_DEBUGS, "ufib_enable_rc_debugs", ufib_switch_enable_rc_debugs},
     {CMD_UPDATE_FUNCSTATS, "ufib_update_funcstats", ufib_switch_update_funcstats},
@@ -100,7 +101,7 @@ static constexpr lcfwd_cmi_row show_rows[] = {
     {CMD_SET_HISTORY_FILTER, "lcfwd_set_bt_filter", nullptr},
     {CMD_SET_HISTORY_STICKY, "lcfwd_set_bt_sticky", nullptr},
     {CMD_SHOW_INTERFACES, "lcfwd_show_interfaces", lcfwd_show_interfaces},
-    {CMD_SHOW_TABLES, "lcfwd_show_tables", nullptr},
+    {CMD_SHOW_TABLES, "lcfwd_show_tables", lcfwd_show_tables},
     {CMD_SHOW_PROCESS, "lcfwd_show_process", lcfwd_show_process},
     {CMD_CHECK_CONSISTENCY, "lcfwd_check_consistency", nullptr},
 };

@@ -1,10 +1,13 @@
 /* Switches of the process that debug commands set. */
 #include "core/lcfwd_log.h"
+#include "core/lcfwd_upcalls.h"
 #include "core/lcfwd_vdc.h"
+#include "diag/command_numbers.h"
 #include "diag/show_value.h"
 #include "diag/ufib_show_counters.h"
 #include "host/command/command.h"
 #include "persist/lcfwd_pss.h"
+#include "platform/ufib_platform_api.h"
 
 #include <cstdio>
 
@@ -40,4 +43,14 @@ void ufib_switch_disable_funcstats_tr(cmd_handle *handle, uint32_t vdc_id) {
 }
 void ufib_switch_disable_pss(cmd_handle *handle, uint32_t vdc_id) {
     switch_serve(handle, vdc_id, "ufib_disable_pss", &ufib_disable_pss);
+}
+
+/* A library that has no such command may not even answer. */
+void ufib_forwarding_bypass_hardware(cmd_handle *handle, uint32_t vdc_id) {
+    static_assert(CMD_BYPASS_HARDWARE == UFIB_PLATFORM_COMMAND_BYPASS &&
+                  CMD_ATTR_VALUE == UFIB_PLATFORM_ATTR_VALUE);
+    if (lcfwd_vdc_row(vdc_id) == nullptr) return;
+    const uint64_t answers = cmd_counters_get()->answers;
+    ufib_platform_cli_show_command(handle, vdc_id, CMD_BYPASS_HARDWARE);
+    if (cmd_counters_get()->answers == answers) cmd_rep_send_nok(handle, 7, "not supported");
 }

@@ -15,6 +15,11 @@
 
 struct cmd_handle;
 
+/* The operators' command that only the library can carry out, and the attribute that sets it: a u32, 1 or 0; without
+ * it the state is told. It reaches the library through cli_show_command. */
+constexpr uint32_t UFIB_PLATFORM_COMMAND_BYPASS = 0x10028;
+constexpr uint16_t UFIB_PLATFORM_ATTR_VALUE = 22;
+
 struct ufib_platform_table_request { /* argument of table_required */
     uint32_t vdc_id;
     uint32_t table_id;

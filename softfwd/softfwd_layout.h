@@ -28,7 +28,7 @@ template <typename word> inline void softfwd_store(word *at, word value) {
 inline constexpr uint64_t SOFTFWD_TABLES_MAGIC = 0x3130647766746673ull;
 inline constexpr uint64_t SOFTFWD_READERS_MAGIC = 0x3172647766746673ull;
 inline constexpr uint64_t SOFTFWD_COUNTERS_MAGIC = 0x3163647766746673ull;
-inline constexpr uint32_t SOFTFWD_LAYOUT = 3; /* raised with each change of this page */
+inline constexpr uint32_t SOFTFWD_LAYOUT = 4; /* raised with each change of this page */
 
 /* Room that is reserved, as addresses and file length; memory is taken as it is used. Indexes start at 1. */
 inline constexpr uint32_t SOFTFWD_TABLES_ROOM = 1u << 16;
@@ -252,6 +252,8 @@ struct softfwd_header {
     uint32_t group_count;
     uint32_t a_log_sequence;
     uint32_t a_committed_log; /* newest operation that the store has committed; 0: there is no store */
+    uint32_t a_bypass;        /* not 0: packets go to the processor, whatever the tables say */
+    uint32_t pad;
     softfwd_region regions[SOFTFWD_REGION_COUNT];
     softfwd_counters counters;
     lpm_arena_head arena;

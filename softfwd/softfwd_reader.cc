@@ -223,6 +223,10 @@ static void hop_fill(const softfwd_reader *reader, uint32_t handle, const flow_t
                      hop_way *way) {
     *hop = {};
     *way = {};
+    if (softfwd_load(&reader->head->a_bypass) != 0) [[unlikely]] {
+        hop->action = SOFTFWD_PUNT;
+        return;
+    }
     const softfwd_prefix *entry = softfwd_reader_entry(reader, handle);
     if (entry == nullptr) return;
     hop->prefix_handle = handle;

@@ -2,10 +2,10 @@
  * guard, multicast sources, peers and NVE come with their own entries. */
 #include "softfwd/softfwd.h"
 
-#include "host/command/command.h"
 #include "platform/lcfwd_platform.h"
 #include "softfwd/softfwd_adj.h"
 #include "softfwd/softfwd_check.h"
+#include "softfwd/softfwd_cli.h"
 #include "softfwd/softfwd_commit.h"
 #include "softfwd/softfwd_config.h"
 #include "softfwd/softfwd_ecmp.h"
@@ -42,11 +42,6 @@ static void vdc_created(uint32_t vdc_id, bool) { vdc_note(vdc_id, true); }
 static void vdc_deleted(uint32_t vdc_id) {
     vdc_note(vdc_id, false);
     softfwd_rpf_vdc_clear(vdc_id);
-}
-
-/* The engine has no commands of its own; without an answer the operator would wait for nothing. */
-static void cli_show_command(cmd_handle *handle, uint32_t, uint32_t) {
-    cmd_rep_send_nok(handle, 2, "unknown command");
 }
 
 static void lcfwd_api_init(lcfwd_platform_api *api, int restart) {
@@ -87,7 +82,7 @@ static bool adj_del_am_lock(void *) { return softfwd_config_get()->am_lock_relea
 static bool is_upgrade_disruptive() { return false; } /* the tables outlive the process */
 
 static void entries_init(ufib_platform_api *api) {
-    api->cli_show_command = cli_show_command;
+    api->cli_show_command = softfwd_cli_show_command;
     api->insert_v4_table = softfwd_insert_v4_table;
     api->insert_v6_table = softfwd_insert_v6_table;
     api->delete_v4_table = softfwd_delete_v4_table;
