@@ -182,6 +182,7 @@ int cmd_rsp_send_ok(cmd_handle *handle) { return cmd_rep_send_ok(handle); }
 int cmd_prt_send(cmd_handle *handle) { return cmd_send(handle, CMD_ANSWER_DONE, 0, nullptr, 0); }
 
 int cmd_rep_send_nok(cmd_handle *handle, int code, const char *text) {
+    if (!handle->answered) handle->used = handle->depth = 0;
     const cmd_arg reason = cmd_text(text, "error");
     cmd_prt_args(handle, "%s", &reason, 1);
     return cmd_send(handle, CMD_ANSWER_NOK, static_cast<uint16_t>(code), nullptr, 0);

@@ -60,6 +60,7 @@ void cmd_req_route_context_get(const cmd_handle *handle, char *name, size_t size
  * bus refused the answer. ---- */
 int cmd_rep_send_ok(cmd_handle *handle);
 int cmd_rsp_send_ok(cmd_handle *handle); /* another name for it */
+/* Refused; output that has not left yet is dropped, the reason stands alone. */
 int cmd_rep_send_nok(cmd_handle *handle, int code, const char *text);
 int cmd_prt_send(cmd_handle *handle); /* the output is complete */
 /* There is more: the client asks again with these bytes. EINVAL for more than CMD_COOKIE_MAX. */
