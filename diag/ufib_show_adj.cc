@@ -9,7 +9,7 @@
 #include "ufib/ufib_stats.h"
 #include "ufib/ufib_vdc.h"
 
-#include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <iterator>
 
@@ -19,7 +19,6 @@ static constexpr const char *flag_names[] = {
     "punt",     "drop",        nullptr,   nullptr,    "nve",      "nve-if-down"};
 static constexpr const char *holder_names[] = {"am", "tunnel", "pbr", "wccp"};
 
-static constexpr char BRIEF[] = "%-17s | %-20s | %-17s | %-16s | %5u | %#x\n";
 static constexpr char DETAIL[] =
     "Next-hop %s, interface %s, rewrite %s, state %s, references %u, handle %#x\n"
     "   if_index %#x   kind %s   held by %s   flags %s\n"
@@ -27,28 +26,28 @@ static constexpr char DETAIL[] =
 
 /* What a walk prints of each adjacency. */
 struct adj_form {
-    const char *rule;
-    const char *head;
+    const char *columns;
     void (*print)(cmd_handle *handle, const ufib_family &family, ufib_adj *adj, bool detail);
 };
 
-/* Globals lie on no interface. */
-static cmd_arg interface_of(const ufib_adj *adj) {
-    return adj->key.if_index == 0 ? cmd_text("global", "interface")
-                                  : show_interface(adj->key.if_index, "interface");
+static bool is_global(const ufib_adj *adj) {
+    const ufib_vdc *vdc = adj->idb == nullptr ? nullptr : ufib_vdc_get(adj->idb->vdc_id);
+    return vdc != nullptr && adj->idb == vdc->dummy_idb;
 }
 
 static void adj_print(cmd_handle *handle, const ufib_family &family, ufib_adj *adj, bool detail) {
+    static constexpr const char *brief[] = {"%-17s | %-20s | %-17s | %-16s | %5u | %#x\n",
+                                            "%-39s | %-20s | %-17s | %-16s | %5u | %#x\n"};
     cmd_prt_row_begin(handle);
-    cmd_prt(handle, detail ? DETAIL : BRIEF, show_address(family, adj->key.address, "next_hop"),
-            interface_of(adj), show_adj_rewrite(adj, "rewrite"), cmd_text(show_adj_state(adj), "state"),
-            cmd_u32(ufib_obj_refs(&adj->obj), "references"), cmd_u32(adj->obj.handle, "handle"),
-            cmd_u32(adj->key.if_index, "if_index"),
+    cmd_prt(handle, detail ? DETAIL : brief[family.index], show_address(family, adj->key.address, "next_hop"),
+            show_interface(adj->key.if_index, "interface"), show_adj_rewrite(adj, "rewrite"),
+            cmd_text(show_adj_state(adj), "state"), cmd_u32(ufib_obj_refs(&adj->obj), "references"),
+            cmd_u32(adj->obj.handle, "handle"), cmd_u32(adj->key.if_index, "if_index"),
             cmd_text(adj->kind == UFIB_ADJ_TUNNEL ? "tunnel" : "plain", "kind"),
             cmd_text(show_bits(adj->holders, holder_names, std::size(holder_names)), "held_by"),
             cmd_text(show_bits(adj->flags, flag_names, std::size(flag_names)), "flags"),
             cmd_u32(adj->pbr_count, "pbr_references"), cmd_u32(adj->wccp_count, "wccp_references"),
-            cmd_u32(adj->dep_vobjs.count, "dependent_paths"));
+            cmd_u32(adj->dep_vobjs.count, "dependent_paths"), cmd_bool(is_global(adj), "global"));
     if (detail)
         (void)(family.index == UFIB_STATS_V4 ? ufib_platform_show_v4adj(handle, adj)
                                              : ufib_platform_show_v6adj(handle, adj));
@@ -57,31 +56,28 @@ static void adj_print(cmd_handle *handle, const ufib_family &family, ufib_adj *a
 
 static void statistics_print(cmd_handle *handle, const ufib_family &family, ufib_adj *adj, bool detail) {
     ufib_adj_stats_add(&adj->obj, true);
+    static constexpr const char *brief[] = {"%-17s | %-20s | %14llu | %16llu | %14llu | %16llu\n",
+                                            "%-39s | %-20s | %14llu | %16llu | %14llu | %16llu\n"};
     cmd_prt_row_begin(handle);
     cmd_prt(handle,
             detail ? "Next-hop %s, interface %s, packets %llu, bytes %llu\n"
                      "   since the last clear: packets %llu, bytes %llu\n"
-                   : "%-17s | %-20s | %14llu | %16llu | %14llu | %16llu\n",
-            show_address(family, adj->key.address, "next_hop"), interface_of(adj),
-            cmd_u64(adj->totals.packets, "packets"), cmd_u64(adj->totals.bytes, "bytes"),
+                   : brief[family.index],
+            show_address(family, adj->key.address, "next_hop"),
+            show_interface(adj->key.if_index, "interface"), cmd_u64(adj->totals.packets, "packets"),
+            cmd_u64(adj->totals.bytes, "bytes"),
             cmd_u64(adj->totals.packets_since_clear, "packets_since_clear"),
             cmd_u64(adj->totals.bytes_since_clear, "bytes_since_clear"), cmd_u32(adj->obj.handle, "handle"),
             cmd_u32(adj->key.if_index, "if_index"));
     cmd_prt_row_end(handle);
 }
 
+/* What stands behind the next hop, which has the width of its family. */
 static constexpr adj_form model_form = {
-    "------------------+----------------------+-------------------+------------------+-------+-----------\n",
-    "Next-hop          | Interface            | Rewrite           | State            | Refs  | Handle\n",
-    adj_print,
-};
+    "| Interface            | Rewrite           | State            | Refs  | Handle\n", adj_print};
 static constexpr adj_form statistics_form = {
-    "------------------+----------------------+----------------+------------------+----------------"
-    "+-----------------\n",
-    "Next-hop          | Interface            |        Packets |            Bytes | ... since clear"
-    " |  ... since clear\n",
-    statistics_print,
-};
+    "| Interface            |        Packets |            Bytes |  .. from clear |    .. from clear\n",
+    statistics_print};
 
 /* ---- walk ---- */
 
@@ -145,11 +141,15 @@ static void walk_all(adj_walk *work, cmd_handle *handle) {
         adj = one ? ufib_adj_if_get_next(adj) : ufib_adj_get_next(adj);
 }
 
-static void heads(cmd_handle *handle, const adj_form &form, const ufib_show_params &params) {
+static void heads(cmd_handle *handle, const adj_walk &work) {
+    const ufib_show_params &params = *work.walk.params;
     if ((params.flags & UFIB_SHOW_CONTINUING) != 0 || params.detail != 0) return;
-    cmd_prt_decoration(handle, form.rule);
-    cmd_prt_decoration(handle, form.head);
-    cmd_prt_decoration(handle, form.rule);
+    char head[160];
+    const int used = std::snprintf(head, sizeof head, "%-*s%s", work.family.index == UFIB_STATS_V4 ? 18 : 40,
+                                   "Next-hop", work.form.columns);
+    cmd_prt_decoration(handle, head);
+    for (int i = 0; i < used - 1; i++) head[i] = head[i] == '|' ? '+' : '-';
+    cmd_prt_decoration(handle, head);
 }
 
 /* One interface and one next hop name one adjacency. */
@@ -169,7 +169,7 @@ static void adj_show(cmd_handle *handle, uint32_t vdc_id, const ufib_family &fam
     adj_walk work = {family, vdc, statistics ? statistics_form : model_form, {&params, 0, 0, false}};
     constexpr uint32_t both = UFIB_SHOW_HAS_IF | UFIB_SHOW_HAS_NH;
     const bool one = (params.flags & both) == both;
-    heads(handle, work.form, params);
+    heads(handle, work);
     cmd_prt_list_begin(handle, "adjacencies");
     if (one)
         visit_one(&work, handle);
