@@ -25,6 +25,7 @@ enum ufib_show_what : uint32_t {
     UFIB_SHOW_TABLES,
     UFIB_SHOW_INTERFACES,
     UFIB_SHOW_SECURITY,
+    UFIB_SHOW_SECURITY_TAGS,
     UFIB_SHOW_OTHER,
     UFIB_SHOW_WHATS
 };
@@ -56,7 +57,7 @@ constexpr uint32_t UFIB_SHOW_HAS_NH = 0x80;     /* 'next_hop' */
 constexpr uint32_t UFIB_SHOW_HAS_HANDLE = 0x100;
 constexpr uint32_t UFIB_SHOW_HAS_VOBJ = 0x200;
 constexpr uint32_t UFIB_SHOW_IN_WILDCARD = 0x400; /* the walk stands in the wildcard table that goes first */
-constexpr uint32_t UFIB_SHOW_TABLE_DONE = 0x800;  /* it goes on with the table behind the one where it stands */
+constexpr uint32_t UFIB_SHOW_TABLE_DONE = 0x800;  /* it goes on with the table behind */
 constexpr uint32_t UFIB_SHOW_FLAGS = 0xfff;
 
 struct ufib_show_params {

@@ -108,7 +108,7 @@ static void prefix_value_write(const ufib_pfx *pfx, uint8_t *value) {
                                      &pfx->route_flags);
 }
 
-static void rnh_key_write(const ufib_pfx *pfx, uint8_t *out) {
+void ufib_pss_rnh_key(const ufib_pfx *pfx, uint8_t *out) {
     ufib_rnh_record_key key = {};
     key.table_id = pfx->table->table_id;
     if (ufib_prefix_family(pfx).index == 0) {
@@ -126,7 +126,7 @@ static void pss_insert_rnh(const ufib_pfx *pfx) {
     if (lcfwd_pss_record_begin(LCFWD_PSS_PREFIX_RNH, pfx->table->vdc_id, sizeof(ufib_rnh_record_key),
                                UFIB_RNH_RECORD_SIZE, &slot) == 0)
         return;
-    rnh_key_write(pfx, slot.key);
+    ufib_pss_rnh_key(pfx, slot.key);
     ufib_rnh_record record = {};
     uint32_t handle, paths;
     ufib_next_obj_record_info(pfx, &handle, &paths);
@@ -163,7 +163,7 @@ void ufib_pss_delete_prefix(const ufib_pfx *pfx) {
     const uint32_t vdc_id = pfx->table->vdc_id;
     if (ufib_prefix_is_rnh(pfx)) {
         uint8_t key[sizeof(ufib_rnh_record_key)];
-        rnh_key_write(pfx, key);
+        ufib_pss_rnh_key(pfx, key);
         (void)lcfwd_pss_record_delete(LCFWD_PSS_PREFIX_RNH, vdc_id, key, sizeof key);
         return;
     }
