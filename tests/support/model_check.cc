@@ -4,7 +4,6 @@
 #include "platform/platform_library.h"
 #include "tests/support/lcfwd_rig.h"
 #include "tests/support/model_check_private.h"
-#include "ufib/ufib_vobj.h"
 
 #include <bit>
 #include <cstring>
@@ -47,14 +46,15 @@ static void prefix_check(model_walk *walk, const ufib_pfx *pfx, bool rnh) {
     if (pfx->obj.next == nullptr) walk->wrong(name + " has no next object");
     if (pfx->obj.next != nullptr) {
         walk->expected[pfx->obj.next]++;
-        if (!ufib_obj_is_adj(pfx->obj.next) && ufib_obj_type_of(pfx->obj.next) != UFIB_OBJ_ECMP)
-            walk->no_vobjs = false;
+        if (!ufib_obj_is_adj(pfx->obj.next) && !ufib_obj_is_vobj(pfx->obj.next) &&
+            ufib_obj_type_of(pfx->obj.next) != UFIB_OBJ_ECMP)
+            walk->exact = false;
         if (pfx->obj.next->handle == 0) walk->wrong(name + " points at an object that is not in hardware");
     }
     const bool in_hardware = pfx->obj.handle != 0;
     const bool route = !rnh && (pfx->holders & UFIB_HOLDERS_ROUTE) != 0;
     if (route && !in_hardware) walk->wrong(name + " is held and not in hardware");
-    if (rnh && in_hardware) walk->wrong(name + " is an RNH with a handle");
+    if (rnh) model_check_rnh(walk, pfx);
     if (walk->sound && !rnh && pfx->holders == 0 && pfx->labels == nullptr)
         walk->wrong(name + " lives and nobody holds it");
     if (pfx->table->obj.handle == 0 && in_hardware) walk->wrong(name + " is in a table that is not");
@@ -153,11 +153,10 @@ static void globals_check(model_walk *walk, const ufib_vdc *vdc) {
     }
 }
 
-/* Virtual objects refer to adjacencies too; where there are any, the links of the others are a lower bound. */
 static void references_check(model_walk *walk, const ufib_adj *adj, const std::string &name) {
     const uint32_t expected = walk->expected[&adj->obj];
     const uint32_t is = ufib_obj_refs(&adj->obj);
-    if (is < expected || walk->no_vobjs) walk->same(name + " references", is, expected);
+    if (is < expected || walk->exact) walk->same(name + " references", is, expected);
     if (!walk->orphans && is == 0 && ufib_adj_destroy_ok(adj) && (adj->flags & UFIB_ADJ_RECIRCULATE) == 0)
         walk->wrong(name + " lives and nobody wants it");
 }
@@ -191,7 +190,6 @@ static void groups_check(model_walk *walk, ufib_vdc *vdc) {
     walk->same("vdc " + std::to_string(vdc->desc->vdc_id) + " groups", vdc->ecmp_count, count);
 }
 
-/* Recursive next hops hold groups as well. */
 static void group_references_check(model_walk *walk, const ufib_ecmp *group) {
     walk->same(model_name(group) + " references", ufib_obj_refs(&group->obj), walk->expected[&group->obj]);
     if (!walk->orphans && ufib_ecmp_destroy_ok(group))
@@ -232,6 +230,11 @@ static void handles_check(model_walk *walk) {
         if (group->obj.handle != 0 && (!walk->group_by_handle.emplace(group->obj.handle, group).second ||
                                        walk->adj_by_handle.count(group->obj.handle) != 0))
             walk->wrong(model_name(group) + " shares its handle");
+    for (const ufib_vobj *vobj : walk->vobjs)
+        for (const uint32_t handle : {vobj->old_handle, vobj->new_handle})
+            if (handle != 0 && (!walk->vobj_by_handle.emplace(handle, vobj).second ||
+                                walk->adj_by_handle.count(handle) + walk->group_by_handle.count(handle) != 0))
+                walk->wrong(model_name(vobj) + " shares its handle");
 }
 
 std::vector<std::string> model_check(const lcfwd_rig &rig, const model_check_options &options) {
@@ -246,13 +249,14 @@ std::vector<std::string> model_check(const lcfwd_rig &rig, const model_check_opt
         interfaces_check(&walk, vdc);
         globals_check(&walk, vdc);
         groups_check(&walk, vdc);
-        if (ufib_vobj_get_first(vdc) != nullptr) walk.no_vobjs = false;
+        model_check_vobjs(&walk, vdc);
         walk.vdcs.push_back(id);
     }
     for (const ufib_adj *adj : walk.adjacencies) references_check(&walk, adj, model_name(adj));
     for (const ufib_ecmp *group : walk.groups) group_references_check(&walk, group);
     for (const model_global &global : walk.globals)
         references_check(&walk, global.adj, "global " + std::to_string(global.kind));
+    model_check_vobj_references(&walk);
     leaks_check(&walk);
     if (options.sound) handles_check(&walk);
     const platform_library *library = platform_library_get();

@@ -44,11 +44,38 @@ static void adjs_compare(model_walk *walk, softfwd_reader *reader) {
     walk->same("engine: adjacencies", met, walk->adj_by_handle.size());
 }
 
+/* Each instance keeps its size; what fits of the paths of now stands in both. */
+static void vobj_compare(model_walk *walk, const softfwd_group_info &entry, size_t *met) {
+    const auto found = walk->vobj_by_handle.find(entry.handle);
+    if (found == walk->vobj_by_handle.end()) {
+        walk->wrong("engine: instance " + std::to_string(entry.handle) + " is not in the model");
+        return;
+    }
+    (*met)++;
+    const ufib_vobj *vobj = found->second;
+    const std::string name = "engine: " + model_name(vobj) + " instance " + std::to_string(entry.handle);
+    const uint32_t size = entry.handle == vobj->new_handle ? vobj->new_ls_count : vobj->old_ls_count;
+    walk->same(name + " size", entry.size, size);
+    const bool current = entry.handle == vobj->new_handle && size == vobj->cnh_count;
+    for (uint32_t i = 0; i < entry.count; i++) {
+        const uint32_t member = entry.members[i].adj_handle;
+        if (walk->adj_by_handle.count(member) == 0)
+            walk->wrong(name + " leads to adjacency " + std::to_string(member) +
+                        ", which is not in the model");
+        if (current && walk->values)
+            walk->same(name + " member " + std::to_string(i), member,
+                       ufib_obj_get_hardware_handle(vobj->cnhs[i].obj));
+    }
+}
+
 static void groups_compare(model_walk *walk, softfwd_reader *reader) {
-    size_t met = 0;
+    size_t met = 0, instances = 0;
     softfwd_group_info entry = {};
     while (softfwd_reader_group_next(reader, &entry) == 0) {
-        if (entry.origin != SOFTFWD_GROUP_ECMP) continue;
+        if (entry.origin != SOFTFWD_GROUP_ECMP) {
+            vobj_compare(walk, entry, &instances);
+            continue;
+        }
         const auto found = walk->group_by_handle.find(entry.handle);
         if (found == walk->group_by_handle.end()) {
             walk->wrong("engine: group " + std::to_string(entry.handle) + " is not in the model");
@@ -63,6 +90,15 @@ static void groups_compare(model_walk *walk, softfwd_reader *reader) {
                        ufib_obj_get_hardware_handle(group->paths[i]));
     }
     walk->same("engine: groups", met, walk->group_by_handle.size());
+    walk->same("engine: instances", instances, walk->vobj_by_handle.size());
+}
+
+/* While a walk is on, prefixes may still lead to the old instance. */
+static void next_compare(model_walk *walk, const ufib_pfx *pfx, uint32_t handle, const std::string &name) {
+    const auto *vobj = reinterpret_cast<const ufib_vobj *>(pfx->obj.next);
+    const bool to_old =
+        ufib_obj_is_vobj(pfx->obj.next) && model_is_moving(vobj) && handle == vobj->old_handle;
+    if (!to_old) walk->same(name + " next", handle, ufib_obj_get_hardware_handle(pfx->obj.next));
 }
 
 static void prefix_compare(model_walk *walk, const ufib_pfx *pfx, const softfwd_prefix_info &entry) {
@@ -71,8 +107,7 @@ static void prefix_compare(model_walk *walk, const ufib_pfx *pfx, const softfwd_
         !model_same_prefix(entry.address, ufib_pfx_address(pfx), pfx->mask_len))
         walk->wrong(name + " has another address");
     walk->same(name + " table", entry.table_handle, pfx->table->obj.handle);
-    if (walk->no_vobjs)
-        walk->same(name + " next", entry.next_handle, ufib_obj_get_hardware_handle(pfx->obj.next));
+    if (walk->exact) next_compare(walk, pfx, entry.next_handle, name);
 }
 
 static void prefixes_compare(model_walk *walk, softfwd_reader *reader, const softfwd_table_info &table,
@@ -130,10 +165,13 @@ static void fake_check(model_walk *walk) {
             walk->wrong("platform: group " + entry.content + " is not in the model");
         if (entry.kind == "adj" && walk->adj_by_handle.count(handle) == 0)
             walk->wrong("platform: adjacency " + entry.content + " is not in the model");
+        if (entry.kind == "vobj" && walk->vobj_by_handle.count(handle) == 0)
+            walk->wrong("platform: instance " + entry.content + " is not in the model");
     }
     walk->same("platform: prefixes", counts["prefix"], walk->prefix_by_handle.size());
     walk->same("platform: adjacencies", counts["adj"], walk->adj_by_handle.size());
     walk->same("platform: groups", counts["ecmp"], walk->group_by_handle.size());
+    walk->same("platform: instances", counts["vobj"], walk->vobj_by_handle.size());
 }
 
 void model_check_engine(model_walk *walk, const lcfwd_rig &rig, const platform_library &library) {

@@ -1,4 +1,5 @@
 /* The stored records against the model. Their bytes are put together here by hand. */
+#include "platform/ufib_ha_route.h"
 #include "tests/support/lcfwd_rig.h"
 #include "tests/support/model_check_private.h"
 
@@ -26,14 +27,65 @@ static void put_address(bytes *out, bool v4, const uint8_t *address) {
         out->insert(out->end(), address, address + 16);
 }
 
+static uint8_t paths_of(const ufib_obj *next) {
+    if (ufib_obj_type_of(next) == UFIB_OBJ_ECMP) return reinterpret_cast<const ufib_ecmp *>(next)->linked;
+    if (!ufib_obj_is_vobj(next)) return 1;
+    return static_cast<uint8_t>(reinterpret_cast<const ufib_vobj *>(next)->cnh_count);
+}
+
 static std::string prefix_value(const ufib_pfx *pfx) {
     bytes out = {static_cast<uint8_t>(pfx->route_flags), pfx->holders, pfx->epoch};
     put_machine32(&out, ufib_obj_get_hardware_handle(pfx->obj.next));
-    const bool group = ufib_obj_type_of(pfx->obj.next) == UFIB_OBJ_ECMP;
-    out.push_back(group ? reinterpret_cast<const ufib_ecmp *>(pfx->obj.next)->linked : uint8_t{1});
+    out.push_back(paths_of(pfx->obj.next));
     out.push_back(static_cast<uint8_t>(ufib_obj_type_of(pfx->obj.next)));
     put_bytes(&out, {0, 1, 0, 12, 0, 1, 0, 4});
     put_machine32(&out, pfx->route_flags);
+    return hex_from_bytes(out);
+}
+
+static std::string rnh_key(const ufib_pfx *pfx) {
+    bytes out;
+    put_machine32(&out, pfx->table->table_id);
+    put_address(&out, ufib_prefix_family(pfx).index == UFIB_STATS_V4, ufib_pfx_address(pfx));
+    put_zeros(&out, 20 - out.size());
+    out.push_back(pfx->mask_len);
+    put_zeros(&out, 3);
+    return hex_from_bytes(out);
+}
+
+static std::string rnh_value(const ufib_pfx *pfx) {
+    const uint32_t next = ufib_obj_get_hardware_handle(pfx->obj.next);
+    bytes out = {static_cast<uint8_t>(
+                     (ufib_prefix_family(pfx).index == UFIB_STATS_V4 ? UFIB_HA_IPV4 : 0) |
+                     ((pfx->flags & UFIB_PFX_FLAG_PENDING) != 0 ? UFIB_HA_RNH_PENDING : 0) |
+                     ((pfx->flags & UFIB_PFX_FLAG_RNH_DELETE_MARKED) != 0 ? UFIB_HA_RNH_DELETE_MARKED : 0)),
+                 0, 0, 0};
+    put_machine32(&out, next);
+    for (uint32_t i = 0; i < 64; i++) put_machine32(&out, i < paths_of(pfx->obj.next) ? next + i : 0);
+    return hex_from_bytes(out) + prefix_value(pfx);
+}
+
+static std::string vobj_value(const ufib_vobj *vobj) {
+    bytes out;
+    put_zeros(&out, 8);
+    put_machine32(&out, vobj->old_handle);
+    put_machine32(&out, vobj->new_handle);
+    put_machine32(&out, vobj->fec == nullptr ? 0 : vobj->fec->new_handle);
+    put_machine32(&out, vobj->fec == nullptr ? 0 : vobj->fec->old_handle);
+    put_bytes(&out, {vobj->old_ls_count, vobj->new_ls_count, static_cast<uint8_t>(vobj->row_count)});
+    put_zeros(&out, 29);
+    for (uint32_t i = 0; i < vobj->row_count; i++) {
+        const ufib_vobj_row &row = ufib_vobj_rows(vobj)[i];
+        const bool v4 = (row.flags & UFIB_VOBJ_ROW_V4) != 0;
+        put_address(&out, v4, row.address);
+        put_zeros(&out, v4 ? 12 : 0);
+        put_machine32(&out, row.label);
+        put_machine32(&out, row.table_id);
+        out.push_back(static_cast<uint8_t>((row.flags & UFIB_VOBJ_ROW_SEGMENT ? 0x10 : 0) | (v4 ? 0x20 : 0) |
+                                           (row.flags & UFIB_VOBJ_ROW_RNH ? 0x40 : 0) |
+                                           (row.flags & UFIB_VOBJ_ROW_ACTIVE ? 0x80 : 0)));
+        put_bytes(&out, {row.mask_len, 0, 0});
+    }
     return hex_from_bytes(out);
 }
 
@@ -72,7 +124,7 @@ static void compare(model_walk *walk, const std::string &file, const record_map 
         const auto found = is.find(key);
         if (found == is.end())
             walk->wrong("store: " + file + " lacks " + key);
-        else if (walk->values && found->second != value)
+        else if (walk->values && !value.empty() && found->second != value)
             walk->wrong("store: " + file + " " + key + " is " + found->second + ", not " + value);
     }
     for (const auto &[key, value] : is)
@@ -80,7 +132,7 @@ static void compare(model_walk *walk, const std::string &file, const record_map 
             walk->wrong("store: " + file + " has " + key + " = " + value + " too many");
 }
 
-/* Wanted records by file name. */
+/* Wanted records by file name; an empty value: whatever it holds. */
 struct wanted_records {
     std::map<std::string, record_map> files;
 
@@ -91,9 +143,13 @@ struct wanted_records {
 
 static void prefixes_wanted(const model_walk &walk, wanted_records *wanted) {
     for (const ufib_pfx *pfx : walk.prefixes) {
-        if (pfx->obj.handle == 0) continue;
         const uint32_t vdc_id = pfx->table->vdc_id;
-        wanted->file("prefix", vdc_id)[key_of(pfx->obj.handle)] = prefix_value(pfx);
+        if (ufib_prefix_is_rnh(pfx)) wanted->file("prefix_rnh", vdc_id)[rnh_key(pfx)] = rnh_value(pfx);
+        if (pfx->obj.handle == 0) continue;
+        const ufib_obj *next = pfx->obj.next;
+        const bool of_before =
+            ufib_obj_is_vobj(next) && model_is_moving(reinterpret_cast<const ufib_vobj *>(next));
+        wanted->file("prefix", vdc_id)[key_of(pfx->obj.handle)] = of_before ? "" : prefix_value(pfx);
         if ((pfx->route_flags & ROUTE_DIRECT) != 0)
             wanted->file("dcsrif", vdc_id)[key_of(pfx->obj.handle)] = key_of(pfx->attached_if_index);
     }
@@ -107,6 +163,12 @@ static void groups_wanted(const model_walk &walk, wanted_records *wanted) {
         wanted->file(v4 ? "v4ecmp" : "v6ecmp", group->vdc_id)[key] = group_value(group);
         wanted->file(v4 ? "v4ecmp_tlv" : "v6ecmp_tlv", group->vdc_id)[key] = pbr_count_value(group);
     }
+}
+
+static void vobjs_wanted(const model_walk &walk, wanted_records *wanted) {
+    for (const ufib_vobj *vobj : walk.vobjs)
+        for (const uint32_t handle : {vobj->old_handle, vobj->new_handle})
+            if (handle != 0) wanted->file("vobj", vobj->vdc_id)[key_of(handle)] = vobj_value(vobj);
 }
 
 static void adjs_wanted(const model_walk &walk, wanted_records *wanted) {
@@ -124,17 +186,18 @@ static void adjs_wanted(const model_walk &walk, wanted_records *wanted) {
 }
 
 void model_check_records(model_walk *walk, const lcfwd_rig &rig) {
-    static constexpr const char *adj_kinds[] = {"v4adj", "v4adj_tlv", "v6adj", "v6adj_tlv", "gladj"};
     wanted_records wanted;
     for (const uint32_t vdc_id : walk->vdcs) {
-        for (const char *kind : adj_kinds) wanted.file(kind, vdc_id);
-        for (const char *kind : {"v4ecmp", "v4ecmp_tlv", "v6ecmp", "v6ecmp_tlv"}) wanted.file(kind, vdc_id);
-        /* Other next objects have records of their own making. */
-        if (!walk->no_vobjs) continue;
-        for (const char *kind : {"prefix", "dcsrif"}) wanted.file(kind, vdc_id);
+        for (const char *kind : {"v4adj", "v4adj_tlv", "v6adj", "v6adj_tlv", "gladj", "v4ecmp", "v4ecmp_tlv",
+                                 "v6ecmp", "v6ecmp_tlv", "vobj"})
+            wanted.file(kind, vdc_id);
+        /* Objects of other subsystems put other things into these. */
+        if (!walk->exact) continue;
+        for (const char *kind : {"prefix", "prefix_rnh", "dcsrif"}) wanted.file(kind, vdc_id);
     }
     adjs_wanted(*walk, &wanted);
     groups_wanted(*walk, &wanted);
-    if (walk->no_vobjs) prefixes_wanted(*walk, &wanted);
+    vobjs_wanted(*walk, &wanted);
+    if (walk->exact) prefixes_wanted(*walk, &wanted);
     for (const auto &[file, records] : wanted.files) compare(walk, file, rig.records(file), records);
 }

@@ -104,7 +104,7 @@ struct rnh_random_test : vobj_test, testing::WithParamInterface<const family *> 
                 ASSERT_TRUE(std::count(want.begin(), want.end(), p) != 0)
                     << dest(n) << " has " << text(got) << "of " << text(want);
         }
-        ASSERT_EQ(vobj_findings(), "");
+        ASSERT_EQ(model_findings(rig, {.records = at_rest, .values = at_rest || !refusals}), "");
         char violation[200];
         ASSERT_EQ(softfwd_integrity_check(violation, sizeof violation), 0u) << violation;
         softfwd_counters counters;

@@ -8,7 +8,7 @@ struct rnh_test : vobj_test, testing::WithParamInterface<const family *> {
     rnh_test() { now = GetParam(); }
     void TearDown() override {
         ufib_enable_rc_debugs = false;
-        EXPECT_EQ(vobj_findings(), "");
+        ufib_test::TearDown();
         EXPECT_EQ(dangling(), "");
     }
     /* Prefixes 0 to count - 1 over RNH 0 with the given paths, at rest. */

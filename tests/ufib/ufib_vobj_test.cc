@@ -2,12 +2,13 @@
 #include "tests/ufib/vobj_rig.h"
 
 #include "host/containers/slab.h"
+#include "platform/ufib_platform.h"
 #include "ufib/ufib_pss_vobj.h"
 
 struct vobj_life_test : vobj_test, testing::WithParamInterface<const family *> {
     vobj_life_test() { now = GetParam(); }
     void TearDown() override {
-        EXPECT_EQ(vobj_findings(), "");
+        ufib_test::TearDown();
         EXPECT_EQ(dangling(), "");
     }
     size_t vobjs() const { return fake_entries("vobj").size(); }
@@ -214,6 +215,7 @@ TEST_P(vobj_life_test, the_fec_view_keeps_the_object_and_follows_its_instances) 
     ASSERT_TRUE(load1(remove(f(), dest(0))));
     EXPECT_EQ(vobjs(), 1u) << "the label still leads to it";
     ufib_obj_unlink_objects(&label_next, true);
+    (void)ufib_platform_all_writes_ready();
     EXPECT_EQ(vobjs(), 0u);
 }
 

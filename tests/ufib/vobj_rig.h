@@ -132,6 +132,3 @@ struct vobj_test : ufib_test {
         return "";
     }
 };
-
-/* Lists, references and records of all virtual objects of VDC 1 agree with each other; "" when they do. */
-[[nodiscard]] std::string vobj_findings();
