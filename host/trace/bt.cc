@@ -34,12 +34,9 @@ void bt_enable(bt_desc *desc, bool on) { desc->enabled = on ? 1 : 0; }
 
 /* The place in the ring for a new record; the oldest gives way in a full one. */
 static uint32_t ring_next(const bt_desc *desc, bt_entry *entry) {
-    const uint32_t size = desc->records_per_entry;
-    const uint32_t place = (entry->first + entry->count) % size;
-    if (entry->count < size)
-        entry->count++;
-    else
-        entry->first = static_cast<uint8_t>((entry->first + 1) % size);
+    if (entry->count < desc->records_per_entry) return entry->count++; /* the ring has never turned */
+    const uint32_t place = entry->first++;
+    if (entry->first == desc->records_per_entry) entry->first = 0;
     return place;
 }
 
