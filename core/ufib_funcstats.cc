@@ -1,8 +1,6 @@
 #include "core/ufib_funcstats.h"
 
-#include "core/lcfwd_log.h"
 #include "core/ufib_trace.h"
-#include "host/system/system.h"
 
 #include <cstring>
 
@@ -48,14 +46,10 @@ static const char *const row_names[UFIB_FUNCSTATS_ROWS] = {
 static constexpr uint32_t traced_rows = 22;
 static_assert(UFIB_TR_FUNCSTATS + traced_rows == 220);
 
-void ufib_funcstats_start(uint64_t *stamp) {
-    if (ufib_update_funcstats) *stamp = timer_get_cycles();
-}
-
-void ufib_funcstats_end(uint32_t index, const uint64_t *stamp) {
-    if (!ufib_update_funcstats || index >= UFIB_FUNCSTATS_ROWS || *stamp == 0) return;
+void ufib_funcstats_add(uint32_t index, uint64_t stamp) {
+    if (index >= UFIB_FUNCSTATS_ROWS) return;
     ufib_prof_ar[index].calls++;
-    ufib_prof_ar[index].microseconds += timer_diff_cycle_in_usec(*stamp, timer_get_cycles());
+    ufib_prof_ar[index].microseconds += timer_diff_cycle_in_usec(stamp, timer_get_cycles());
 }
 
 void ufib_funcstats_output() {

@@ -2,6 +2,7 @@
 
 #include "core/lcfwd_log.h"
 #include "core/ufib_err.h"
+#include "core/ufib_funcstats.h"
 #include "persist/lcfwd_pss_culprit.h"
 #include "persist/lcfwd_pss_upcalls.h"
 
@@ -147,6 +148,7 @@ int lcfwd_flush_pending_pss_updates() {
 }
 
 void lcfwd_pss_buf_commit() {
+    const ufib_funcstats_block measure(UFIB_FS_PSS_COMMIT);
     if (lcfwd_flush_pending_pss_updates() != 0) {
         ufib_err_raise(UFIB_ERR_REQUEST, E_PSS_SAVE);
         LCFWD_ERR("%s failed", "lcfwd_flush_pending_pss_updates");

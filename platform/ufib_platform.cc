@@ -1,5 +1,6 @@
 #include "platform/ufib_platform.h"
 
+#include "core/ufib_funcstats.h"
 #include "persist/lcfwd_pss.h"
 #include "platform/platform_library.h"
 
@@ -23,6 +24,7 @@ int ufib_platform_one_write_ready() {
 
 /* The store may run full before any library is bound, or after it is gone: its records are written all the same. */
 int ufib_platform_all_writes_ready() {
+    const ufib_funcstats_block measure(UFIB_FS_HW_PSS_FLUSH);
     const int completed =
         ufib_platform_table.all_writes_ready == nullptr ? 0 : ufib_platform_table.all_writes_ready();
     lcfwd_pss_buf_commit();

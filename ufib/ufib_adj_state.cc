@@ -1,5 +1,6 @@
 /* The state of an adjacency: resolved, glean, drop, punt; and which adjacency a request gets. */
 #include "core/lcfwd_log.h"
+#include "core/ufib_funcstats.h"
 #include "host/interfaces/interfaces.h"
 #include "platform/ufib_platform.h"
 #include "ufib/ufib_adj.h"

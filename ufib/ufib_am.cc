@@ -5,6 +5,7 @@
 #include "core/lcfwd_log.h"
 #include "core/lcfwd_mts.h"
 #include "core/lcfwd_stats.h"
+#include "core/ufib_funcstats.h"
 #include "core/ufib_trace.h"
 #include "platform/ufib_platform.h"
 #include "ufib/ufib_adj_holder.h"
@@ -38,38 +39,32 @@ template <size_t n> static bool is_zero(const uint8_t (&bytes)[n]) {
     return std::memcmp(bytes, zero, n) == 0;
 }
 
-static void am_adj_add(ufib_vdc *vdc, const ufib_family &family, const ufib_am_entry &entry,
-                       uint32_t adj_flags) {
-    (void)ufib_adj_holder_join(vdc, family, am_to_key(family, entry), am_to_rewrite(entry), adj_flags,
-                               UFIB_ADJ_HELD_AM, true);
-}
-
-static void am_adj_resolved(ufib_vdc *vdc, const ufib_am_entry &entry, uint32_t adj_flags) {
+/* Null, counted: no family. */
+static const ufib_family *entry_family(const ufib_am_entry &entry) {
     const ufib_family *family = family_of_afi(entry.afi);
     if (family == nullptr) {
         ufib_err_raise(UFIB_ERR_ITEM, E_AM_API_INVALID_AFI);
         UFIB_ERR("am notification with invalid l3 afi");
-        return;
     }
-    am_adj_add(vdc, *family, entry, adj_flags);
+    return family;
+}
+
+static void am_adj_resolved(ufib_vdc *vdc, const ufib_family &family, const ufib_am_entry &entry,
+                            uint32_t adj_flags) {
+    (void)ufib_adj_holder_join(vdc, family, am_to_key(family, entry), am_to_rewrite(entry), adj_flags,
+                               UFIB_ADJ_HELD_AM, true);
 }
 
 void ufib_am_adj_destroy(ufib_adj *adj, bool set_drop) {
     (void)ufib_adj_holder_leave(adj, UFIB_ADJ_HELD_AM, set_drop);
 }
 
-static void am_adj_unresolved(ufib_vdc *vdc, const ufib_am_entry &entry) {
-    const ufib_family *family = family_of_afi(entry.afi);
-    if (family == nullptr) {
-        ufib_err_raise(UFIB_ERR_ITEM, E_AM_API_INVALID_AFI);
-        UFIB_ERR("am notification with invalid l3 afi");
-        return;
-    }
-    const ufib_adj_key key = am_to_key(*family, entry);
+static void am_adj_unresolved(ufib_vdc *vdc, const ufib_family &family, const ufib_am_entry &entry) {
+    const ufib_adj_key key = am_to_key(family, entry);
     if (is_zero(key.address)) return;
-    ufib_adj *adj = ufib_adj_search(vdc, *family, key);
+    ufib_adj *adj = ufib_adj_search(vdc, family, key);
     if (adj == nullptr) {
-        UFIB_ERR("destroying a non existing adj %s", ufib_addr_str(*family, key.address));
+        UFIB_ERR("destroying a non existing adj %s", ufib_addr_str(family, key.address));
         ufib_err_raise(UFIB_ERR_ITEM, E_AM_MISSING_ADJ);
         return;
     }
@@ -89,11 +84,10 @@ static void am_if_adjs_down(ufib_idb *idb, const ufib_family &family) {
     }
 }
 
-static void am_if_down(ufib_vdc *vdc, const ufib_am_entry &entry) {
+static void am_if_down(ufib_vdc *vdc, const ufib_family &family, const ufib_am_entry &entry) {
     ufib_idb *idb = ufib_idb_search(vdc, wire_get(entry.if_index));
     if (idb == nullptr) return;
-    if (const ufib_family *family = family_of_afi(entry.afi); family != nullptr)
-        am_if_adjs_down(idb, *family);
+    am_if_adjs_down(idb, family);
     if ((entry.flags & UFIB_AM_IF_DELETE) != 0) {
         if (ravl_is_empty(&idb->adjs[0])) {
             UFIB_TRACE("Deleting V4 idb 0x%x", idb->if_index);
@@ -108,20 +102,20 @@ static void am_if_down(ufib_vdc *vdc, const ufib_am_entry &entry) {
 }
 
 static void am_notification(ufib_vdc *vdc, const ufib_am_entry &entry) {
-    if (const ufib_family *family = family_of_afi(entry.afi); family != nullptr)
-        if (ufib_adj *adj = ufib_adj_search(vdc, *family, am_to_key(*family, entry)); adj != nullptr)
-            adj->flags &= ~UFIB_ADJ_CONSISTENCY;
+    const ufib_family *family = entry_family(entry);
+    if (family == nullptr) return;
+    if (ufib_adj *adj = ufib_adj_search(vdc, *family, am_to_key(*family, entry)); adj != nullptr)
+        adj->flags &= ~UFIB_ADJ_CONSISTENCY;
     if ((entry.flags & (UFIB_AM_IF_DOWN | UFIB_AM_IF_DELETE)) != 0) {
-        am_if_down(vdc, entry);
+        am_if_down(vdc, *family, entry);
         return;
     }
-    uint32_t adj_flags = (entry.flags & UFIB_AM_PEER_GATEWAY) != 0 ? UFIB_ADJ_PEER_GW : 0;
     if (is_zero(entry.mac)) {
-        am_adj_unresolved(vdc, entry);
+        am_adj_unresolved(vdc, *family, entry);
         return;
     }
-    adj_flags |= UFIB_ADJ_FROM_AM | UFIB_ADJ_RESOLVED;
-    am_adj_resolved(vdc, entry, adj_flags);
+    const uint32_t gateway = (entry.flags & UFIB_AM_PEER_GATEWAY) != 0 ? UFIB_ADJ_PEER_GW : 0;
+    am_adj_resolved(vdc, *family, entry, gateway | UFIB_ADJ_FROM_AM | UFIB_ADJ_RESOLVED);
 }
 
 /* Behind the last entry, for each family whose check the notice ends. */
@@ -131,7 +125,7 @@ static void am_check_end(ufib_vdc *vdc, const ufib_am_hdr &hdr, const mts_msg *m
 }
 
 static void am_check_entry(ufib_vdc *vdc, const ufib_am_entry &entry, const mts_msg *message) {
-    if (const ufib_family *family = family_of_afi(entry.afi); family != nullptr)
+    if (const ufib_family *family = entry_family(entry); family != nullptr)
         ufib_adj_consistency_check(vdc, *family, entry, message);
 }
 
@@ -143,6 +137,7 @@ static bool ufib_am_errors(const ufib_am_hdr &hdr) {
 }
 
 void ufib_am_bulk_notification(ufib_vdc *vdc, wire_cursor payload, const mts_msg *message) {
+    const ufib_funcstats_block measure(UFIB_FS_AM_NOTIFICATION);
     ufib_errno = 0;
     ufib_am_hdr hdr;
     if (wire_take(&payload, &hdr) != 0 || ufib_am_errors(hdr)) return;

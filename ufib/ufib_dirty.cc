@@ -2,6 +2,7 @@
 
 #include "core/lcfwd_log.h"
 #include "core/lcfwd_timer.h"
+#include "core/ufib_funcstats.h"
 #include "platform/ufib_platform.h"
 #include "platform/ufib_platform_calls.h"
 #include "ufib/ufib_bintrace.h"
@@ -161,15 +162,18 @@ static void pending_take_up() {
 }
 
 static bool work_left() {
-    return ufib_dirty_vobj_list.count + ufib_vobj_rpf_list.count + ufib_rnh_update_pending_list.count != 0;
+    return ufib_dirty_vobj_list.count + ufib_vobj_rpf_list.count + ufib_rnh_update_pending_list.count != 0 ||
+           ufib_retry_is_waiting();
 }
 
 /* While no dirty vobj was finished, updates of RNHs would only pile up behind them. */
 void ufib_dirty_vobj_timer_handler(void *) {
+    const ufib_funcstats_block measure(UFIB_FS_DIRTY_WALK);
     if (!work_left()) {
         ufib_dirty_vobj_timer_stop();
         return;
     }
+    ufib_retry_work();
     const uint32_t dirty = ufib_dirty_vobj_list.count;
     spend(UFIB_BACKWALK_BUDGET, &ufib_dirty_vobj_list, ufib_dirty_vobjs_do_pfx_backwalk);
     spend(UFIB_RPF_BUDGET, &ufib_vobj_rpf_list, ufib_vobjs_pfxs_do_rpf_update);

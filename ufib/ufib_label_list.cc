@@ -1,6 +1,7 @@
 #include "ufib/ufib_label_list.h"
 
 #include "core/lcfwd_log.h"
+#include "core/ufib_funcstats.h"
 #include "host/containers/dbly_linkage.h"
 #include "ufib/ufib_hooks.h"
 #include "ufib/ufib_prefix.h"
@@ -49,7 +50,8 @@ void ufib_prefix_get_labels(const ufib_pfx *pfx, uint32_t *out, uint32_t room, u
 
 /* The label side may take the label that it is told of off the list. */
 void ufib_prefix_update_labels(ufib_vdc *vdc, ufib_pfx *pfx) {
-    if (ufib_hook.fec_prefix_update == nullptr) return;
+    if (ufib_hook.fec_prefix_update == nullptr || pfx->labels == nullptr) return;
+    const ufib_funcstats_block measure(UFIB_FS_LABEL_UPDATE);
     for (ufib_label_node *label = pfx->labels; label != nullptr;) {
         ufib_label_node *next = label->next;
         ufib_hook.fec_prefix_update(vdc, pfx->obj.next, label);

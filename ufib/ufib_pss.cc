@@ -2,6 +2,7 @@
 
 #include "core/lcfwd_log.h"
 #include "core/ufib_err.h"
+#include "core/ufib_funcstats.h"
 #include "host/containers/heap.h"
 #include "host/tlv/tlv.h"
 #include "persist/lcfwd_pss.h"
@@ -141,6 +142,7 @@ static void pss_insert_rnh(const ufib_pfx *pfx) {
 }
 
 void ufib_pss_insert_prefix(const ufib_pfx *pfx) {
+    const ufib_funcstats_block measure(UFIB_FS_PSS_PREFIX);
     if (ufib_prefix_is_rnh(pfx)) {
         pss_insert_rnh(pfx);
         return;
@@ -241,6 +243,7 @@ static void pss_insert_adj_counts(const ufib_adj *adj, const ufib_family &family
 }
 
 void ufib_pss_insert_adj(const ufib_adj *adj) {
+    const ufib_funcstats_block measure(UFIB_FS_PSS_ADJ);
     if (adj->obj.handle == 0) {
         ufib_err_raise(UFIB_ERR_ITEM, E_ADJ_NO_HA_HANDLE);
         return;
@@ -303,6 +306,7 @@ void ufib_pss_insert_table(ufib_table *table) {
     (void)!tlv_aligned_array_add_tlv(&array, UFIB_TABLE_TLV_FLAGS, sizeof flags, &flags);
     if (ufib_platform_sizes.table_pss_space_len != 0) table_platform_write(table, &array);
     (void)lcfwd_pss_record_store(&slot);
+    table->stored = true;
 }
 
 void ufib_pss_delete_table(const ufib_table *table) {

@@ -1,5 +1,6 @@
 /* Records of ECMP groups: the whole key with the holders before it, and a second record with PBR's count. */
 #include "core/lcfwd_log.h"
+#include "core/ufib_funcstats.h"
 #include "host/tlv/tlv.h"
 #include "persist/lcfwd_pss_record.h"
 #include "ufib/ufib_ecmp.h"
@@ -24,6 +25,7 @@ void ufib_pss_insert_ecmp_tlv(const ufib_ecmp *group) {
 }
 
 void ufib_pss_insert_ecmp(const ufib_ecmp *group) {
+    const ufib_funcstats_block measure(UFIB_FS_PSS_ECMP);
     if (group->obj.handle == 0) {
         ufib_err_raise(UFIB_ERR_ITEM, E_ECMP_NO_HA_HANDLE);
         return;

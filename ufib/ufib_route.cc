@@ -19,6 +19,7 @@
 static ufib_nh_list nh_scratch;
 
 uint32_t ufib_route_errors(const ufib_family &family, const route_rec *route) {
+    const ufib_funcstats_block measure(UFIB_FS_ROUTE_ERRORS);
     uint32_t failed = 0;
     if (route->opcode != family.opcode_add && route->opcode != family.opcode_delete)
         failed = ufib_err_raise(family.err_opcode, E_ROUTE_INV_OPCODE);
@@ -31,6 +32,7 @@ uint32_t ufib_route_errors(const ufib_family &family, const route_rec *route) {
 }
 
 static void ufib_trace_route(const ufib_family &family, const char *what, const route_rec *route) {
+    const ufib_funcstats_block measure(UFIB_FS_TRACE_ROUTE);
     if (!ufib_enable_rc_debugs) return;
     UFIB_TRACE("%s %s route %s table %#x flags %#x next hops %d", what, family.name,
                ufib_prefix_str(family, route->prefix, route->prefix_len), wire_get(route->table_id),

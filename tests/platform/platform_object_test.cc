@@ -7,6 +7,7 @@
 #include "platform/ufib_pi_label.h"
 #include "platform/ufib_platform.h"
 #include "tests/ufib/ufib_rig.h"
+#include "ufib/ufib_dirty.h"
 #include "ufib/ufib_hooks.h"
 #include "ufib/ufib_label_list.h"
 #include "ufib/ufib_prefix.h"
@@ -34,11 +35,21 @@ TEST_P(platform_object, each_kind_of_write_is_measured_in_its_own_row_for_both_f
     EXPECT_EQ(calls(UFIB_FS_PLATFORM_ADJ), fake_count("insert_adj"));
     EXPECT_EQ(calls(UFIB_FS_PLATFORM_PREFIX), 2u);
     EXPECT_EQ(calls(UFIB_FS_PLATFORM_ECMP), 0u);
-    EXPECT_EQ(calls(UFIB_FS_ROUTE_ADD), 2u);
+    for (const uint32_t row : {UFIB_FS_ROUTE_ADD, UFIB_FS_TRACE_ROUTE, UFIB_FS_ROUTE_ERRORS,
+                               UFIB_FS_PSS_PREFIX, UFIB_FS_ADJ_GET_CREATE})
+        EXPECT_EQ(calls(row), 2u) << ufib_funcstats_name(row);
+    EXPECT_EQ(calls(UFIB_FS_PSS_ADJ), fake_count("insert_adj"));
+    EXPECT_EQ(calls(UFIB_FS_HW_PSS_FLUSH), fake_count("all_writes_ready"));
+    EXPECT_EQ(calls(UFIB_FS_PSS_COMMIT), fake_count("all_writes_ready"));
     wire_route two = add(f, f.prefix);
     two.hops.push_back({.address = f.hop2, .if_index = ETH2});
     ASSERT_TRUE(load(f, {two}));
     EXPECT_EQ(calls(UFIB_FS_PLATFORM_ECMP), 1u);
+    EXPECT_EQ(calls(UFIB_FS_PSS_ECMP), 1u);
+    EXPECT_EQ(rig.dispatch(OPC_AM_NOTICE, wire_am_notice({{f.hop, ETH1}})), 0);
+    EXPECT_EQ(calls(UFIB_FS_AM_NOTIFICATION), 1u);
+    ufib_dirty_vobj_timer_handler(nullptr);
+    EXPECT_EQ(calls(UFIB_FS_DIRTY_WALK), 1u);
     ASSERT_TRUE(load(f, {remove(f, f.prefix)}));
     EXPECT_EQ(calls(UFIB_FS_PLATFORM_PREFIX_DELETE), 1u);
     EXPECT_EQ(calls(UFIB_FS_PLATFORM_ECMP_DELETE), 1u);

@@ -117,6 +117,10 @@ TEST_P(neighbours, entries_that_cannot_be_are_skipped) {
     EXPECT_TRUE(rig.log_has(std::string("destroying a non existing adj ") + f.hop));
     EXPECT_EQ(state(f.hop2), "resolved 1 1") << "the rest is worked";
     EXPECT_EQ(fake_count("one_write_ready"), 3u);
+    bytes down = wire_am_notice({{f.hop2, ETH1, "", 0x80}});
+    down[8 + 2] = 7;
+    EXPECT_EQ(rig.dispatch(OPC_AM_NOTICE, down), 0);
+    EXPECT_EQ(errors(E_AM_API_INVALID_AFI), 2u) << "an interface cannot go down in no family";
     notice({{f.index == 0 ? "0.0.0.0" : "::", ETH1}});
     EXPECT_EQ(errors(E_AM_MISSING_ADJ), 1u) << "an empty address is ignored";
     EXPECT_EQ(notice({}), 0);
