@@ -83,6 +83,7 @@ static bool table_restore(ufib_vdc *vdc, uint32_t table_id, const uint8_t *value
         std::memcpy(space, tlv_data(bytes), tlv_length(bytes) < room_there ? tlv_length(bytes) : room_there);
     }
     table_restore_flags(vdc, table, array, room);
+    table->stored = true;
     return true;
 }
 

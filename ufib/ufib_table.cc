@@ -212,6 +212,7 @@ ufib_vdc *ufib_table_move(ufib_vdc *vdc, ufib_table *table) {
         UFIB_ERR("couldn't find a VDC to move wc table %#x cur_vdc %d", table->table_id, vdc->desc->vdc_id);
         return nullptr;
     }
+    ufib_pss_delete_table(table); /* as long as it names the VDC that wrote it */
     table_leave(vdc, table);
     target->table_count++;
     ufib_cur_vdc_id = target->desc->vdc_id;
@@ -219,6 +220,7 @@ ufib_vdc *ufib_table_move(ufib_vdc *vdc, ufib_table *table) {
         UFIB_ERR("moving prefixes in table(%#x), invalid table_type %d ", table->table_id, table->type);
     else
         ufib_prefixes_move_vdc(table, target);
+    if (table->stored) ufib_pss_insert_table(table);
     (void)ravl_insert(&target->tables, &table->by_id);
     return target;
 }

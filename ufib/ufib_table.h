@@ -31,6 +31,7 @@ struct ufib_table {
     uint16_t vdc_id;
     uint8_t type; /* UFIB_TABLE_TYPE_* */
     uint8_t flags;
+    bool stored; /* the store has a record of it */
     pt_attr *attr;
     ufib_table_side main;
     ufib_table_side rnh;

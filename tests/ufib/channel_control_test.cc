@@ -5,6 +5,7 @@
 #include "core/lcfwd_pump.h"
 #include "core/lcfwd_report.h"
 #include "host/bus/bus_local.h"
+#include "platform/ufib_pi.h"
 #include "tests/ufib/ufib_rig.h"
 #include "ufib/ufib_channel.h"
 #include "ufib/ufib_prefix.h"
@@ -255,6 +256,7 @@ TEST_P(control, a_shared_wildcard_table_belongs_to_the_first_vdc_and_moves_on) {
     const ufib_table *table = ufib_table_search(ufib_vdc_get(2), f.wildcard);
     ASSERT_NE(table, nullptr);
     EXPECT_EQ(table->vdc_id, 1u) << "found from any VDC";
+    ufib_pi_pss_insert_table(const_cast<ufib_table *>(table));
     rig.send(OPC_VDC_DELETE, wire_vdc(1));
     table = ufib_table_search(ufib_vdc_get(2), f.wildcard);
     ASSERT_NE(table, nullptr);
@@ -262,6 +264,7 @@ TEST_P(control, a_shared_wildcard_table_belongs_to_the_first_vdc_and_moves_on) {
     EXPECT_EQ(table->main.prefix_count, 1u);
     EXPECT_EQ(fake_entries("prefix").size(), 1u);
     EXPECT_EQ(rig.records("prefix_vdc_2").size(), 1u) << "its record moves along";
+    EXPECT_EQ(rig.records("ufib_table_vdc_2").size(), 1u) << "and the table's own";
     EXPECT_EQ(ufib_vdc_get(2)->prefix_count, 1u);
     rig.send(OPC_VDC_DELETE, wire_vdc(2));
     EXPECT_EQ(fake_entries("prefix").size(), 0u) << "with the last VDC it goes";
