@@ -169,11 +169,12 @@ ufib_vobj *ufib_create_vobj(ufib_vdc *vdc, const ufib_vobj_key *key, const ufib_
         ufib_vobj_compute_cnhs_rnh_has_nve(vobj, nullptr);
     else
         ufib_vobj_compute_cnhs(vobj, nullptr);
+    if (vobj->cnh_count == 0 && ufib_errno != 0) return create_failed(vobj, true);
     if (vobj->cnh_count != 0 && ufib_platform_insert_vobj(vobj, record) == 0) {
         (void)UFIB_VOBJ_BT_ADD_REC(vobj, UFIB_BT_CREATE);
         return vobj;
     }
-    if (ufib_errno == 0) ufib_err_raise(UFIB_ERR_ITEM, E_VOBJ_HW_INSTALL);
+    ufib_err_raise(UFIB_ERR_ITEM, E_VOBJ_HW_INSTALL);
     return create_failed(vobj, true);
 }
 

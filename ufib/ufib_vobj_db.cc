@@ -1,5 +1,6 @@
 /* The virtual objects of a VDC, by the hash of their keys and then by comparison. */
 #include "core/lcfwd_log.h"
+#include "platform/ufib_platform.h"
 #include "ufib/ufib_dbel.h"
 #include "ufib/ufib_vdc.h"
 #include "ufib/ufib_vobj.h"
@@ -55,9 +56,12 @@ ufib_vobj *ufib_vobj_resume(const ufib_vdc *vdc, uint32_t hash, uint32_t passed)
     return vobj_of(ufib_dbel_resume(&vdc->vobjs, hash, passed));
 }
 
-/* Prefixes are gone by now; what is left was held by labels. */
+/* Prefixes are gone by now; what is left was held by labels, whose view of it goes first. */
 void ufib_vobj_db_destroy(ufib_vdc *vdc) {
-    while (ufib_vobj *vobj = ufib_vobj_get_first(vdc)) ufib_vobj_destroy(nullptr, &vobj->obj);
+    while (ufib_vobj *vobj = ufib_vobj_get_first(vdc)) {
+        if (vobj->fec != nullptr) ufib_platform_delete_vobj_fec(vobj, UFIB_VOBJ_BOTH);
+        ufib_vobj_destroy(nullptr, &vobj->obj);
+    }
 }
 
 /* Buckets lie in a slab, which goes as a whole. */
