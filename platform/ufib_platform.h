@@ -28,8 +28,8 @@ void ufib_platform_delete_table(
 
 /* Prefixes of either family; the slot goes by the prefix's family. insert does nothing for a recursive next hop. */
 void ufib_platform_insert_prefix(ufib_pfx *pfx, uint32_t ha);
-void ufib_platform_delete_prefix(ufib_pfx *pfx); /* the handle is 0 afterwards */
-void ufib_platform_prefix_update_nh(ufib_pfx *pfx);
+void ufib_platform_delete_prefix(ufib_pfx *pfx);   /* the handle is 0 afterwards */
+int ufib_platform_prefix_update_nh(ufib_pfx *pfx); /* below 0: refused, it points where it did */
 
 /* Adjacencies of either family. insert installs, or rewrites in place under the same handle. False: refused; an entry
  * that stands goes on with what it had, under its handle (E_ADJ_HW_INSTALL, counted here). */
@@ -45,8 +45,8 @@ inline void ufib_platform_insert_v6_prefix(ufib_pfx *pfx, uint32_t ha) {
 }
 inline void ufib_platform_delete_v4_prefix(ufib_pfx *pfx) { ufib_platform_delete_prefix(pfx); }
 inline void ufib_platform_delete_v6_prefix(ufib_pfx *pfx) { ufib_platform_delete_prefix(pfx); }
-inline void ufib_platform_v4_prefix_update_nh(ufib_pfx *pfx) { ufib_platform_prefix_update_nh(pfx); }
-inline void ufib_platform_v6_prefix_update_nh(ufib_pfx *pfx) { ufib_platform_prefix_update_nh(pfx); }
+inline int ufib_platform_v4_prefix_update_nh(ufib_pfx *pfx) { return ufib_platform_prefix_update_nh(pfx); }
+inline int ufib_platform_v6_prefix_update_nh(ufib_pfx *pfx) { return ufib_platform_prefix_update_nh(pfx); }
 inline bool ufib_platform_insert_v4adj(ufib_adj *adj, uint32_t ha, uint32_t holder) {
     return ufib_platform_insert_adj(adj, ha, holder);
 }
@@ -62,7 +62,7 @@ void ufib_platform_delete_ecmp(ufib_ecmp *group); /* the handle is 0 afterwards 
 
 /* Virtual objects. insert: an instance of the size that the object has paths; 0, with handle and size stored and the
  * record written, or -1. With a restart record the instance of the time before is attached. update: in place, 0 for an
- * object that is not there. delete: instance 0 old, 1 new, 2 both; the model's handles stay. fec: the view of labels. */
+ * object that is not there; one that is refused is counted and tried again later. delete: instance 0 old, 1 new, 2 both; the model's handles stay. fec: the view of labels. */
 [[nodiscard]] int ufib_platform_insert_vobj(ufib_vobj *vobj, const ufib_ha_route *record);
 int ufib_platform_update_vobj(ufib_vobj *vobj, uint32_t mode);
 void ufib_platform_delete_vobj(ufib_vobj *vobj, uint32_t instance);

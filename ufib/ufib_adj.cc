@@ -10,6 +10,7 @@
 #include "ufib/ufib_idb.h"
 #include "ufib/ufib_journal.h"
 #include "ufib/ufib_pss.h"
+#include "ufib/ufib_retry.h"
 #include "ufib/ufib_vdc.h"
 
 #include <cstddef>
@@ -59,6 +60,7 @@ bool ufib_adj_free(ufib_adj *adj) {
         UFIB_ERR("deleting %sadj %s with missing slab header", family.name, ufib_adj_str(adj));
         return false;
     }
+    ufib_retry_adj_done(adj);
     ufib_journal_forget(&adj->obj);
     std::free(adj->xri);
     slab_free(adj_slabs[family.index], adj);
@@ -222,11 +224,16 @@ ufib_adj *ufib_adj_create(ufib_vdc *vdc, const ufib_family &family, ufib_adj *ex
     return adj;
 }
 
-void ufib_adj_reinstall(ufib_adj *adj, uint32_t flags_before) {
-    if (!ufib_platform_insert_adj(adj, 0, 0)) {
-        if (adj->obj.handle == 0) ufib_err_raise(UFIB_ERR_ITEM, E_ADJ_HW_INSTALL);
-        adj->flags = flags_before;
-    }
+void ufib_adj_rewrite(ufib_adj *adj) {
+    if (ufib_platform_insert_adj(adj, 0, ufib_adj_platform_mode(adj))) return;
+    if (adj->obj.handle == 0)
+        ufib_err_raise(UFIB_ERR_ITEM, E_ADJ_HW_INSTALL);
+    else
+        ufib_retry_adj(adj);
+}
+
+void ufib_adj_reinstall(ufib_adj *adj) {
+    ufib_adj_rewrite(adj);
     if (adj->obj.handle != 0) ufib_pss_insert_adj(adj);
 }
 

@@ -83,6 +83,7 @@ struct ufib_adj {
     dl_list dep_vobjs; /* next-hop rows of virtual objects that resolve through it */
     dl_node *dep_vobjs_cursor;
     ufib_adj_totals totals;
+    dl_node retry;        /* on ufib_retry_adjs: hardware has refused what the model says */
     uint16_t stats_field; /* handed to the platform with statistics reads */
     /* platform tail */
 };
@@ -146,18 +147,19 @@ struct ufib_adj_request {
 int ufib_adj_destroy(void *argument, ufib_adj *adj, bool force);
 void ufib_adj_db_destroy(ufib_vdc *vdc); /* all of a VDC, the globals last */
 
-/* Rewrites the entry after a change of state: hardware and record, under its handle. When hardware refuses it goes on
- * as before, and so does the model: E_ADJ_HW_INSTALL, and the flags are 'flags_before' again. */
-void ufib_adj_reinstall(ufib_adj *adj, uint32_t flags_before);
+/* Writes the entry anew, under its handle, after a change of what it depends on; reinstall, after a change of its state,
+ * the record too. When hardware refuses, the entry goes on as before (E_ADJ_HW_INSTALL) and is tried again later. */
+void ufib_adj_rewrite(ufib_adj *adj);
+void ufib_adj_reinstall(ufib_adj *adj);
 
 /* State by rewrite and request; see the flags. */
 void ufib_adj_init_dyn(ufib_adj *adj, const ufib_platform_rewrite *rewrite, uint32_t adj_flags);
 [[nodiscard]] bool ufib_is_adj_glean_candidate(const ufib_adj *adj);
 [[nodiscard]] uint32_t ufib_route_to_adj_flags(uint32_t route_flags);
-
-/* Globals. create: null (logged) without memory or hardware. */
 /* The kind of global that a request of these flags gets for a next hop on that interface; 0: a real adjacency. */
 [[nodiscard]] uint32_t ufib_adj_global_kind(const ufib_family &family, uint32_t if_index, uint32_t adj_flags);
+
+/* Globals. create: null (logged) without memory or hardware. */
 void ufib_create_global_adjs(ufib_vdc *vdc);
 void ufib_delete_global_adjs(ufib_vdc *vdc);
 [[nodiscard]] ufib_adj *ufib_adj_create_global(ufib_vdc *vdc, uint32_t kind, uint32_t ha_handle);
@@ -165,6 +167,8 @@ void ufib_delete_global_adjs(ufib_vdc *vdc);
                                             uint32_t kind); /* null: not made, bad kind */
 void ufib_rewrite_global_adjs(ufib_vdc *vdc);               /* in hardware, after a change of the VDC's MAC */
 int ufib_adj_delete_global(ufib_vdc *vdc, uint32_t kind);   /* 1, or 0 when there is none */
+/* What the library is told with a write of it. */
+[[nodiscard]] uint32_t ufib_adj_platform_mode(const ufib_adj *adj);
 [[nodiscard]] bool ufib_is_global_adj(uint32_t handle, const ufib_vdc *vdc); /* kinds 1 to 6 */
 
 /* Memory. */

@@ -73,8 +73,15 @@ ufib_adj *ufib_adj_get_global(const ufib_vdc *vdc, uint32_t kind) {
 
 void ufib_rewrite_global_adjs(ufib_vdc *vdc) {
     for (uint32_t kind = 1; kind <= UFIB_GLOBAL_ADJ_KINDS; kind++)
-        if (vdc->global_adj[kind] != nullptr)
-            (void)ufib_platform_insert_adj(vdc->global_adj[kind], 0, globals[kind].platform_mode);
+        if (vdc->global_adj[kind] != nullptr) ufib_adj_rewrite(vdc->global_adj[kind]);
+}
+
+uint32_t ufib_adj_platform_mode(const ufib_adj *adj) {
+    const ufib_vdc *vdc = ufib_vdc_get(ufib_adj_vdc_id(adj));
+    for (uint32_t kind = 1; vdc != nullptr && adj->idb == vdc->dummy_idb && kind <= UFIB_GLOBAL_ADJ_KINDS;
+         kind++)
+        if (vdc->global_adj[kind] == adj) return globals[kind].platform_mode;
+    return 0;
 }
 
 bool ufib_is_global_adj(uint32_t handle, const ufib_vdc *vdc) {

@@ -42,14 +42,13 @@ bool ufib_adj_holder_leave(ufib_adj *adj, uint8_t holder, bool set_drop) {
         adj->holders &= static_cast<uint8_t>(~holder);
     }
     if (ufib_obj_refs(&adj->obj) == 0 && ufib_adj_destroy(nullptr, adj, false) != 0) return true;
-    const uint32_t flags_before = adj->flags;
     adj->flags &= ~UFIB_ADJ_RESOLVED;
     if (ufib_is_adj_glean_candidate(adj)) adj->flags |= UFIB_ADJ_GLEAN;
     if (set_drop)
         adj->flags |= UFIB_ADJ_DROP;
     else
         adj->flags &= ~UFIB_ADJ_DROP;
-    ufib_adj_reinstall(adj, flags_before);
+    ufib_adj_reinstall(adj);
     if (adj->mpls_child_count != 0 && ufib_hook.adj_update != nullptr) ufib_hook.adj_update(adj);
     return false;
 }

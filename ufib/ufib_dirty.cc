@@ -9,6 +9,7 @@
 #include "ufib/ufib_hooks.h"
 #include "ufib/ufib_prefix.h"
 #include "ufib/ufib_pss.h"
+#include "ufib/ufib_retry.h"
 #include "ufib/ufib_rnh.h"
 #include "ufib/ufib_vobj.h"
 
@@ -58,11 +59,32 @@ static uint32_t share_of(uint32_t budget, uint32_t vobjs) {
     return share == 0 ? 1 : share;
 }
 
-static void prefix_move(ufib_pfx *pfx) {
+/* False: refused. The record follows hardware: a restart must know which instance the entry leads to. */
+static bool prefix_move(ufib_pfx *pfx) {
+    if (ufib_platform_prefix_update_nh(pfx) < 0) return false;
     ufib_pss_insert_prefix(pfx);
-    ufib_platform_prefix_update_nh(pfx);
     (void)ufib_platform_one_write_ready();
     if (pfx->labels != nullptr && ufib_hook.labels_follow_vobj != nullptr) ufib_hook.labels_follow_vobj(pfx);
+    return true;
+}
+
+static dl_node *walk_next(const ufib_vobj *vobj, const dl_node *node) {
+    return (vobj->flags & UFIB_VOBJ_REVERSED) != 0 ? dbly_linkage_prev(node) : dbly_linkage_next(node);
+}
+
+/* A prefix that hardware does not let go is met again at the end of the walk, which does not end before: the instance
+ * that it still leads to stays. */
+static void walk_put_off(ufib_vobj *vobj, dl_node *node) {
+    UFIB_ERR("prefix %s cannot leave the old instance of its vobj", ufib_pfx_str(prefix_of(node)));
+    dl_node *next = walk_next(vobj, node);
+    if (next == nullptr) return;
+    vobj->backwalk_cursor = next;
+    if (vobj->rpf_cursor == node) vobj->rpf_cursor = dbly_linkage_next(node);
+    dbly_linkage_remove(&vobj->prefixes, node);
+    if ((vobj->flags & UFIB_VOBJ_REVERSED) != 0)
+        dbly_linkage_insert_head(&vobj->prefixes, node);
+    else
+        dbly_linkage_insert_tail(&vobj->prefixes, node);
 }
 
 /* Hardware has all of the share before anything is freed. */
@@ -75,9 +97,11 @@ static uint32_t vobj_backwalk(ufib_vobj *vobj, uint32_t share) {
     uint32_t done = 0;
     for (; done < share && vobj->backwalk_cursor != nullptr; done++) {
         dl_node *node = vobj->backwalk_cursor;
-        prefix_move(prefix_of(node));
-        vobj->backwalk_cursor =
-            (vobj->flags & UFIB_VOBJ_REVERSED) != 0 ? dbly_linkage_prev(node) : dbly_linkage_next(node);
+        if (!prefix_move(prefix_of(node))) {
+            walk_put_off(vobj, node);
+            break;
+        }
+        vobj->backwalk_cursor = walk_next(vobj, node);
     }
     (void)ufib_platform_all_writes_ready();
     if (vobj->backwalk_cursor != nullptr) return done;

@@ -16,7 +16,7 @@ static void rewrite_adjs(ufib_idb *idb, const ufib_family &family, ufib_walk_bud
     for (ufib_adj *adj = ufib_adj_if_get_first(idb, family); adj != nullptr;) {
         uint8_t address[16];
         std::memcpy(address, adj->key.address, sizeof address);
-        (void)ufib_platform_insert_adj(adj, 0, 0);
+        ufib_adj_rewrite(adj);
         (void)ufib_platform_one_write_ready();
         ufib_walk_step(budget);
         adj = ufib_adj_if_get_next_safe(idb, family, address);

@@ -10,6 +10,7 @@
 #include "ufib/ufib_hooks.h"
 #include "ufib/ufib_journal.h"
 #include "ufib/ufib_prefix.h"
+#include "ufib/ufib_retry.h"
 #include "ufib/ufib_table.h"
 #include "ufib/ufib_vobj.h"
 
@@ -83,9 +84,9 @@ void ufib_platform_delete_prefix(ufib_pfx *pfx) {
     ufib_funcstats_end(UFIB_FS_PLATFORM_PREFIX_DELETE, &stamp);
 }
 
-void ufib_platform_prefix_update_nh(ufib_pfx *pfx) {
+int ufib_platform_prefix_update_nh(ufib_pfx *pfx) {
     const bool v4 = ufib_prefix_family(pfx).index == UFIB_STATS_V4;
-    (v4 ? ufib_platform_table.update_v4prefix_nh : ufib_platform_table.update_v6prefix_nh)(pfx);
+    return (v4 ? ufib_platform_table.update_v4prefix_nh : ufib_platform_table.update_v6prefix_nh)(pfx);
 }
 
 /* Groups may hold a copy of the rewrite: they follow each rewrite of an adjacency that stands in hardware. */
@@ -101,6 +102,7 @@ bool ufib_platform_insert_adj(ufib_adj *adj, uint32_t ha, uint32_t holder) {
         return false;
     }
     adj->obj.handle = handle;
+    ufib_retry_adj_done(adj);
     if (adj->obj.handle != old)
         ufib_journal_log(UFIB_JOURNAL_HW_NEW, &adj->obj, nullptr);
     else

@@ -11,6 +11,7 @@
 #include "ufib/ufib_prefix.h"
 #include "ufib/ufib_pss.h"
 #include "ufib/ufib_pss_vobj.h"
+#include "ufib/ufib_retry.h"
 #include "ufib/ufib_rnh.h"
 #include "ufib/ufib_vdc.h"
 #include "ufib/ufib_vobj_private.h"
@@ -39,7 +40,9 @@ static ufib_vobj *ufib_vobj_alloc(uint32_t rows) {
 
 void ufib_vobj_free(ufib_vobj *vobj) {
     ufib_journal_forget(&vobj->obj);
+    if (vobj->fec != nullptr) ufib_journal_forget(&vobj->fec->obj);
     std::free(vobj->cnhs);
+    std::free(vobj->kept);
     std::free(vobj->platform_space);
     std::free(vobj->fec);
     std::free(vobj);
@@ -195,6 +198,7 @@ void ufib_vobj_delete(ufib_vobj *vobj) {
     ufib_remove_vobj_from_dirty_list(vobj);
     rows_leave(vobj);
     ufib_vobj_cnhs_release(vobj);
+    ufib_retry_vobj_done(vobj);
     ufib_vobj_remove(vobj);
 }
 
@@ -228,5 +232,6 @@ void ufib_vobj_reset() {
     vobj_id_counter = 0;
     ufib_vobj_db_reset();
     ufib_dirty_reset();
+    ufib_retry_reset();
     ufib_rnh_reset();
 }

@@ -121,9 +121,9 @@ struct ufib_vobj_fec {
 constexpr uint32_t UFIB_VOBJ_FOUND_RIGHT = 0x01; /* marks of consistency checks: by a route, or by several */
 constexpr uint32_t UFIB_VOBJ_FOUND_WRONG = 0x02;
 constexpr uint32_t UFIB_VOBJ_CONSISTENCY = UFIB_VOBJ_FOUND_RIGHT | UFIB_VOBJ_FOUND_WRONG;
-constexpr uint32_t UFIB_VOBJ_DIRTY = 0x04;       /* on the dirty list */
-constexpr uint32_t UFIB_VOBJ_REVERSED = 0x08;    /* the prefix walk goes towards the head */
-constexpr uint32_t UFIB_VOBJ_WALKING = 0x10;     /* it has begun; the cursor alone cannot tell */
+constexpr uint32_t UFIB_VOBJ_DIRTY = 0x04;    /* on the dirty list */
+constexpr uint32_t UFIB_VOBJ_REVERSED = 0x08; /* the prefix walk goes towards the head */
+constexpr uint32_t UFIB_VOBJ_WALKING = 0x10;  /* it has begun; the cursor alone cannot tell */
 /* A prefix or label was pointed at the current instance while another one stood: the current one may not be deleted
  * before a whole walk. */
 constexpr uint32_t UFIB_VOBJ_JOINED = 0x20;
@@ -139,6 +139,9 @@ struct ufib_vobj {
     sll_node by_hash; /* in the bucket of its hash */
     dl_node by_dirty; /* on ufib_dirty_vobj_list */
     dl_node by_rpf;   /* on ufib_vobj_rpf_list */
+    dl_node retry;    /* on ufib_retry_vobjs: hardware has refused the present paths */
+    ufib_obj **kept;  /* paths that its entry may lead to until then, one reference each */
+    uint32_t kept_count;
     dl_list prefixes; /* whose next object this is */
     dl_node *backwalk_cursor;
     dl_node *rpf_cursor;
@@ -254,7 +257,7 @@ void ufib_vobj_remove(ufib_vobj *vobj); /* a missing bucket is logged */
 [[nodiscard]] ufib_vobj *ufib_vobj_get_next(const ufib_vobj *vobj); /* by hash, newest first within one */
 /* The walk taken up again behind the first 'passed' vobjs of a hash. */
 [[nodiscard]] ufib_vobj *ufib_vobj_resume(const ufib_vdc *vdc, uint32_t hash, uint32_t passed);
-void ufib_vobj_db_destroy(ufib_vdc *vdc);                           /* what labels have left */
-void ufib_vobj_db_forget(ufib_vdc *vdc);                            /* memory alone, at process teardown */
+void ufib_vobj_db_destroy(ufib_vdc *vdc); /* what labels have left */
+void ufib_vobj_db_forget(ufib_vdc *vdc);  /* memory alone, at process teardown */
 void ufib_vobj_init_types(); /* registers the object types, the path counts of records, and the timer */
 void ufib_vobj_reset();      /* process teardown in tests */

@@ -24,6 +24,11 @@ static dl_list *dependents_of(ufib_obj *path, dl_node ***cursor) {
     return type->dependents(path, cursor);
 }
 
+void ufib_vobj_path_release(ufib_obj *path) {
+    ufib_obj_drop(path);
+    if (ufib_obj_refs(path) == 0 && !ufib_journal_find_ddel_object(path)) ufib_obj_delete(nullptr, path);
+}
+
 static void cnh_unlink(ufib_cnh *cnh) {
     dl_node **cursor;
     dl_list *dependents = dependents_of(cnh->obj, &cursor);
@@ -31,8 +36,7 @@ static void cnh_unlink(ufib_cnh *cnh) {
     dbly_linkage_remove(dependents, &cnh->by_obj);
     ufib_obj *obj = cnh->obj;
     cnh->obj = nullptr;
-    ufib_obj_drop(obj);
-    if (ufib_obj_refs(obj) == 0 && !ufib_journal_find_ddel_object(obj)) ufib_obj_delete(nullptr, obj);
+    ufib_vobj_path_release(obj);
 }
 
 void ufib_vobj_cnhs_release(ufib_vobj *vobj) {

@@ -3,10 +3,11 @@
 #include "platform/ufib_platform.h"
 #include "ufib/ufib_bintrace.h"
 #include "ufib/ufib_dirty.h"
-#include "ufib/ufib_journal.h"
 #include "ufib/ufib_pss_vobj.h"
+#include "ufib/ufib_retry.h"
 #include "ufib/ufib_vdc.h"
 #include "ufib/ufib_vobj.h"
+#include "ufib/ufib_vobj_private.h"
 
 #include <utility>
 
@@ -114,7 +115,7 @@ static int resize(ufib_vobj *vobj, bool in_place) {
     return 0;
 }
 
-/* The paths of before outlive the rewrite of the groups that lead to them. */
+/* The paths of before outlive the rewrite of the groups that lead to them, or stay as long as it is refused. */
 struct held_paths {
     uint32_t count;
     ufib_obj *path[UFIB_VOBJ_CNHS_MAX];
@@ -127,12 +128,12 @@ static void paths_hold(const ufib_vobj *vobj, held_paths *held) {
     }
 }
 
-static void paths_release(const held_paths &held) {
-    for (uint32_t i = 0; i < held.count; i++) {
-        ufib_obj_drop(held.path[i]);
-        if (ufib_obj_refs(held.path[i]) == 0 && !ufib_journal_find_ddel_object(held.path[i]))
-            ufib_obj_delete(nullptr, held.path[i]);
-    }
+static void paths_release(ufib_vobj *vobj, const held_paths &held, bool in_use) {
+    for (uint32_t i = 0; i < held.count; i++)
+        if (in_use)
+            ufib_retry_vobj_keep(vobj, held.path[i]);
+        else
+            ufib_vobj_path_release(held.path[i]);
 }
 
 static void compute_in_place(ufib_vobj *vobj) {
@@ -144,8 +145,8 @@ static void compute_in_place(ufib_vobj *vobj) {
         ufib_vobj_compute_cnhs_rnh_has_nve(vobj, &changed);
     else
         ufib_vobj_compute_cnhs(vobj, &changed);
-    if (changed) (void)ufib_platform_update_vobj(vobj, 0);
-    paths_release(before);
+    const bool refused = changed && ufib_platform_update_vobj(vobj, 0) < 0;
+    paths_release(vobj, before, refused);
 }
 
 int ufib_vobj_process_rnh_update(ufib_vobj *vobj, bool in_place) {

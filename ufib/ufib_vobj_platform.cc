@@ -6,6 +6,7 @@
 #include "platform/ufib_platform.h"
 #include "ufib/ufib_journal.h"
 #include "ufib/ufib_pss_vobj.h"
+#include "ufib/ufib_retry.h"
 #include "ufib/ufib_vobj.h"
 
 static bool handle_valid(uint32_t handle) { return handle != 0 && handle != UINT32_MAX; }
@@ -42,7 +43,12 @@ int ufib_platform_insert_vobj(ufib_vobj *vobj, const ufib_ha_route *record) {
 int ufib_platform_update_vobj(ufib_vobj *vobj, uint32_t mode) {
     if (vobj->obj.handle == 0) return 0;
     const int status = ufib_platform_table.update_vobj(vobj, mode);
-    if (status < 0) ufib_errors[E_VOBJ_HW_UPDATE]++; /* the route that led here stands all the same */
+    if (status >= 0) {
+        ufib_retry_vobj_done(vobj);
+    } else {
+        ufib_errors[E_VOBJ_HW_UPDATE]++; /* the route that led here stands all the same */
+        ufib_retry_vobj(vobj);
+    }
     return status;
 }
 
