@@ -25,7 +25,7 @@ constexpr uint8_t UFIB_HOLDER_MCAST_SRC = 0x40;
 constexpr uint8_t UFIB_HOLDERS_ROUTE = 0x0f; /* any of these keeps the route itself */
 
 constexpr uint8_t UFIB_TAG_VALID = 0x01;   /* tag flags */
-constexpr uint8_t UFIB_TAG_CC_SEEN = 0x80; /* a consistency check has named the prefix, and found nothing wrong */
+constexpr uint8_t UFIB_TAG_CC_SEEN = 0x80; /* named by a consistency check, which found nothing wrong */
 
 struct ufib_pfx;
 

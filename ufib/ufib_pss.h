@@ -22,7 +22,7 @@ void ufib_pss_close_files(lcfwd_vdc_desc *vdc); /* and destroys them, flushing w
 void ufib_pss_insert_prefix(const ufib_pfx *pfx);
 void ufib_pss_delete_prefix(const ufib_pfx *pfx);
 void ufib_pss_rnh_key(const ufib_pfx *pfx, uint8_t *out); /* of its record: a ufib_rnh_record_key */
-void ufib_pss_insert_dcsrif(const ufib_pfx *pfx); /* the attached interface of a direct route */
+void ufib_pss_insert_dcsrif(const ufib_pfx *pfx);         /* the attached interface of a direct route */
 void ufib_pss_delete_dcsrif(const ufib_pfx *pfx);
 
 /* Adjacencies, with the record of their counts beside. */
