@@ -35,10 +35,20 @@ static wanted_hop wanted_of(ufib_vdc *vdc, const ufib_family &family, const nh_r
     return out;
 }
 
+static bool key_is(const wanted_hop &wanted, const ufib_adj_key &key) {
+    return key.if_index == wanted.key.if_index &&
+           std::memcmp(key.address, wanted.key.address, wanted.family.addr_bytes) == 0;
+}
+
 static bool adj_is(const wanted_hop &wanted, const ufib_adj *adj) {
-    if (adj == wanted.global) return true;
-    return adj->key.if_index == wanted.key.if_index &&
-           std::memcmp(adj->key.address, wanted.key.address, wanted.family.addr_bytes) == 0;
+    return wanted.global == nullptr ? key_is(wanted, adj->key) : adj == wanted.global;
+}
+
+/* Routes of unlike flags share a group, whose members were made for the first of them: the key alone tells. */
+static bool any_path_is(const ufib_ecmp *group, const wanted_hop &wanted) {
+    for (uint32_t i = 0; i < group->key->count; i++)
+        if (key_is(wanted, ufib_ecmp_key_path(wanted.family, *group->key, i))) return true;
+    return false;
 }
 
 static bool te_is(const ufib_obj *next, const nh_rec *hop, const char *name) {
@@ -50,12 +60,6 @@ static bool te_is(const ufib_obj *next, const nh_rec *hop, const char *name) {
 }
 
 static bool ufib_consis_verify_nh_info(const ufib_obj *next, const wanted_hop &wanted);
-
-static bool any_path_is(const ufib_ecmp *group, const wanted_hop &wanted) {
-    for (uint32_t i = 0; i < group->key->count; i++)
-        if (group->paths[i] != nullptr && ufib_consis_verify_nh_info(group->paths[i], wanted)) return true;
-    return false;
-}
 
 static bool base_is(const ufib_obj *next, const wanted_hop &wanted) {
     const ufib_obj *base = ufib_hook.label_base == nullptr ? nullptr : ufib_hook.label_base(next);
