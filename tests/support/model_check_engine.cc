@@ -22,6 +22,8 @@ static void adj_compare(model_walk *walk, const ufib_adj *adj, const softfwd_adj
     if (entry.family != family || entry.if_index != adj->key.if_index ||
         std::memcmp(entry.next_hop, adj->key.address, sizeof entry.next_hop) != 0)
         walk->wrong(name + " has another key");
+    if (adj->retry.owner != nullptr)
+        return; /* hardware has refused what the model says, and is asked again */
     walk->same(name + " action", entry.action, action_wanted(adj));
     if ((adj->flags & UFIB_ADJ_RESOLVED) != 0 &&
         std::memcmp(entry.dmac, adj->rewrite.bytes + UFIB_REWRITE_DMAC, sizeof entry.dmac) != 0)
@@ -56,7 +58,8 @@ static void vobj_compare(model_walk *walk, const softfwd_group_info &entry, size
     const std::string name = "engine: " + model_name(vobj) + " instance " + std::to_string(entry.handle);
     const uint32_t size = entry.handle == vobj->new_handle ? vobj->new_ls_count : vobj->old_ls_count;
     walk->same(name + " size", entry.size, size);
-    const bool current = entry.handle == vobj->new_handle && size == vobj->cnh_count;
+    const bool current =
+        entry.handle == vobj->new_handle && size == vobj->cnh_count && vobj->retry.owner == nullptr;
     for (uint32_t i = 0; i < entry.count; i++) {
         const uint32_t member = entry.members[i].adj_handle;
         if (walk->adj_by_handle.count(member) == 0)

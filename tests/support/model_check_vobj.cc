@@ -63,6 +63,7 @@ static void links_check(model_walk *walk, ufib_vobj *vobj, const std::string &na
             walk->wrong(name + " cnh off its list");
     }
     if (vobj->cnh_count == 0) walk->wrong(name + " leads nowhere");
+    for (uint32_t i = 0; i < vobj->kept_count; i++) walk->expected[vobj->kept[i]]++;
 }
 
 static void state_check(model_walk *walk, const ufib_vobj *vobj, const std::string &name) {
