@@ -31,7 +31,8 @@ struct ufib_vdc_stats {
     uint32_t ipsg_updates;
     uint32_t sgrp_updates;
     uint32_t tunnel_updates;
-    uint32_t records_deleted; /* stored records that nothing could be made of */
+    uint32_t records_deleted;  /* stored records that nothing could be made of */
+    uint32_t entries_repaired; /* hardware entries that a restart found to be other than the store says */
 };
 
 struct mfib_vdc_stats {

@@ -34,10 +34,13 @@ static void vdc_print(cmd_handle *handle, uint32_t vdc_id) {
     cmd_prt(handle, "VDC %u: ufib %s, mfib %s, epoch %u\n", cmd_u32(vdc_id, "vdc"),
             cmd_text(lcfwd_state_name(row->ufib_state), "ufib_state"),
             cmd_text(lcfwd_state_name(row->mfib_state), "mfib_state"), cmd_u32(row->ufdm_epoch, "epoch"));
-    cmd_prt(handle, "   routes recovered: %u v4, %u v6   records given up: %u   stale prefixes removed: %u\n",
+    cmd_prt(handle,
+            "   routes recovered: %u v4, %u v6   records given up: %u   entries repaired: %u   stale "
+            "prefixes removed: %u\n",
             cmd_u32(stats.family[UFIB_STATS_V4].routes_recovered, "v4_routes_recovered"),
             cmd_u32(stats.family[UFIB_STATS_V6].routes_recovered, "v6_routes_recovered"),
             cmd_u32(stats.records_deleted, "records_given_up"),
+            cmd_u32(stats.entries_repaired, "entries_repaired"),
             cmd_u32(vdc == nullptr ? 0 : vdc->stale_count, "stale_prefixes_removed"));
     cmd_prt_row_end(handle);
 }

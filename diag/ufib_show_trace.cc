@@ -33,7 +33,7 @@ static void record_print(cmd_handle *handle, const bl_reader *reader, const bl_r
     cmd_prt_row_end(handle);
 }
 
-/* The show ends at the record that was the newest when it began, since it makes records itself. Its parameters keep the
+/* The show ends at the record that was the newest when it began: more may come between two pieces for ever. Its parameters keep the
  * sequence number of that one in 'vobj_id', and of the last one shown in 'at_id'. */
 struct trace_walk {
     bool (*wanted)(uint32_t event);

@@ -1,5 +1,5 @@
 #include "core/lcfwd_log.h"
-#include "core/ufib_funcstats.h"
+#include "core/ufib_trace.h"
 #include "persist/lcfwd_pss.h"
 #include "softfwd/softfwd.h"
 #include "softfwd/softfwd_config.h"
@@ -58,9 +58,9 @@ TEST_F(counter_show, every_counter_is_shown_once_and_has_one_clear) {
          {CMD_CLEAR_INTERNAL_COUNTS, CMD_CLEAR_CUMULATIVE_COUNTERS, CMD_CLEAR_MSG_CNTS}) {
         std::memcpy(block(), values, sizeof values);
         EXPECT_EQ(ask(clear).kind, CMD_ANSWER_OK);
-        uint32_t now[words];
-        std::memcpy(now, block(), sizeof now);
-        for (const uint32_t value : now) cleared += value == 0 ? 1 : 0;
+        uint32_t after[words];
+        std::memcpy(after, block(), sizeof after);
+        for (const uint32_t value : after) cleared += value == 0 ? 1 : 0;
     }
     EXPECT_EQ(cleared, words);
 }
@@ -124,11 +124,10 @@ TEST_F(counter_show, trace_comes_as_text_the_newest_or_all_of_it) {
     for (uint32_t i = 0; i < 250; i++) UFIB_BL(1, UFIB_TR_UFDM_UP, 90000 + i);
     const show_answer all = ask(CMD_SHOW_TRACE);
     EXPECT_GE(all.pieces, 3u);
-    EXPECT_EQ(times(all.text, "UFDM up, epoch 90"), 250u)
-        << "records that the show itself makes are not in it";
+    EXPECT_EQ(times(all.text, "UFDM up, epoch 90"), 250u);
     const show_answer newest = ask(CMD_SHOW_TRACE, {{CMD_ATTR_LIMIT, be32(3)}});
     EXPECT_EQ(times(newest.json, "\"sequence\":"), 3u) << newest.text;
-    EXPECT_EQ(times(newest.text, "UFDM up, epoch 90"), 0u) << "newer ones are there";
+    EXPECT_TRUE(has(newest, "epoch 90247\n") && has(newest, "epoch 90249\n"));
     ASSERT_TRUE(load(v4_family, {add(v4_family, "10.1.0.0/16")}));
     const show_answer profile = ask(CMD_SHOW_TRACE_PROFILE);
     EXPECT_TRUE(has(profile, "Tracing: on"));
