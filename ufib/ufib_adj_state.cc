@@ -144,6 +144,7 @@ static ufib_obj *get_create_real(ufib_vdc *vdc, const ufib_family &family, const
 
 ufib_obj *ufib_get_create_adj(ufib_vdc *vdc, const ufib_family &family, const ufib_adj_key &key,
                               const ufib_adj_request &request) {
+    const ufib_funcstats_block measure(UFIB_FS_ADJ_GET_CREATE);
     const uint32_t kind = ufib_adj_global_kind(family, key.if_index, request.flags);
     if (kind == 0) return get_create_real(vdc, family, key, request);
     if (!restart_says_real(vdc, kind, request.ha_handle)) return global_wanted(vdc, kind);
