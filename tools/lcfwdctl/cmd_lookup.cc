@@ -5,6 +5,7 @@
 #include "tools/lcfwdctl/table.h"
 
 #include "host/address/address.h"
+#include "softfwd/softfwd_rpf_check.h"
 
 #include <cstring>
 
@@ -19,6 +20,7 @@ struct lookup_plan {
     bool of_flow; /* the source's family is the address's */
     address_family flow_family;
     softfwd_flow flow;
+    uint32_t in; /* the interface that the flow's packets come in by; 0: not told */
     ctl_table output;
 };
 
@@ -52,6 +54,19 @@ static int ask(softfwd_reader *reader, const lookup_plan &plan, const lookup_pla
     return softfwd_lookup_flow(reader, asked.family, ctl.vdc, table, &flow, result);
 }
 
+/* Whether the reverse-path check of the interface lets the flow's source pass. */
+static int check_source(softfwd_reader *reader, const lookup_plan &plan, const lookup_plan::question &asked,
+                        bool *fails) {
+    *fails = false;
+    if (plan.in == 0 || plan.flow_family != asked.family) return 0;
+    softfwd_rpf_result result{};
+    const int error =
+        softfwd_rpf_check(reader, asked.family, ctl.vdc, plan.tables[asked.family == ADDRESS_FAMILY_V6],
+                          plan.in, plan.flow.source, &result);
+    *fails = error == 0 && result.verdict == SOFTFWD_RPF_FAIL;
+    return error;
+}
+
 /* "SOURCE,SOURCE-PORT,PORT,PROTOCOL", the protocol by number or as tcp, udp. */
 static bool flow_parse(const std::string &text, lookup_plan *plan) {
     std::vector<std::string> words(1);
@@ -82,10 +97,13 @@ static int work(uint32_t slot, softfwd_reader *reader, void *context) {
     int status = CTL_GOOD;
     for (const lookup_plan::question &asked : plan->questions) {
         softfwd_result result{};
-        const int error = ask(reader, *plan, asked, &result);
+        bool fails = false;
+        int error = ask(reader, *plan, asked, &result);
+        if (error == 0) error = check_source(reader, *plan, asked, &fails);
         if (error != 0) return ctl_engine_failure(slot, error);
         if (result.hop.action == SOFTFWD_NO_ROUTE) status = CTL_REFUSED;
         plan->output.rows.push_back(answer_row(slot, asked, result));
+        if (fails) plan->output.rows.back()[2] = "rpf drop";
     }
     return status;
 }
@@ -96,13 +114,14 @@ static int run(int argc, char **argv) {
     bool counting = false;
     std::string flow;
     const ctl_option rows[] = {ctl_text("--flow", &flow, &plan.of_flow),
+                               ctl_number("--in", &plan.in, 1, UINT32_MAX),
                                ctl_number("--table", &options.table, 0, UINT32_MAX, &options.table_given),
                                ctl_flag("--count", &counting)};
     std::vector<const char *> words;
     if (const int status = ctl_options_parse(rows, argc, argv, &words); status != CTL_GOOD) return status;
     if (const int status = ctl_route_options_finish(&options); status != CTL_GOOD) return status;
-    if (words.empty()) {
-        ctl_error("usage: lcfwdctl lookup ADDRESS...");
+    if (words.empty() || (plan.in != 0 && !plan.of_flow)) {
+        ctl_error("usage: lcfwdctl lookup ADDRESS... [--flow FLOW [--in IF_INDEX]]");
         return CTL_USAGE;
     }
     if (plan.of_flow && !flow_parse(flow, &plan)) {
@@ -127,7 +146,8 @@ static int run(int argc, char **argv) {
 }
 
 const ctl_command ctl_command_lookup = {
-    "lookup", "ADDRESS... [--table ID] [--flow FLOW] [--count]", "ask the forwarding engine for addresses",
+    "lookup", "ADDRESS... [--table ID] [--flow FLOW [--in IF_INDEX]] [--count]",
+    "ask the forwarding engine for addresses",
     "Asks the forwarding engine, in shared memory and without disturbing the process, what a packet to each "
     "address\n"
     "gets: forward, glean (next hop not resolved), punt, drop or no_route. Exit code 1 when an address has "
@@ -137,9 +157,11 @@ const ctl_command ctl_command_lookup = {
     "SOURCE,SOURCE-PORT,PORT,PROTOCOL\n"
     "                   (protocol: tcp, udp or a number); without it all packets to one address take one "
     "path\n"
+    "  --in IF_INDEX    the flow's packets come in there: what its reverse-path check drops is \"rpf drop\"\n"
     "  --count          count the look-ups as packets\n\n"
     "Examples:\n"
     "  lcfwdctl lookup 192.0.2.1 2001:db8::1\n"
     "  lcfwdctl lookup 192.0.2.1 --flow 198.51.100.7,40000,443,tcp\n"
+    "  lcfwdctl lookup 192.0.2.1 --flow 198.51.100.7,40000,443,tcp --in 0x1a000001\n"
     "  lcfwdctl lookup 192.0.2.1 --table 7 --vdc 2 --json\n",
     run};

@@ -32,6 +32,6 @@ const ctl_command *const ctl_commands[] = {
     &ctl_command_verify,    &ctl_command_status,  &ctl_command_engine,   &ctl_command_store,
     &ctl_command_send,      &ctl_command_probe,   &ctl_command_trace,    &ctl_command_log,
     &ctl_command_interface, &ctl_command_mac,     &ctl_command_clear,    &ctl_command_aged,
-    &ctl_command_show,      &ctl_command_debug,   &ctl_command_complete,
+    &ctl_command_show,      &ctl_command_debug,   &ctl_command_complete, &ctl_command_tunnel,
 };
 const size_t ctl_command_count = sizeof ctl_commands / sizeof ctl_commands[0];

@@ -22,6 +22,7 @@ extern const ctl_command ctl_command_trace;
 extern const ctl_command ctl_command_log;
 extern const ctl_command ctl_command_interface;
 extern const ctl_command ctl_command_mac;
+extern const ctl_command ctl_command_tunnel;
 extern const ctl_command ctl_command_clear;
 extern const ctl_command ctl_command_aged;
 extern const ctl_command ctl_command_show;
