@@ -19,7 +19,6 @@ bool ufib_enable_rc_debugs;
 bool ufib_update_funcstats;
 bool ufib_disable_funcstats_tr;
 
-static constexpr uint32_t event_family = 0x730000;
 static constexpr uint32_t told_elements = 17; /* the service is not told of the names behind these */
 static constexpr uint32_t syslog_bytes = 2128;
 static constexpr uint32_t debug_history_uuid = 115;
@@ -81,21 +80,22 @@ static void history_write(uint32_t subtype, const char *function, int line, cons
                                line, text);
     if (length < 0) return;
     const size_t counted = static_cast<size_t>(length) + 5;
-    sdwrap_hist_event(event_family, static_cast<uint32_t>(counted < sizeof event ? counted : sizeof event),
-                      event);
+    sdwrap_hist_event(LCFWD_LOG_FAMILY,
+                      static_cast<uint32_t>(counted < sizeof event ? counted : sizeof event), event);
 }
 
 /* Everywhere but the text file. */
 static void services_write(uint32_t subtype, uint32_t instance, const char *function, int line,
                            const char *text) {
-    if (sdwrap_hist_event_subtype_check(event_family, subtype)) history_write(subtype, function, line, text);
+    if (sdwrap_hist_event_subtype_check(LCFWD_LOG_FAMILY, subtype))
+        history_write(subtype, function, line, text);
     if (sdwrap_chk_int(subtype)) buginf("%s", text);
     char event[512];
     const int length = std::snprintf(event, sizeof event, "%s", text);
     if (length < 0) return;
     const size_t counted =
         static_cast<size_t>(length) < sizeof event ? static_cast<size_t>(length) : sizeof event - 1;
-    sdwrap_his_log_event_for_uuid_inst(service_uuid(), event_family, instance, 0,
+    sdwrap_his_log_event_for_uuid_inst(service_uuid(), LCFWD_LOG_FAMILY, instance, 0,
                                        static_cast<uint32_t>(counted), event);
 }
 
@@ -143,7 +143,7 @@ int lcfwd_sdwrap_debug_init() {
     }
     LCFWD_TRACE("%s(%d): sdwrap_sys_init successful\n", __func__, __LINE__);
     for (uint32_t subtype : {LCFWD_LOG_ERROR, UFIB_LOG_ERROR, MFIB_LOG_ERROR, MFIB_OTV_LOG_ERROR}) {
-        sdwrap_hist_set_event_subtype(event_family, subtype, true);
+        sdwrap_hist_set_event_subtype(LCFWD_LOG_FAMILY, subtype, true);
     }
     return 0;
 }

@@ -31,6 +31,8 @@ enum lcfwd_log_subtype : uint32_t {
     MFIB_OTV_LOG_TRACE,
 };
 
+constexpr uint32_t LCFWD_LOG_FAMILY = 0x730000; /* of events in the history service */
+
 /* Switches that debug commands set; all off by default. */
 extern bool lcfwd_flog_disable;        /* no text file */
 extern bool ufib_disable_tracing;      /* no binary trace */

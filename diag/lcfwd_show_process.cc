@@ -10,10 +10,12 @@
 #include "host/command/command.h"
 #include "host/containers/slab.h"
 #include "host/engine/engine.h"
+#include "host/interfaces/l3vm.h"
 #include "host/store/store_admin.h"
 #include "host/system/mtrack.h"
 #include "host/system/system.h"
 #include "host/trace/bl.h"
+#include "host/trace/sdwrap.h"
 #include "persist/lcfwd_pss.h"
 
 #include <cstdio>
@@ -98,6 +100,19 @@ static constexpr counter_row<bl_counters> trace_rows[] = {
     {"dropped", [](const bl_counters &c) { return c.dropped; }},
     {"cut", [](const bl_counters &c) { return uint64_t{c.cut}; }},
     {"private logs", [](const bl_counters &c) { return uint64_t{c.private_logs}; }},
+};
+
+static constexpr counter_row<sdwrap_counters> history_rows[] = {
+    {"events", [](const sdwrap_counters &c) { return c.events; }},
+    {"dropped", [](const sdwrap_counters &c) { return c.dropped; }},
+    {"messages", [](const sdwrap_counters &c) { return uint64_t{c.messages}; }},
+    {"bad messages", [](const sdwrap_counters &c) { return uint64_t{c.bad_messages}; }},
+    {"debug lines", [](const sdwrap_counters &c) { return uint64_t{c.debug_lines}; }},
+};
+static constexpr counter_row<fsrv_counters> database_rows[] = {
+    {"notices", [](const fsrv_counters &c) { return uint64_t{c.notices}; }},
+    {"reloads", [](const fsrv_counters &c) { return uint64_t{c.reloads}; }},
+    {"failed reloads", [](const fsrv_counters &c) { return uint64_t{c.failed_reloads}; }},
 };
 
 /* ---- timers, log ---- */
@@ -191,6 +206,8 @@ void lcfwd_show_process(cmd_handle *handle, uint32_t vdc_id) {
     counters_print(handle, "loop", *fu_counters_get(), loop_rows);
     counters_print(handle, "system", *host_system_counters_get(), system_rows);
     counters_print(handle, "trace", *bl_counters_get(), trace_rows);
+    counters_print(handle, "log_history", *sdwrap_counters_get(), history_rows);
+    counters_print(handle, "interface_database", *fsrv_counters_get(), database_rows);
     timers_print(handle);
     store_print(handle);
     slabs_print(handle);

@@ -6,6 +6,7 @@
 #include "diag/ufib_show_counters.h"
 #include "host/command/command.h"
 #include "host/trace/bl_reader.h"
+#include "host/trace/sdwrap.h"
 
 #include <cstdio>
 #include <cstring>
@@ -96,6 +97,21 @@ static void settings_print(cmd_handle *handle) {
     cmd_prt_list_end(handle);
 }
 
+/* The elements of the text log: those that go to the history, and those that are printed. */
+static void elements_print(cmd_handle *handle) {
+    cmd_prt_list_begin(handle, "debug_elements");
+    for (uint32_t subtype = LCFWD_LOG_HA; subtype <= MFIB_OTV_LOG_TRACE; subtype++) {
+        cmd_prt_row_begin(handle);
+        cmd_prt(
+            handle, "%3u %-20s history %-3s  print %s\n", cmd_u32(subtype, "subtype"),
+            cmd_text(sdwrap_dbg_name(subtype), "name"),
+            cmd_text(sdwrap_hist_event_subtype_check(LCFWD_LOG_FAMILY, subtype) ? "on" : "off", "history"),
+            cmd_text(sdwrap_chk_int(subtype) ? "on" : "off", "print"));
+        cmd_prt_row_end(handle);
+    }
+    cmd_prt_list_end(handle);
+}
+
 struct trace_form {
     bool (*wanted)(uint32_t event);
     bool settings; /* printed first */
@@ -110,7 +126,10 @@ static void trace_show(cmd_handle *handle, uint32_t vdc_id, const trace_form &fo
         return;
     trace_walk work = {form.wanted, nullptr, {&params, 0, 0, false}};
     const bool first = (params.flags & UFIB_SHOW_CONTINUING) == 0;
-    if (first && form.settings) settings_print(handle);
+    if (first && form.settings) {
+        settings_print(handle);
+        elements_print(handle);
+    }
     int status = bl_reader_open(vdc_id, UFIB_TRACE_LOG, &work.reader);
     if (status == 0 && first) status = trace_begin(&work, vdc_id);
     if (status != 0) {

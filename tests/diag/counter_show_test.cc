@@ -132,6 +132,8 @@ TEST_F(counter_show, trace_comes_as_text_the_newest_or_all_of_it) {
     const show_answer profile = ask(CMD_SHOW_TRACE_PROFILE);
     EXPECT_TRUE(has(profile, "Tracing: on"));
     EXPECT_TRUE(has(profile, "Level 2 keeps 5000 records"));
+    EXPECT_TRUE(has(profile, "108 UFIB Error           history on   print off\n"));
+    EXPECT_EQ(times(profile.json, "\"subtype\":"), 17u);
     EXPECT_TRUE(has(profile, "Bulk route update processing begin"));
     EXPECT_EQ(times(profile.text, "UFDM up"), 0u);
 }
