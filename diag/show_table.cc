@@ -3,6 +3,7 @@
 #include "core/lcfwd_cmi.h"
 #include "diag/command_numbers.h"
 #include "diag/ufib_show_counters.h"
+#include "diag/ufib_show_history.h"
 #include "diag/ufib_show_object.h"
 #include "diag/ufib_show_route.h"
 
@@ -46,14 +47,14 @@ static constexpr lcfwd_cmi_row show_rows[] = {
     {CMD_UPDATE_FUNCSTATS, "ufib_update_funcstats", ufib_switch_update_funcstats},
     {CMD_DISABLE_FUNCSTATS_TRACE, "ufib_disable_funcstats_tr", ufib_switch_disable_funcstats_tr},
     {CMD_DISABLE_PSS, "ufib_disable_pss", ufib_switch_disable_pss},
-    {CMD_HISTORY_CONF(CMD_HISTORY_V6_PFX), "ufib_show_v6_pfx_conf", nullptr},
-    {CMD_HISTORY_SHOW(CMD_HISTORY_V6_PFX), "ufib_show_v6_pfx_hist", nullptr},
+    {CMD_HISTORY_CONF(CMD_HISTORY_V6_PFX), "ufib_show_v6_pfx_conf", ufib_show_v6_pfx_conf},
+    {CMD_HISTORY_SHOW(CMD_HISTORY_V6_PFX), "ufib_show_v6_pfx_hist", ufib_show_v6_pfx_hist},
     {CMD_HISTORY_CONF(CMD_HISTORY_LABEL), "lfib_show_label_conf", nullptr},
     {CMD_HISTORY_SHOW(CMD_HISTORY_LABEL), "lfib_show_label_hist", nullptr},
-    {CMD_HISTORY_CONF(CMD_HISTORY_V6_ADJ), "ufib_show_v6_adj_conf", nullptr},
-    {CMD_HISTORY_SHOW(CMD_HISTORY_V6_ADJ), "ufib_show_v6_adj_hist", nullptr},
-    {CMD_HISTORY_CONF(CMD_HISTORY_ECMP), "ufib_show_ecmp_conf", nullptr},
-    {CMD_HISTORY_SHOW(CMD_HISTORY_ECMP), "ufib_show_ecmp_hist", nullptr},
+    {CMD_HISTORY_CONF(CMD_HISTORY_V6_ADJ), "ufib_show_v6_adj_conf", ufib_show_v6_adj_conf},
+    {CMD_HISTORY_SHOW(CMD_HISTORY_V6_ADJ), "ufib_show_v6_adj_hist", ufib_show_v6_adj_hist},
+    {CMD_HISTORY_CONF(CMD_HISTORY_ECMP), "ufib_show_ecmp_conf", ufib_show_ecmp_conf},
+    {CMD_HISTORY_SHOW(CMD_HISTORY_ECMP), "ufib_show_ecmp_hist", ufib_show_ecmp_hist},
     {CMD_HISTORY_CONF(CMD_HISTORY_MPLS_ECMP), "lfib_show_mpls_ecmp_conf", nullptr},
     {CMD_HISTORY_SHOW(CMD_HISTORY_MPLS_ECMP), "lfib_show_mpls_ecmp_hist", nullptr},
     {CMD_HISTORY_CONF(CMD_HISTORY_OTV_ADJ), "ufib_show_otv_adj_conf", nullptr},
@@ -78,28 +79,28 @@ static constexpr lcfwd_cmi_row show_rows[] = {
     {CMD_HISTORY_SHOW(CMD_HISTORY_MCAST_OTV_OIF), "mfib_show_otv_oif_hist", nullptr},
     {CMD_CLEAR_MCAST_V4_ROUTES, "mfib_clear_route_v4_be", nullptr},
     {CMD_CLEAR_MCAST_V6_ROUTES, "mfib_clear_v6_route_be", nullptr},
-    {CMD_HISTORY_CONF(CMD_HISTORY_V4_RNH), "ufib_show_v4_rnh_conf", nullptr},
-    {CMD_HISTORY_SHOW(CMD_HISTORY_V4_RNH), "ufib_show_v4_rnh_hist", nullptr},
-    {CMD_HISTORY_CONF(CMD_HISTORY_V6_RNH), "ufib_show_v6_rnh_conf", nullptr},
-    {CMD_HISTORY_SHOW(CMD_HISTORY_V6_RNH), "ufib_show_v6_rnh_hist", nullptr},
-    {CMD_HISTORY_CONF(CMD_HISTORY_VOBJ), "ufib_show_vobj_conf", nullptr},
-    {CMD_HISTORY_SHOW(CMD_HISTORY_VOBJ), "ufib_show_vobj_hist", nullptr},
+    {CMD_HISTORY_CONF(CMD_HISTORY_V4_RNH), "ufib_show_v4_rnh_conf", ufib_show_v4_rnh_conf},
+    {CMD_HISTORY_SHOW(CMD_HISTORY_V4_RNH), "ufib_show_v4_rnh_hist", ufib_show_v4_rnh_hist},
+    {CMD_HISTORY_CONF(CMD_HISTORY_V6_RNH), "ufib_show_v6_rnh_conf", ufib_show_v6_rnh_conf},
+    {CMD_HISTORY_SHOW(CMD_HISTORY_V6_RNH), "ufib_show_v6_rnh_hist", ufib_show_v6_rnh_hist},
+    {CMD_HISTORY_CONF(CMD_HISTORY_VOBJ), "ufib_show_vobj_conf", ufib_show_vobj_conf},
+    {CMD_HISTORY_SHOW(CMD_HISTORY_VOBJ), "ufib_show_vobj_hist", ufib_show_vobj_hist},
     {CMD_HISTORY_CONF(CMD_HISTORY_MPLS_ADJ), "lfib_show_adj_conf", nullptr},
     {CMD_HISTORY_SHOW(CMD_HISTORY_MPLS_ADJ), "lfib_show_adj_hist", nullptr},
     {CMD_HISTORY_CONF(CMD_HISTORY_TE), "lfib_show_te_conf", nullptr},
     {CMD_HISTORY_SHOW(CMD_HISTORY_TE), "lfib_show_te_hist", nullptr},
-    {CMD_HISTORY_CONF(CMD_HISTORY_V4_PFX), "ufib_show_v4_pfx_conf", nullptr},
-    {CMD_HISTORY_SHOW(CMD_HISTORY_V4_PFX), "ufib_show_v4_pfx_hist", nullptr},
-    {CMD_HISTORY_CONF(CMD_HISTORY_V4_ADJ), "ufib_show_v4_adj_conf", nullptr},
-    {CMD_HISTORY_SHOW(CMD_HISTORY_V4_ADJ), "ufib_show_v4_adj_hist", nullptr},
+    {CMD_HISTORY_CONF(CMD_HISTORY_V4_PFX), "ufib_show_v4_pfx_conf", ufib_show_v4_pfx_conf},
+    {CMD_HISTORY_SHOW(CMD_HISTORY_V4_PFX), "ufib_show_v4_pfx_hist", ufib_show_v4_pfx_hist},
+    {CMD_HISTORY_CONF(CMD_HISTORY_V4_ADJ), "ufib_show_v4_adj_conf", ufib_show_v4_adj_conf},
+    {CMD_HISTORY_SHOW(CMD_HISTORY_V4_ADJ), "ufib_show_v4_adj_hist", ufib_show_v4_adj_hist},
     {CMD_SHOW_LABELS, "lfib_show_labels_be", nullptr},
     {CMD_SHOW_LABEL_SPACE, "lfib_show_label_space_be", nullptr},
     {CMD_SHOW_TE, "lfib_show_te_be", nullptr},
     {CMD_SHOW_LABEL_INTERNAL_COUNTS, "lfib_show_internal_counts", nullptr},
-    {CMD_SHOW_HISTORY_TIME, "lcfwd_show_bt_rec_queue", nullptr},
-    {CMD_SET_HISTORY_ENABLE, "lcfwd_set_bt_enable", nullptr},
-    {CMD_SET_HISTORY_FILTER, "lcfwd_set_bt_filter", nullptr},
-    {CMD_SET_HISTORY_STICKY, "lcfwd_set_bt_sticky", nullptr},
+    {CMD_SHOW_HISTORY_TIME, "lcfwd_show_bt_rec_queue", lcfwd_show_bt_rec_queue},
+    {CMD_SET_HISTORY_ENABLE, "lcfwd_set_bt_enable", lcfwd_set_bt_enable},
+    {CMD_SET_HISTORY_FILTER, "lcfwd_set_bt_filter", lcfwd_set_bt_filter},
+    {CMD_SET_HISTORY_STICKY, "lcfwd_set_bt_sticky", lcfwd_set_bt_sticky},
     {CMD_SHOW_INTERFACES, "lcfwd_show_interfaces", lcfwd_show_interfaces},
     {CMD_SHOW_TABLES, "lcfwd_show_tables", lcfwd_show_tables},
     {CMD_SHOW_PROCESS, "lcfwd_show_process", lcfwd_show_process},
@@ -116,7 +117,10 @@ struct clear_row {
 };
 /* The back-ends of the set table that exist. */
 static constexpr clear_row clear_rows[] = {
-    {CMD_HISTORY_V4_PFX, nullptr},
+    {CMD_HISTORY_V6_PFX, ufib_bt_v6_clear_entries},     {CMD_HISTORY_V6_ADJ, ufib_bt_v6_adj_clear_entries},
+    {CMD_HISTORY_ECMP, ufib_bt_ecmp_clear_entries},     {CMD_HISTORY_V4_RNH, ufib_bt_v4_rnh_clear_entries},
+    {CMD_HISTORY_V6_RNH, ufib_bt_v6_rnh_clear_entries}, {CMD_HISTORY_VOBJ, ufib_bt_vobj_clear_entries},
+    {CMD_HISTORY_V4_PFX, ufib_bt_v4_clear_entries},     {CMD_HISTORY_V4_ADJ, ufib_bt_v4_adj_clear_entries},
 };
 
 void diag_init() {

@@ -79,6 +79,7 @@ int bt_delete_all_entries(bt_desc *desc); /* sticky ones too; how many there wer
  * entry still exists or not. Null at the end. The caller's words of '*pos' stay. */
 [[nodiscard]] const bt_entry *bt_get_first_entry(bt_desc *desc, bt_pos *pos);
 [[nodiscard]] const bt_entry *bt_get_next_entry(bt_desc *desc, bt_pos *pos);
+[[nodiscard]] const bt_entry *bt_get_entry(const bt_desc *desc, const void *key); /* null: none */
 [[nodiscard]] const void *bt_entry_key(const bt_entry *entry);
 
 /* Records of an entry, oldest first; null at the end. Good until the next record is added. */

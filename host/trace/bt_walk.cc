@@ -33,6 +33,11 @@ const bt_entry *bt_get_next_entry(bt_desc *desc, bt_pos *pos) {
     return visit(desc, pos, ravl_next_from_key(&desc->keys, pos->key));
 }
 
+const bt_entry *bt_get_entry(const bt_desc *desc, const void *key) {
+    const bt_slot *slot = bt_slot_find(desc, key);
+    return slot == nullptr ? nullptr : bt_entry_at(desc->pool, bt_slot_number(desc->pool, slot));
+}
+
 const void *bt_entry_key(const bt_entry *entry) { return bt_entry_bytes(entry) + BT_ENTRY_HEAD; }
 
 bool bt_pos_ok(const bt_desc *desc, const bt_pos *pos) { return pos->key_len == desc->key_len; }
