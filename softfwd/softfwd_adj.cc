@@ -173,11 +173,12 @@ static uint32_t adj_adopt(void *adj, uint32_t ha, uint32_t holder) {
 }
 
 /* Fills a record and lets the handle name it. False: no record is free. */
-static bool adj_write(const void *adj, uint32_t handle, uint32_t holder) {
+static bool adj_write(const void *adj, uint32_t handle, uint32_t holder, bool is_new) {
     softfwd_engine *engine = &softfwd_state;
     const uint32_t index = softfwd_record_take();
     if (index == 0) return false;
     engine->record[index] = record_of_model(adj, handle, holder);
+    engine->record[index].doubtful = is_new ? 1 : 0;
     const uint32_t old = engine->directory[handle];
     softfwd_store(&engine->directory[handle], softfwd_place(SOFTFWD_KIND_ADJ, index));
     if (softfwd_place_kind(old) == SOFTFWD_KIND_ADJ)
@@ -189,7 +190,7 @@ static uint32_t adj_install(const void *adj, uint32_t holder) {
     softfwd_header *head = softfwd_state.head;
     uint32_t handle = 0;
     if (head->adj_count < softfwd_config_get()->max_adjacencies) handle = softfwd_adj_take();
-    if (handle != 0 && !adj_write(adj, handle, holder)) {
+    if (handle != 0 && !adj_write(adj, handle, holder, true)) {
         softfwd_adj_release(handle);
         handle = 0;
     }
@@ -215,7 +216,7 @@ uint32_t softfwd_insert_adj(void *adj, uint32_t ha, uint32_t holder) {
         return adj_install(adj, holder);
     }
     softfwd_space_check(space_of(adj));
-    const bool written = adj_write(adj, standing, holder);
+    const bool written = adj_write(adj, standing, holder, false);
     softfwd_note(SOFTFWD_OP_INSERT_ADJ, written ? SOFTFWD_EFFECT_UPDATE : SOFTFWD_EFFECT_FAILURE, standing);
     softfwd_adj_claim(standing);
     return written ? standing : 0;
@@ -225,7 +226,7 @@ static int adj_rewrite(const void *adj) {
     const uint32_t handle = ufib_pi_adj_get_handle(adj);
     const softfwd_adj *entry = softfwd_adj_of(handle);
     if (entry == nullptr) return 0;
-    const bool written = adj_write(adj, handle, entry->holder);
+    const bool written = adj_write(adj, handle, entry->holder, false);
     softfwd_note(SOFTFWD_OP_INSERT_ADJ, written ? SOFTFWD_EFFECT_UPDATE : SOFTFWD_EFFECT_FAILURE, handle);
     return written ? 0 : -1;
 }

@@ -1,24 +1,19 @@
 #include "softfwd/softfwd_commit.h"
 
 #include "softfwd/softfwd_adj.h"
-#include "softfwd/softfwd_check.h"
 #include "softfwd/softfwd_config.h"
 #include "softfwd/softfwd_group.h"
 #include "softfwd/softfwd_journal.h"
 #include "softfwd/softfwd_pool.h"
 #include "softfwd/softfwd_prefix.h"
+#include "softfwd/softfwd_table.h"
 #include "softfwd/softfwd_takeover.h"
 
-#include <algorithm>
-#include <initializer_list>
 #include <new>
 
 static struct {
-    uint64_t epoch;     /* what left before it is beyond recall; 0: no commit was told in this life */
-    bool recovering;    /* from the take-over to the end of the recovery */
-    uint32_t *doubtful; /* owned: next objects that had left, ascending */
-    uint32_t doubtful_count;
-    uint32_t from_log; /* operations from here on were not committed when the last process died */
+    uint64_t epoch;  /* what left before it is beyond recall; 0: no commit was told in this life */
+    bool recovering; /* from the take-over to the end of the recovery */
 } commit;
 
 void softfwd_committed() {
@@ -63,26 +58,49 @@ static bool group_revive(uint32_t handle, uint32_t unit) {
     return true;
 }
 
+/* The mark of the next object that a handle names; null when none stands there. The tables may not be checked yet. */
+static uint8_t *next_mark(uint32_t handle) {
+    const softfwd_header *head = softfwd_state.head;
+    if (handle == 0 || handle >= head->adj_bump) return nullptr;
+    const uint32_t place = softfwd_state.directory[handle];
+    const softfwd_kind kind = softfwd_place_kind(place);
+    const uint32_t index = softfwd_place_index(place);
+    if (kind == SOFTFWD_KIND_ADJ && index < head->record_bump) return &softfwd_state.record[index].doubtful;
+    if (kind == SOFTFWD_KIND_GROUP && index < head->group_bump) return &softfwd_group_record(index)->doubtful;
+    return nullptr;
+}
+
+void softfwd_doubt(uint32_t op, uint32_t handle, bool doubtful) {
+    const softfwd_engine *engine = &softfwd_state;
+    uint8_t *mark = nullptr;
+    if (op == SOFTFWD_OP_INSERT_ADJ || op == SOFTFWD_OP_INSERT_ECMP || op == SOFTFWD_OP_INSERT_VOBJ)
+        mark = next_mark(handle);
+    else if (op == SOFTFWD_OP_INSERT_V4_PREFIX || op == SOFTFWD_OP_INSERT_V6_PREFIX)
+        mark = handle < engine->head->prefix_bump ? &engine->prefix[handle].doubtful : nullptr;
+    if (mark != nullptr) *mark = doubtful ? 1 : 0;
+}
+
+/* What the log says was installed after the last commit. */
+static void logged_mark() {
+    auto *log = new (std::nothrow) softfwd_log_entry[SOFTFWD_LOG_ENTRIES];
+    if (log == nullptr) return;
+    const size_t count = softfwd_log_read(softfwd_state.head->a_committed_log + 1, log, SOFTFWD_LOG_ENTRIES);
+    for (size_t i = 0; i < count; i++)
+        if (log[i].effect == SOFTFWD_EFFECT_INSTALL) softfwd_doubt(log[i].op, log[i].handle, true);
+    delete[] log;
+}
+
 void softfwd_revive_next_objects() {
-    const uint32_t bump = softfwd_state.head->adj_bump;
     commit.recovering = true;
-    commit.from_log = softfwd_state.head->a_committed_log + 1;
-    uint32_t leaving = 0;
-    const auto leaves = [](uint32_t place) {
-        const softfwd_kind kind = softfwd_place_kind(place);
-        return kind == SOFTFWD_KIND_ADJ_LEAVING || kind == SOFTFWD_KIND_GROUP_LEAVING;
-    };
-    for (uint32_t handle = 1; handle < bump; handle++) leaving += leaves(softfwd_state.directory[handle]);
-    commit.doubtful = new (std::nothrow) uint32_t[leaving + 1];
-    if (commit.doubtful == nullptr) return;
-    for (uint32_t handle = 1; handle < bump; handle++) {
+    for (uint32_t handle = 1; handle < softfwd_state.head->adj_bump; handle++) {
         const uint32_t place = softfwd_state.directory[handle];
-        if (!leaves(place)) continue;
+        const softfwd_kind kind = softfwd_place_kind(place);
+        const bool adj = kind == SOFTFWD_KIND_ADJ_LEAVING;
+        if (!adj && kind != SOFTFWD_KIND_GROUP_LEAVING) continue;
         const uint32_t index = softfwd_place_index(place);
-        const bool adj = softfwd_place_kind(place) == SOFTFWD_KIND_ADJ_LEAVING;
-        if (adj ? adj_revive(handle, index) : group_revive(handle, index))
-            commit.doubtful[commit.doubtful_count++] = handle;
+        if (adj ? adj_revive(handle, index) : group_revive(handle, index)) *next_mark(handle) = 1;
     }
+    logged_mark();
 }
 
 softfwd_prefix *softfwd_revivable_prefix(uint32_t handle) {
@@ -118,44 +136,6 @@ bool softfwd_prefix_revive(uint32_t handle, uint64_t word) {
 
 /* --- the end of the recovery --- */
 
-/* Handles that the log says were installed after the last commit, by kind of operation. */
-static size_t uncommitted(std::initializer_list<softfwd_op> ops, uint32_t *handles, size_t max) {
-    auto *log = new (std::nothrow) softfwd_log_entry[SOFTFWD_LOG_ENTRIES];
-    if (log == nullptr) return 0;
-    const size_t count = softfwd_log_read(commit.from_log, log, SOFTFWD_LOG_ENTRIES);
-    size_t found = 0;
-    for (size_t i = 0; i < count && found < max; i++)
-        if (log[i].effect == SOFTFWD_EFFECT_INSTALL &&
-            std::find(ops.begin(), ops.end(), log[i].op) != ops.end())
-            handles[found++] = log[i].handle;
-    delete[] log;
-    std::sort(handles, handles + found);
-    return found;
-}
-
-/* What nobody took over, and is doubtful. An entry is logged after it stands: one more may be missing in the log. */
-template <typename Doubtful, typename Remove>
-static size_t sweep(size_t (*unclaimed)(uint32_t *, size_t), std::initializer_list<softfwd_op> ops,
-                    Doubtful is_doubtful, Remove remove) {
-    auto *handles = new (std::nothrow) uint32_t[2 * SOFTFWD_LOG_ENTRIES];
-    if (handles == nullptr) return 0;
-    uint32_t *fresh = handles + SOFTFWD_LOG_ENTRIES;
-    const size_t left = std::min<size_t>(unclaimed(handles, SOFTFWD_LOG_ENTRIES), SOFTFWD_LOG_ENTRIES);
-    const size_t logged = uncommitted(ops, fresh, SOFTFWD_LOG_ENTRIES);
-    uint32_t *end = std::partition(handles, handles + left, [&](uint32_t handle) {
-        return std::binary_search(fresh, fresh + logged, handle) || is_doubtful(handle);
-    });
-    if (handles + left - end == 1) end++;
-    for (const uint32_t *handle = handles; handle != end; handle++) remove(*handle);
-    const auto removed = static_cast<size_t>(end - handles);
-    delete[] handles;
-    return removed;
-}
-
-static bool next_is_doubtful(uint32_t handle) {
-    return std::binary_search(commit.doubtful, commit.doubtful + commit.doubtful_count, handle);
-}
-
 static void adj_remove(uint32_t handle) {
     const uint32_t index = softfwd_place_index(softfwd_state.directory[handle]);
     softfwd_store(&softfwd_state.directory[handle], softfwd_place(SOFTFWD_KIND_ADJ_LEAVING, index));
@@ -171,30 +151,53 @@ static void leaving_prefixes_release() {
             softfwd_grace_retire(SOFTFWD_GARBAGE_PREFIX, i, 0);
 }
 
-static softfwd_op clean_op(uint32_t handle) {
-    return softfwd_state.prefix[handle].family == ADDRESS_FAMILY_V4 ? SOFTFWD_OP_CLEAN_V4_PREFIX
-                                                                    : SOFTFWD_OP_CLEAN_V6_PREFIX;
+static void prefix_clean(uint32_t handle) {
+    (void)softfwd_prefix_remove(handle);
+    const bool v4 = softfwd_state.prefix[handle].family == ADDRESS_FAMILY_V4;
+    softfwd_note(v4 ? SOFTFWD_OP_CLEAN_V4_PREFIX : SOFTFWD_OP_CLEAN_V6_PREFIX, SOFTFWD_EFFECT_REMOVE, handle);
+}
+
+/* What nobody took over, and is doubtful, goes; the rest is beyond doubt now. */
+static size_t prefixes_sweep() {
+    const softfwd_engine *engine = &softfwd_state;
+    size_t removed = 0;
+    for (uint32_t i = 1; i < engine->prefix_claims.limit; i++) {
+        softfwd_prefix *entry = &engine->prefix[i];
+        if (entry->doubtful == 0) continue;
+        if (entry->state == SOFTFWD_LIVE && !softfwd_prefix_is_claimed(i)) {
+            prefix_clean(i);
+            removed++;
+        }
+        entry->doubtful = 0;
+    }
+    return removed;
+}
+
+/* Groups before the adjacencies that they lead to. */
+static void next_objects_sweep(softfwd_kind kind) {
+    for (uint32_t i = 1; i < softfwd_state.adj_claims.limit; i++) {
+        if (softfwd_place_kind(softfwd_state.directory[i]) != kind) continue;
+        uint8_t *mark = next_mark(i);
+        if (mark == nullptr || *mark == 0) continue;
+        *mark = 0;
+        if (softfwd_adj_is_claimed(i)) continue;
+        if (kind == SOFTFWD_KIND_ADJ)
+            adj_remove(i);
+        else
+            (void)softfwd_group_remove(i);
+    }
 }
 
 void softfwd_recovery_finish() {
     if (!softfwd_state.open || !commit.recovering) return;
-    const auto never = [](uint32_t) { return false; };
-    size_t removed =
-        sweep(softfwd_unclaimed_prefixes, {SOFTFWD_OP_INSERT_V4_PREFIX, SOFTFWD_OP_INSERT_V6_PREFIX}, never,
-              [](uint32_t handle) {
-                  (void)softfwd_prefix_remove(handle);
-                  softfwd_note(clean_op(handle), SOFTFWD_EFFECT_REMOVE, handle);
-              });
-    sweep(softfwd_unclaimed_groups, {SOFTFWD_OP_INSERT_ECMP, SOFTFWD_OP_INSERT_VOBJ}, next_is_doubtful,
-          [](uint32_t handle) { (void)softfwd_group_remove(handle); });
-    sweep(softfwd_unclaimed_adjacencies, {SOFTFWD_OP_INSERT_ADJ}, next_is_doubtful, adj_remove);
+    const size_t removed = prefixes_sweep();
+    next_objects_sweep(SOFTFWD_KIND_GROUP);
+    next_objects_sweep(SOFTFWD_KIND_ADJ);
     leaving_prefixes_release();
+    softfwd_tables_sweep();
     if (removed != 0) softfwd_say("%zu prefixes of a batch that nobody was answered are gone again", removed);
     commit.recovering = false;
     softfwd_committed();
 }
 
-void softfwd_commit_reset() {
-    delete[] commit.doubtful;
-    commit = {};
-}
+void softfwd_commit_reset() { commit = {}; }

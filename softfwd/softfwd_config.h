@@ -17,7 +17,9 @@ struct softfwd_config {
     bool never_reuse_handles = false; /* an old handle is then always an unknown one */
 
     /* Brackets. */
-    uint32_t write_batch = 256;   /* one_write_ready reports a completed batch after so many writes */
+    /* one_write_ready reports a completed batch after so many writes. 0: never, so that the store has each batch of
+     * routes as a whole. */
+    uint32_t write_batch = 0;
     bool never_ready = false;     /* one_write_ready and all_writes_ready return 0 for ever */
     bool async = false;           /* prefix writes complete later, through the cookies */
     uint32_t async_every = 16;    /* in async mode: at every n-th one_write_ready, and at all_writes_ready */

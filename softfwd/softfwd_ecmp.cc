@@ -14,7 +14,7 @@ static softfwd_space space_of(void *group) {
     return {ufib_pi_ecmp_get_platform_space(group), softfwd_ecmp_space_len(static_cast<uint8_t>(paths))};
 }
 
-static softfwd_group_plan plan_of_model(const void *group, uint32_t holder) {
+softfwd_group_plan softfwd_ecmp_plan(const void *group, uint32_t holder) {
     softfwd_group_plan plan = {};
     plan.origin = SOFTFWD_GROUP_ECMP;
     plan.vdc_id = ufib_pi_ecmp_get_vdc_id(group);
@@ -48,7 +48,7 @@ uint32_t softfwd_insert_ecmp(void *group, uint32_t ha, uint32_t holder) {
     const uint32_t asked = ha != 0 ? ha : standing;
     if (!softfwd_plan_empty() && softfwd_plan_refuses(SOFTFWD_OP_INSERT_ECMP, asked))
         return ecmp_note(SOFTFWD_EFFECT_INSTALL, 0, asked);
-    const softfwd_group_plan plan = plan_of_model(group, holder);
+    const softfwd_group_plan plan = softfwd_ecmp_plan(group, holder);
     if (ha != 0) return ecmp_adopt(group, &plan, ha);
     const softfwd_group *entry = softfwd_group_of(standing);
     if (entry == nullptr) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/ufib_ha_route.h"
+#include "softfwd/softfwd_group.h"
 
 #include <cstdint>
 
@@ -10,6 +11,9 @@
 [[nodiscard]] uint32_t softfwd_insert_ecmp(void *group, uint32_t ha, uint32_t holder);
 int softfwd_delete_ecmp(void *group); /* -1: unknown handle */
 [[nodiscard]] uint32_t softfwd_ecmp_space_len(uint8_t paths);
+
+/* What the model wants of a group. */
+[[nodiscard]] softfwd_group_plan softfwd_ecmp_plan(const void *group, uint32_t holder);
 
 /* Fills the adjacencies behind the record's next object, for as many paths as it says: of a group its members, of an
  * adjacency itself. 0, or -1 for an unknown handle (nothing is filled). */

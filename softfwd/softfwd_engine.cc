@@ -169,6 +169,7 @@ static void engine_clear() {
     softfwd_engine *engine = &softfwd_state;
     softfwd_grace_reset();
     free(engine->prefix_claims.bits);
+    free(engine->table_claims.bits);
     free(engine->adj_claims.bits);
     softfwd_file_close(&engine->counters);
     softfwd_file_close(&engine->readers);

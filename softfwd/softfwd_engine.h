@@ -48,7 +48,7 @@ struct softfwd_engine {
     bool completed;       /* late writes completed since the last bracket */
     uint32_t aged;        /* aged routes reported since the start */
 
-    softfwd_claims prefix_claims, adj_claims;
+    softfwd_claims prefix_claims, adj_claims, table_claims;
 };
 extern softfwd_engine softfwd_state;
 

@@ -79,6 +79,7 @@ uint32_t softfwd_group_install(const softfwd_group_plan *plan) {
         return 0;
     }
     record_fill(softfwd_group_record(unit), handle, size, plan);
+    softfwd_group_record(unit)->doubtful = 1;
     for (uint32_t i = 1; i < size; i++)
         softfwd_store(&engine->directory[handle + i], softfwd_place(SOFTFWD_KIND_MEMBER, handle));
     softfwd_store(&engine->directory[handle], softfwd_place(SOFTFWD_KIND_GROUP, unit));

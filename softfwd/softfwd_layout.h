@@ -75,8 +75,8 @@ struct softfwd_prefix {
     uint32_t table; /* of a free entry: the next free one */
     uint8_t mask_len;
     uint8_t family;
-    uint8_t state; /* softfwd_state, the writer's note */
-    uint8_t pad;
+    uint8_t state;    /* softfwd_state, the writer's note */
+    uint8_t doubtful; /* of the writer, too: the store may not know it (softfwd_commit.h) */
 };
 static_assert(sizeof(softfwd_prefix) == 32);
 
@@ -125,7 +125,8 @@ struct softfwd_adj {
     uint32_t tunnel_destination;
     uint8_t tunnel_tos;
     uint8_t tunnel_ttl;
-    uint8_t pad[6];
+    uint8_t doubtful; /* as of a prefix */
+    uint8_t pad[5];
 };
 static_assert(sizeof(softfwd_adj) == 64);
 
@@ -143,7 +144,8 @@ struct softfwd_group {
     uint8_t origin; /* softfwd_group_origin */
     uint8_t family; /* address_family of the first member */
     uint8_t holder;
-    uint8_t pad[11];
+    uint8_t doubtful; /* as of a prefix */
+    uint8_t pad[10];
 };
 static_assert(sizeof(softfwd_group) == 32);
 inline constexpr uint32_t SOFTFWD_GROUP_UNIT = 32; /* bytes in which records are measured */

@@ -1,5 +1,6 @@
 #include "softfwd/softfwd_journal.h"
 
+#include "softfwd/softfwd_commit.h"
 #include "softfwd/softfwd_engine.h"
 
 static void count(softfwd_counters *counters, softfwd_effect effect) {
@@ -22,6 +23,7 @@ void softfwd_note(softfwd_op op, softfwd_effect effect, uint32_t handle, uint8_t
     softfwd_state.log[sequence % SOFTFWD_LOG_ENTRIES] = {sequence, head->a_bracket, handle, op,
                                                          effect,   difference,      0};
     softfwd_store(&head->a_log_sequence, sequence);
+    if (effect == SOFTFWD_EFFECT_INSTALL) softfwd_doubt(op, handle, false); /* now the log knows it */
 }
 
 void softfwd_note_reattach(softfwd_op op, uint32_t handle, uint8_t difference) {

@@ -142,7 +142,8 @@ int softfwd_one_write_ready() {
     if (!engine->open) return 0;
     const softfwd_config *config = softfwd_config_get();
     if (pending.count != 0 && ++engine->ready_calls >= config->async_every) complete_all();
-    if (!engine->completed && engine->writes_in_bracket < config->write_batch) return 0;
+    const bool full = config->write_batch != 0 && engine->writes_in_bracket >= config->write_batch;
+    if (!engine->completed && !full) return 0;
     bracket_end();
     return config->never_ready ? 0 : 1;
 }

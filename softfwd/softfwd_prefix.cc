@@ -2,8 +2,10 @@
 
 #include "softfwd/softfwd_commit.h"
 #include "softfwd/softfwd_config.h"
+#include "softfwd/softfwd_ecmp.h"
 #include "softfwd/softfwd_engine.h"
 #include "softfwd/softfwd_family.h"
+#include "softfwd/softfwd_group.h"
 #include "softfwd/softfwd_journal.h"
 #include "softfwd/softfwd_pending.h"
 #include "softfwd/softfwd_plan.h"
@@ -12,6 +14,7 @@
 #include "softfwd/softfwd_space.h"
 #include "softfwd/softfwd_table.h"
 #include "softfwd/softfwd_takeover.h"
+#include "softfwd/softfwd_vobj.h"
 
 #include <cerrno>
 
@@ -167,7 +170,7 @@ template <typename Af> static uint32_t entry_new(uint32_t table_handle, const vo
     const uint32_t handle = softfwd_prefix_take();
     if (handle == 0) return 0;
     softfwd_state.prefix[handle] = {
-        Af::key(pfx), word, table_handle, static_cast<uint8_t>(bits), Af::family, SOFTFWD_PENDING, 0};
+        Af::key(pfx), word, table_handle, static_cast<uint8_t>(bits), Af::family, SOFTFWD_PENDING, 1};
     return handle;
 }
 
@@ -314,10 +317,22 @@ template <typename Af> static bool prefix_agrees(void *pfx) {
            ((entry->a_word ^ word_of_model<Af>(pfx)) & compared) == 0;
 }
 
+/* Whether the members of a group that a prefix leads to are those of the model. */
+static bool group_agrees(void *pfx, uint32_t handle) {
+    const softfwd_group *group = softfwd_group_of(handle);
+    const void *next = ufib_pi_prefix_get_next_obj(pfx);
+    if (group == nullptr || next == nullptr) return true;
+    const softfwd_group_plan plan =
+        ufib_pi_is_nh_obj_vobj(pfx) ? softfwd_vobj_plan(next) : softfwd_ecmp_plan(next, group->holder);
+    return softfwd_group_difference(group, &plan) == 0;
+}
+
 template <typename Af> static bool next_agrees(void *pfx) {
     if (softfwd_config_get()->consistency_always_good) return true;
     const softfwd_prefix *entry = softfwd_prefix_of(Af::handle(pfx), Af::family, true);
-    return entry != nullptr && softfwd_word_next(entry->a_word) == ufib_pi_prefix_get_adj_handle(pfx);
+    if (entry == nullptr) return false;
+    const uint32_t next = softfwd_word_next(entry->a_word);
+    return next == ufib_pi_prefix_get_adj_handle(pfx) && group_agrees(pfx, next);
 }
 
 /* --- slots --- */

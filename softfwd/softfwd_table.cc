@@ -43,6 +43,7 @@ static uint32_t table_new(uint32_t vdc_id, uint32_t table_id, uint32_t family) {
     uint32_t *bucket = &engine->buckets[softfwd_bucket(vdc_id, table_id, family)];
     engine->table[index] = {*bucket, vdc_id, table_id, family, {0, 0}, SOFTFWD_LIVE, 0};
     softfwd_store(bucket, index);
+    softfwd_table_claim(index);
     engine->head->table_count++;
     return index;
 }
@@ -58,6 +59,7 @@ template <typename Af> static uint32_t table_insert(uint32_t vdc_id, uint32_t ta
         return 0;
     }
     if (handle != 0) {
+        softfwd_table_claim(handle);
         softfwd_note_reattach(Af::insert_table, handle, ha != 0 && ha != handle ? SOFTFWD_DIFFERS_KEY : 0);
         return handle;
     }
@@ -88,22 +90,35 @@ static void table_routes_retire(softfwd_table *table) {
     lpm_clear(&engine->arena, &table->trie);
 }
 
-template <typename Af> static void table_delete(uint32_t handle) {
-    if (!softfwd_state.open) return;
-    softfwd_state.head->counters.calls[Af::delete_table]++;
-    softfwd_table *table = softfwd_table_of(handle, Af::family);
-    const bool refused = !softfwd_plan_empty() && softfwd_plan_refuses(Af::delete_table, handle);
-    if (table == nullptr || refused) {
-        softfwd_note(Af::delete_table, SOFTFWD_EFFECT_FAILURE, handle);
-        return;
-    }
-    softfwd_pending_drop_table(handle);
+template <typename Af> static void table_remove(uint32_t handle) {
+    softfwd_table *table = &softfwd_state.table[handle];
     table_unlink(handle);
     table_routes_retire(table);
     table->state = SOFTFWD_LEAVING;
     softfwd_state.head->table_count--;
     softfwd_note(Af::delete_table, SOFTFWD_EFFECT_REMOVE, handle);
     softfwd_grace_retire(SOFTFWD_GARBAGE_TABLE, handle, 0);
+}
+
+template <typename Af> static void table_delete(uint32_t handle) {
+    if (!softfwd_state.open) return;
+    softfwd_state.head->counters.calls[Af::delete_table]++;
+    const softfwd_table *table = softfwd_table_of(handle, Af::family);
+    const bool refused = !softfwd_plan_empty() && softfwd_plan_refuses(Af::delete_table, handle);
+    if (table == nullptr || refused) {
+        softfwd_note(Af::delete_table, SOFTFWD_EFFECT_FAILURE, handle);
+        return;
+    }
+    softfwd_pending_drop_table(handle);
+    table_remove<Af>(handle);
+}
+
+void softfwd_tables_sweep() {
+    for (uint32_t i = softfwd_unclaimed_table_next(0); i != 0; i = softfwd_unclaimed_table_next(i)) {
+        const softfwd_table *table = &softfwd_state.table[i];
+        if (table->trie.route_count != 0) continue;
+        table->family == ADDRESS_FAMILY_V4 ? table_remove<softfwd_v4>(i) : table_remove<softfwd_v6>(i);
+    }
 }
 
 int softfwd_get_table_pss_info(uint32_t handle, void *out) {

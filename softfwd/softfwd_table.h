@@ -15,6 +15,9 @@
 void softfwd_delete_v4_table(uint32_t handle);
 void softfwd_delete_v6_table(uint32_t handle);
 
+/* At the end of a recovery: tables that nobody inserted again and that no route stands in go. */
+void softfwd_tables_sweep();
+
 /* Slots for the bytes that the model stores for the engine with a table: the handle, then a pattern. */
 int softfwd_get_table_pss_info(uint32_t handle, void *out);
 uint32_t softfwd_get_table_ha_handle(const void *pd);

@@ -247,7 +247,9 @@ static bool claims_new() {
     softfwd_engine *engine = &softfwd_state;
     engine->prefix_claims = {bits_new(engine->head->prefix_bump), engine->head->prefix_bump};
     engine->adj_claims = {bits_new(engine->head->adj_bump), engine->head->adj_bump};
-    return engine->prefix_claims.bits != nullptr && engine->adj_claims.bits != nullptr;
+    engine->table_claims = {bits_new(engine->head->table_bump), engine->head->table_bump};
+    return engine->prefix_claims.bits != nullptr && engine->adj_claims.bits != nullptr &&
+           engine->table_claims.bits != nullptr;
 }
 
 /* What the directory leads to; then what nothing leads to is free, unless a reader may still stand there. */
@@ -285,13 +287,24 @@ static void claim(softfwd_claims *claims, uint32_t handle) {
     if (claims->bits != nullptr && handle < claims->limit) bit_set(claims->bits, handle);
 }
 
-bool softfwd_prefix_is_claimed(uint32_t handle) {
-    const softfwd_claims *claims = &softfwd_state.prefix_claims;
+static bool is_claimed(const softfwd_claims *claims, uint32_t handle) {
     return claims->bits != nullptr && handle < claims->limit && bit_test(claims->bits, handle);
 }
 
+bool softfwd_prefix_is_claimed(uint32_t handle) { return is_claimed(&softfwd_state.prefix_claims, handle); }
+bool softfwd_adj_is_claimed(uint32_t handle) { return is_claimed(&softfwd_state.adj_claims, handle); }
+
 void softfwd_prefix_claim(uint32_t handle) { claim(&softfwd_state.prefix_claims, handle); }
 void softfwd_adj_claim(uint32_t handle) { claim(&softfwd_state.adj_claims, handle); }
+void softfwd_table_claim(uint32_t handle) { claim(&softfwd_state.table_claims, handle); }
+
+uint32_t softfwd_unclaimed_table_next(uint32_t handle) {
+    const softfwd_claims *claims = &softfwd_state.table_claims;
+    while (claims->bits != nullptr && ++handle < claims->limit)
+        if (softfwd_state.table[handle].state == SOFTFWD_LIVE && !bit_test(claims->bits, handle))
+            return handle;
+    return 0;
+}
 
 size_t softfwd_unclaimed_prefixes(uint32_t *handles, size_t max) {
     const softfwd_claims *claims = &softfwd_state.prefix_claims;

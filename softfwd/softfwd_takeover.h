@@ -19,4 +19,8 @@ uint64_t softfwd_layout_regions(softfwd_region regions[SOFTFWD_REGION_COUNT]);
 /* Claims: entries of the time before the restart that were adopted, rewritten or removed since. */
 void softfwd_prefix_claim(uint32_t handle);
 void softfwd_adj_claim(uint32_t handle);
+void softfwd_table_claim(uint32_t handle);
+/* The next live table after 'handle' that nobody has claimed; 0: none. */
+[[nodiscard]] uint32_t softfwd_unclaimed_table_next(uint32_t handle);
 [[nodiscard]] bool softfwd_prefix_is_claimed(uint32_t handle);
+[[nodiscard]] bool softfwd_adj_is_claimed(uint32_t handle);

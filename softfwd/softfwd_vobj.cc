@@ -15,7 +15,7 @@ static softfwd_space space_of(void *vobj) {
     return {ufib_pi_get_vobj_pltfm_space(vobj), softfwd_config_get()->caps.vobj_space_len};
 }
 
-static softfwd_group_plan plan_of_model(const void *vobj) {
+softfwd_group_plan softfwd_vobj_plan(const void *vobj) {
     softfwd_group_plan plan = {};
     plan.origin = SOFTFWD_GROUP_VOBJ;
     plan.id = ufib_pi_vobj_get_id(vobj);
@@ -68,7 +68,7 @@ int softfwd_insert_vobj(void *vobj, const ufib_ha_route *record) {
     ufib_pi_vobj_get_nhcount_params(vobj, &params);
     if (!softfwd_plan_empty() && softfwd_plan_refuses(SOFTFWD_OP_INSERT_VOBJ, params.new_handle))
         return refuse(params.new_handle);
-    const softfwd_group_plan plan = plan_of_model(vobj);
+    const softfwd_group_plan plan = softfwd_vobj_plan(vobj);
     if (record != nullptr) return vobj_adopt(vobj, &plan, params);
     const bool old = softfwd_group_of(params.old_handle) != nullptr;
     if (old && softfwd_group_of(params.new_handle) != nullptr) return refuse(params.new_handle);
@@ -98,7 +98,7 @@ int softfwd_update_vobj(void *vobj, uint32_t) {
         return -1;
     }
     softfwd_space_check(space_of(vobj));
-    const softfwd_group_plan plan = plan_of_model(vobj);
+    const softfwd_group_plan plan = softfwd_vobj_plan(vobj);
     const bool current = instance_write(params.new_handle, &plan);
     const bool old = instance_write(params.old_handle, &plan);
     return current && old ? 0 : -1;

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "platform/ufib_ha_route.h"
+#include "softfwd/softfwd_group.h"
 
 #include <cstdint>
 
@@ -13,6 +14,9 @@
 /* -1: no instance stands, or one could not be written. An instance that agrees is not written. */
 int softfwd_update_vobj(void *vobj, uint32_t mode);
 int softfwd_delete_vobj(void *vobj, uint32_t instance); /* 0 old, 1 new, 2 both; -1: unknown handle */
+
+/* What the model wants of an instance. */
+[[nodiscard]] softfwd_group_plan softfwd_vobj_plan(const void *vobj);
 
 /* Labels forward to the current instance itself: their view has its handle, and nothing of its own to delete. */
 [[nodiscard]] int softfwd_update_vobj_fec(void *fec);

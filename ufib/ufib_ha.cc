@@ -10,6 +10,7 @@
 #include "platform/ufib_platform.h"
 #include "platform/ufib_platform_calls.h"
 #include "ufib/ufib_cookie.h"
+#include "ufib/ufib_ecmp.h"
 #include "ufib/ufib_ha_private.h"
 #include "ufib/ufib_hooks.h"
 #include "ufib/ufib_prefix.h"
@@ -98,9 +99,12 @@ static void mask_address(ufib_ha_route *record) {
     }
 }
 
-/* False: the hardware does not know the handle, or the table cannot be made. */
+/* False: the hardware does not know the handle, or the table cannot be made. A next hop that no route has told of needs
+ * its table in software alone. */
 static bool record_table(ufib_vdc *vdc, const ufib_family &family, const ufib_ha_route &record) {
-    const ufib_table *table = ufib_get_create_table(vdc, record.table_id, family.table_type, false, &record);
+    const bool in_software = (record.family_flags & UFIB_HA_RNH_DELETE_MARKED) != 0;
+    const ufib_table *table =
+        ufib_get_create_table(vdc, record.table_id, family.table_type, in_software, &record);
     if (table != nullptr && ufib_errno == 0) return true;
     UFIB_ERR("Failed to get the table id for pfx_hw_idx: %#x, tbl-id: %#x, tbl-type: %d",
              record.prefix_handle, record.table_id, static_cast<int>(family.table_type));
@@ -273,6 +277,26 @@ static bool engine_agrees(ufib_pfx *pfx) {
     return ufib_platform_v6prefix_check(pfx) && ufib_platform_v6_consistency_check_nh(pfx);
 }
 
+/* A group is rewritten under its handle; one that hardware will not rewrite stays as it is. */
+static void group_rewrite(ufib_obj *next) {
+    const uint32_t handle = next->handle;
+    if (ufib_obj_is_vobj(next)) {
+        (void)ufib_platform_update_vobj(ufib_obj_to_vobj(next), 0);
+    } else if (ufib_obj_type_of(next) == UFIB_OBJ_ECMP) {
+        auto *group = reinterpret_cast<ufib_ecmp *>(next);
+        ufib_platform_insert_ecmp(group, 0, group->holders);
+        if (next->handle == 0) next->handle = handle;
+    }
+}
+
+/* The group first: all that share it are right then, and are not touched. */
+static bool engine_follows(ufib_pfx *pfx) {
+    if (engine_agrees(pfx)) return false;
+    group_rewrite(pfx->obj.next);
+    if (!engine_agrees(pfx)) ufib_platform_insert_prefix(pfx, 0);
+    return true;
+}
+
 /* The store is right: what hardware was told after the last commit belongs to a batch that nobody was answered. */
 void ufib_ha_prefix_stands(ufib_pfx *pfx, const ufib_ha_route &record) {
     uint32_t handle, paths;
@@ -280,13 +304,11 @@ void ufib_ha_prefix_stands(ufib_pfx *pfx, const ufib_ha_route &record) {
     const bool moved = handle != record.next_handle;
     if (moved) ufib_pss_insert_prefix(pfx);
     if (ufib_prefix_is_rnh(pfx)) return;
-    if (moved)
-        ufib_platform_prefix_update_nh(pfx);
-    else if (!engine_agrees(pfx))
-        ufib_platform_insert_prefix(pfx, 0);
-    else
-        return;
-    UFIB_TRACE("%s: hardware follows the store\n", ufib_pfx_str(pfx));
+    if (moved) ufib_platform_prefix_update_nh(pfx);
+    if (!engine_follows(pfx) && !moved) return;
+    UFIB_ERR("%s: hardware follows the store\n", ufib_pfx_str(pfx));
+    const lcfwd_vdc_desc *vdc = lcfwd_vdc_row(record.vdc_id);
+    if (vdc != nullptr) lcfwd_count(vdc->ufib_stats, &ufib_vdc_stats::entries_repaired);
     (void)ufib_platform_all_writes_ready();
 }
 

@@ -158,6 +158,8 @@ void ufib_pi_vobj_get_nhcount_params(const void *vobj, ufib_pi_nhcount_params *o
     *out = {from->old_handle, from->new_handle, from->old_count, from->new_count,
             ufib_pi_vobj_get_num_cnhs(vobj)};
 }
+void *ufib_pi_prefix_get_next_obj(const void *) { return nullptr; }
+bool ufib_pi_is_nh_obj_vobj(const void *) { return false; }
 
 uint32_t ufib_pi_v4pfx_get_if_for_rpf(const void *pfx) { return prefix(pfx)->attached; }
 uint32_t ufib_pi_v6pfx_get_if_for_rpf(const void *pfx) { return prefix(pfx)->attached; }

@@ -26,6 +26,7 @@ struct fault : softfwd_rig {
 
 TEST_F(fault, a_batch_of_writes_completes_a_bracket) {
     begin();
+    softfwd_config_get()->write_batch = 256;
     int ready = 0;
     for (uint32_t i = 0; i < 600; i++) add(i), ready += api.one_write_ready();
     EXPECT_EQ(api.all_writes_ready(), 1);
