@@ -59,3 +59,25 @@ function(lcfwd_test name)
     gtest_discover_tests(${name} TEST_PREFIX ${name}. DISCOVERY_TIMEOUT 60
         PROPERTIES TIMEOUT 300 LABELS "${ARG_LABELS}")
 endfunction()
+
+# lcfwd_test_across_restarts(<test binaries...>): registers their tests once more, with the process dying and coming
+# back between any two steps; tests/restart_exceptions.txt lists those that cannot.
+function(lcfwd_test_across_restarts)
+    if(NOT LCFWD_TESTS)
+        return()
+    endif()
+    set(list ${PROJECT_SOURCE_DIR}/tests/restart_exceptions.txt)
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${list})
+    file(STRINGS ${list} lines REGEX "^[^#]")
+    foreach(name IN LISTS ARGN)
+        set(filter "")
+        foreach(line IN LISTS lines)
+            if(line MATCHES "^${name} +([^ ]+)$")
+                string(APPEND filter ":${CMAKE_MATCH_1}")
+            endif()
+        endforeach()
+        string(REGEX REPLACE "^:" "-" filter "${filter}")
+        gtest_discover_tests(${name} TEST_PREFIX ${name}.restarted. TEST_FILTER "${filter}" DISCOVERY_TIMEOUT 60
+            PROPERTIES TIMEOUT 300 LABELS restarted ENVIRONMENT LCFWD_RESTART_EACH_STEP=1)
+    endforeach()
+endfunction()

@@ -243,8 +243,12 @@ void ufib_ha_sweep_unused(ufib_vdc *vdc) {
     }
     ravl_iterator at;
     for (ufib_table *table = ufib_table_get_first(vdc->desc->vdc_id, &at); table != nullptr;
-         table = ufib_table_get_next(vdc->desc->vdc_id, &at))
+         table = ufib_table_get_next(vdc->desc->vdc_id, &at)) {
         sweep_rnhs(table);
+        /* It waited for its end when the process died, and has to begin again. */
+        const bool kept = ufib_table_is_wildcard(table->table_id);
+        if (!kept && ufib_table_is_empty(table)) (void)ufib_table_dpl_queue(table);
+    }
     for (ufib_ecmp *group = ufib_ecmp_get_first(vdc), *next; group != nullptr; group = next) {
         next = ufib_ecmp_get_next(vdc, group);
         if (ufib_ecmp_destroy_ok(group)) ufib_obj_delete(nullptr, &group->obj);

@@ -132,8 +132,11 @@ static uint32_t route_add(const ufib_family &family, ufib_vdc *vdc, uint32_t tab
     (void)ufib_route_get_extended_flgs(route, &update->route_flags);
     if (update->record != nullptr) update->route_flags |= update->record->route_flags;
     const bool wildcard = (update->route_flags & ROUTE_WILDCARD) != 0;
+    /* A next hop that no route has told of comes back as it was: with its table in software alone. */
+    const bool in_software =
+        update->record != nullptr && (update->record->family_flags & UFIB_HA_RNH_DELETE_MARKED) != 0;
     ufib_table *table = ufib_get_create_table(vdc, wildcard ? family.wildcard_table : table_id,
-                                              family.table_type, false, update->record);
+                                              family.table_type, in_software, update->record);
     if (table == nullptr || ufib_errno != 0) return ufib_errno;
     if (table->type != family.table_type) return ufib_err_raise(UFIB_ERR_ITEM, E_BAD_AFI);
     if (ufib_route_errors(family, route) != 0) return ufib_errno;

@@ -3,6 +3,7 @@
 #include "platform/lcfwd_platform.h"
 #include "platform/ufib_pi.h"
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <cstdio>
 #include <cstring>
@@ -10,6 +11,24 @@
 fake_platform fake;
 
 void fake_platform_reset() { fake = {}; }
+
+fake_asked fake_asked_take() {
+    fake_asked asked = {fake.log, fake.fail_at, fake.fail_all, fake.on_all_writes, fake.restarts};
+    fake.log.clear();
+    fake.written.clear();
+    fake.fail_at.clear();
+    fake.fail_all.clear();
+    fake.on_all_writes = nullptr;
+    return asked;
+}
+
+void fake_asked_put(const fake_asked &asked) {
+    fake.log = asked.log;
+    fake.fail_at = asked.fail_at;
+    fake.fail_all = asked.fail_all;
+    fake.on_all_writes = asked.on_all_writes;
+    fake.restarts = asked.restarts;
+}
 
 static bool refused(const std::string &slot) {
     if (fake.fail_all.count(slot) != 0) return true;
@@ -58,15 +77,24 @@ static std::string adj_text(const void *adj) {
     return text;
 }
 
-/* Takes a new entry, or the one of a restart or of an update. 0 when the slot was told to refuse. */
+/* All changes of entries go through here; what already stands is no change. */
+static void entry_put(uint32_t handle, const std::string &kind, const std::string &content) {
+    fake_entry &entry = fake.entries[handle];
+    if (entry.kind == kind && entry.content == content) return;
+    fake.written.push_back(number(handle) + ": " + entry.kind + " " + entry.content + " -> " + kind + " " +
+                           content);
+    entry.kind = kind;
+    entry.content = content;
+}
+
+/* Takes a new entry, or the one of a restart or of an update. 0 when the slot was told to refuse. What a restart takes
+ * up again stays as it is. */
 static uint32_t entry_write(const std::string &slot, const std::string &kind, const std::string &content,
                             uint32_t ha, uint32_t present) {
     uint32_t handle = 0;
     if (!refused(slot)) handle = ha != 0 ? ha : present != 0 ? present : ++fake.last_handle;
-    if (handle != 0) {
-        fake.entries[handle].kind = kind;
-        fake.entries[handle].content = content;
-    }
+    const bool taken_up = ha != 0 && fake.entries.count(ha) != 0;
+    if (handle != 0 && !taken_up) entry_put(handle, kind, content);
     note(slot + " " + content + " ha " + number(ha) + (present != 0 ? " update" : " new") + " = " +
          number(handle));
     return handle;
@@ -74,16 +102,28 @@ static uint32_t entry_write(const std::string &slot, const std::string &kind, co
 
 static void entry_erase(const std::string &slot, const std::string &content, uint32_t handle) {
     note(slot + " " + content + " " + number(handle));
-    fake.entries.erase(handle);
+    const auto found = fake.entries.find(handle);
+    if (found == fake.entries.end()) return;
+    fake.written.push_back(number(handle) + ": " + found->second.kind + " " + found->second.content + " -> ");
+    fake.entries.erase(found);
 }
 
-static uint32_t table_insert(const std::string &slot, uint32_t vdc_id, uint32_t table_id, uint32_t ha) {
+static uint32_t table_find_or_write(const std::string &slot, uint32_t vdc_id, uint32_t table_id,
+                                    uint32_t ha) {
     const std::string content = "vdc " + number(vdc_id) + " table " + number(table_id);
     for (const auto &[handle, entry] : fake.entries) {
-        if (entry.kind == "table" && entry.content == content)
-            return handle; /* the ids of both families differ */
+        if (entry.kind != "table") continue;
+        /* The ids of both families differ; a table that VDCs share stays under the first one's name. */
+        const bool shared = fake.optimize_wildcard && table_id >= 65534 && table_id <= 65535 &&
+                            entry.content.substr(entry.content.find("table")) == "table " + number(table_id);
+        if (entry.content == content || shared) return handle;
     }
     return entry_write(slot, "table", content, ha, 0);
+}
+static uint32_t table_insert(const std::string &slot, uint32_t vdc_id, uint32_t table_id, uint32_t ha) {
+    const uint32_t handle = table_find_or_write(slot, vdc_id, table_id, ha);
+    fake.tables_made.insert(handle);
+    return handle;
 }
 static uint32_t insert_v4_table(uint32_t vdc_id, uint32_t table_id, const void *, uint32_t ha) {
     return table_insert("insert_v4_table", vdc_id, table_id, ha);
@@ -137,9 +177,8 @@ static int delete_v6_prefix(uint32_t, void *pfx) {
     return 0;
 }
 
-static uint32_t insert_adj(void *adj, uint32_t ha, uint32_t) {
+static std::string adj_content(const void *adj, uint8_t mac[6]) {
     std::string content = adj_text(adj);
-    uint8_t mac[6] = {};
     const bool v4 = ufib_pi_adj_is_v4(adj);
     const int known = v4 ? ufib_pi_v4adj_get_dmac(adj, mac) : ufib_pi_v6adj_get_dmac(adj, mac);
     if (known == 0) {
@@ -151,9 +190,22 @@ static uint32_t insert_adj(void *adj, uint32_t ha, uint32_t) {
     if (v4 ? ufib_pi_v4adj_is_drop(adj) : ufib_pi_v6adj_is_drop(adj)) content += " drop";
     if (v4 ? ufib_pi_v4adj_is_glean(adj) : ufib_pi_v6adj_is_glean(adj)) content += " glean";
     if (v4 ? ufib_pi_v4adj_is_punt(adj) : ufib_pi_v6adj_is_punt(adj)) content += " punt";
+    if (ufib_pi_adj_is_peer_gw(adj)) content += " gateway";
+    return content;
+}
+static uint32_t insert_adj(void *adj, uint32_t ha, uint32_t) {
+    uint8_t mac[6] = {};
+    const std::string content = adj_content(adj, mac);
+    const bool taken_up = ha != 0 && fake.entries.count(ha) != 0;
     const uint32_t handle = entry_write("insert_adj", "adj", content, ha, ufib_pi_adj_get_hh(adj));
-    if (handle != 0) std::memcpy(fake.entries[handle].rewrite.bytes + UFIB_REWRITE_DMAC, mac, sizeof mac);
+    if (handle != 0 && !taken_up)
+        std::memcpy(fake.entries[handle].rewrite.bytes + UFIB_REWRITE_DMAC, mac, sizeof mac);
     return handle;
+}
+static bool consistency_check_adj(void *adj) {
+    uint8_t mac[6] = {};
+    const auto found = fake.entries.find(ufib_pi_adj_get_hh(adj));
+    return found != fake.entries.end() && found->second.content == adj_content(adj, mac);
 }
 static int delete_adj(void *adj) {
     entry_erase("delete_adj", adj_text(adj), ufib_pi_adj_get_hh(adj));
@@ -222,7 +274,7 @@ static void vobj_rewrite(uint32_t handle, std::vector<uint32_t> members) {
     entry.places = places;
     if (members.size() > places) members.resize(places);
     entry.members = members;
-    entry.content = members_text(members);
+    entry_put(handle, entry.kind, members_text(members));
     note("update_vobj " + entry.content + " " + number(handle));
 }
 static int update_vobj(void *vobj, uint32_t) {
@@ -251,8 +303,9 @@ static int delete_vobj_fec(void *, uint32_t instance) {
 }
 static int update_prefix_nh(void *pfx) {
     const uint32_t next = ufib_pi_prefix_get_adj_handle(pfx);
-    fake.entries[ufib_pi_obj_get_hh(pfx)].content = "table " + number(ufib_pi_prefix_get_table_handle(pfx)) +
-                                                    " " + prefix_text(pfx) + " to " + number(next);
+    const std::string content = "table " + number(ufib_pi_prefix_get_table_handle(pfx)) + " " +
+                                prefix_text(pfx) + " to " + number(next);
+    entry_put(ufib_pi_obj_get_hh(pfx), "prefix", content);
     note("update_prefix_nh " + prefix_text(pfx) + " to " + number(next));
     return 0;
 }
@@ -262,7 +315,16 @@ static int update_prefix_rpf(void *pfx) {
 }
 
 static void ufib_recovery_start() { note("ufib_restart_recovery_start"); }
-static void ufib_recovery_end() { note("ufib_restart_recovery_end"); }
+/* A table that waited for its end when the process died has no record; it goes as soon as nobody made it again. */
+static void ufib_recovery_end() {
+    note("ufib_restart_recovery_end");
+    std::erase_if(fake.entries, [](const auto &row) {
+        if (row.second.kind != "table" || fake.tables_made.count(row.first) != 0) return false;
+        return std::none_of(fake.entries.begin(), fake.entries.end(), [&row](const auto &other) {
+            return other.second.kind == "prefix" && other.second.route.table_handle == row.first;
+        });
+    });
+}
 static void ha_get_route(uint32_t handle, ufib_ha_route *record) {
     const auto found = fake.entries.find(handle);
     if (found == fake.entries.end() || found->second.kind != "prefix") return;
@@ -342,6 +404,8 @@ static void ufib_api_init(ufib_platform_api *api, ufib_platform_caps *caps, int)
     api->update_v6prefix_rpf = update_prefix_rpf;
     api->insert_adj = insert_adj;
     api->delete_adj = delete_adj;
+    api->consistency_check_adj = consistency_check_adj;
+    api->consistency_check_v6_adj = consistency_check_adj;
     api->insert_ecmp = insert_ecmp;
     api->delete_ecmp = delete_ecmp;
     api->ecmp_space_len = ecmp_space_len;
@@ -374,6 +438,7 @@ static void vdc_delete(uint32_t vdc_id) { note("vdc_delete " + number(vdc_id)); 
 static void process_pervpn_ilm_base(uint32_t base) { note("pervpn_ilm_base " + number(base)); }
 
 static void lcfwd_api_init(lcfwd_platform_api *api, int restart) {
+    fake.tables_made.clear();
     if (restart != 0)
         fake.restarts++;
     else

@@ -11,6 +11,7 @@
 
 #include <cstdint>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -39,8 +40,21 @@ struct fake_platform {
     uint32_t ecmp_space_len;                                /* behind each group */
     void (*show_command)(cmd_handle *, uint32_t, uint32_t); /* serves commands of the library's own */
     uint32_t restarts;                                      /* api_init calls with the restart flag */
+    std::set<uint32_t> tables_made;                         /* by this process */
+    std::vector<std::string> written; /* each change of an entry: "before -> after", with empty for none */
 };
 extern fake_platform fake;
+
+/* What a test asked of the library and has seen of it. A restart that the test does not know of takes it away before
+ * and puts it back after. */
+struct fake_asked {
+    std::vector<std::string> log;
+    std::map<std::string, int> fail_at, fail_all;
+    void (*on_all_writes)();
+    uint32_t restarts;
+};
+[[nodiscard]] fake_asked fake_asked_take();
+void fake_asked_put(const fake_asked &asked);
 
 [[nodiscard]] const platform_library *fake_platform_library();
 

@@ -10,6 +10,7 @@
 #include "host/store/store_inspect.h"
 #include "host/system/root.h"
 #include "host/trace/bl_reader.h"
+#include "tests/support/each_step.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -89,7 +90,7 @@ void lcfwd_rig::stop() {
     if (!started_) return;
     lcfwd_process_reset();
     sent_.clear();
-    started_ = false;
+    started_ = queued_ = false;
 }
 
 uint32_t lcfwd_rig::inject(uint32_t opcode, const bytes &payload, const rig_send_options &send_options) {
@@ -106,6 +107,7 @@ uint32_t lcfwd_rig::inject(uint32_t opcode, const bytes &payload, const rig_send
     message.payload = copy.empty() ? nullptr : copy.data();
     message.payload_size = static_cast<uint32_t>(copy.size());
     if (mts_local_inject(&message) != 0) throw std::runtime_error("inject of " + std::to_string(opcode));
+    queued_ = true;
     return message.token;
 }
 
@@ -113,11 +115,22 @@ void lcfwd_rig::run() {
     for (int turns = 0; fu_fsm_step(); turns++) {
         if (turns > 1000000) throw std::runtime_error("the engine does not come to rest");
     }
+    queued_ = false;
     collect();
+}
+
+void lcfwd_rig::between_steps() {
+    if (!each_step_restarts() || !started_ || queued_ || !exits.empty() || !each_step_at_rest()) return;
+    std::vector<rig_message> seen = take();
+    const std::string fault = each_step_restart(this);
+    if (!fault.empty()) throw std::runtime_error("restart between two steps: " + fault);
+    take(); /* the reports of the start */
+    sent_ = std::move(seen);
 }
 
 std::optional<rig_message> lcfwd_rig::send(uint32_t opcode, const bytes &payload,
                                            const rig_send_options &send_options) {
+    between_steps();
     const uint32_t token = inject(opcode, payload, send_options);
     const size_t before = sent_.size();
     run();
@@ -128,6 +141,7 @@ std::optional<rig_message> lcfwd_rig::send(uint32_t opcode, const bytes &payload
 }
 
 int lcfwd_rig::dispatch(uint32_t opcode, const bytes &payload, const rig_send_options &send_options) {
+    between_steps();
     inject(opcode, payload, send_options);
     fu_event event;
     fu_fsm_event_init(&event);
@@ -136,11 +150,13 @@ int lcfwd_rig::dispatch(uint32_t opcode, const bytes &payload, const rig_send_op
     const int status = lcfwd_demux(&event, &out);
     lcfwd_free_demux_list(out);
     fu_mts_drop(event.message);
+    queued_ = false;
     collect();
     return status;
 }
 
 void lcfwd_rig::advance_ms(uint32_t milliseconds) {
+    between_steps();
     while (milliseconds > 0) {
         const uint32_t step = milliseconds < 1000 ? milliseconds : 1000;
         host_manual_clock_advance(&clock, uint64_t{step} * 1000000);

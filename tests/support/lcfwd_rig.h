@@ -75,6 +75,10 @@ public:
     void advance_seconds(uint32_t seconds);
     void advance_ms(uint32_t milliseconds);
 
+    /* Where the environment asks for it (see each_step.h), the process dies and comes back here, as before every
+     * message and every step of time. A test that ends with a look at the whole calls it once more. */
+    void between_steps();
+
     /* Makes VDC 'vdc_id' and forgets the messages and platform calls of its making. */
     void vdc(uint16_t vdc_id);
 
@@ -98,6 +102,7 @@ public:
 private:
     void collect();
     bool started_ = false;
+    bool queued_ = false; /* messages wait that a kill would lose */
     uint32_t next_token_ = 1;
     std::vector<rig_message> sent_;
 };

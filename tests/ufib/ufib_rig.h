@@ -94,6 +94,7 @@ struct ufib_test : testing::Test {
     void SetUp() override { start(); }
     void TearDown() override {
         if (consistent) {
+            rig.between_steps();
             EXPECT_EQ(model_findings(rig), "");
         }
     }
