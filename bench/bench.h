@@ -8,3 +8,4 @@ void bench_path_figures();
 void bench_codec_figures();
 void bench_ecmp_figures();
 void bench_rnh_figures();
+void bench_show_figures();

@@ -15,6 +15,7 @@ int main(int argc, char **argv) {
     bench_path_figures();
     bench_ecmp_figures();
     bench_rnh_figures();
+    bench_show_figures();
     bench_containers_figures();
     bench_store_figures();
     bench_bus_figures();

@@ -2,6 +2,7 @@
 
 #include "core/lcfwd_domain.h"
 #include "core/lcfwd_main.h"
+#include "diag/show_table.h"
 #include "host/engine/engine.h"
 #include "platform/platform_library.h"
 #include "softfwd/softfwd_config.h"
@@ -24,6 +25,7 @@ static void serve(const std::string &root, const platform_library *library) {
     softfwd_config_get()->slot = BENCH_SERVED_SLOT;
     platform_library_use(library);
     lcfwd_domain_bind(LCFWD_DOMAIN_UFIB, ufib_domain());
+    diag_init();
     std::signal(SIGTERM, [](int) { fu_fsm_stop(); });
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     std::_Exit(lcfwd_main(&options));
