@@ -130,11 +130,17 @@ TEST_P(object_show, groups_come_with_their_paths_and_each_once) {
             << one.text;
     }
     EXPECT_EQ(ask(CMD_SHOW_ECMP, {{CMD_ATTR_HANDLE, be32(handle + 100000)}}).text, "no such group");
+}
+
+TEST_P(object_show, group_without_an_adjacency_is_an_error_line) {
+    wire_route route = add(f(), dest(0), path(0));
+    route.hops.push_back({.address = path(1), .if_index = ETH1, .table_id = f().table});
+    ASSERT_TRUE(load1(route));
     ufib_ecmp *group = ufib_ecmp_get_first(ufib_vdc_get(1));
-    ufib_obj *path = group->paths[1];
+    ufib_obj *adj = group->paths[1];
     group->paths[1] = nullptr;
     EXPECT_EQ(times(ask(CMD_SHOW_ECMP).text, "ERROR: MISSING ADJACENCY"), 1u);
-    group->paths[1] = path;
+    group->paths[1] = adj;
 }
 
 TEST_P(object_show, virtual_objects_tell_rows_paths_instances_and_prefixes) {
