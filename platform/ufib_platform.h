@@ -15,6 +15,25 @@ struct ufib_vobj;
 extern ufib_platform_api ufib_platform_table; /* bound at start-up; no slot is null after that */
 extern ufib_platform_caps ufib_platform_sizes;
 
+/* Bytes of the library's own behind each object. */
+[[nodiscard]] inline uint32_t ufib_platform_table_space_len() { return ufib_platform_sizes.table_space_len; }
+[[nodiscard]] inline uint32_t ufib_platform_v4prefix_space_len() {
+    return ufib_platform_sizes.v4prefix_space_len;
+}
+[[nodiscard]] inline uint32_t ufib_platform_v6prefix_space_len() {
+    return ufib_platform_sizes.v6prefix_space_len;
+}
+[[nodiscard]] inline uint32_t ufib_platform_v4adj_space_len() { return ufib_platform_sizes.v4adj_space_len; }
+[[nodiscard]] inline uint32_t ufib_platform_v6adj_space_len() { return ufib_platform_sizes.v6adj_space_len; }
+[[nodiscard]] inline uint32_t ufib_platform_vlan_space_len() { return ufib_platform_sizes.vlan_space_len; }
+[[nodiscard]] inline uint32_t ufib_platform_peer_vlan_space_len() {
+    return ufib_platform_sizes.peer_vlan_space_len;
+}
+[[nodiscard]] inline uint32_t ufib_platform_vobj_space_len() { return ufib_platform_sizes.vobj_space_len; }
+[[nodiscard]] inline uint32_t ufib_platform_table_pss_space_len() {
+    return ufib_platform_sizes.table_pss_space_len;
+}
+
 /* Stores a default in every slot. */
 void ufib_platform_api_default_init(ufib_platform_api *api);
 

@@ -70,7 +70,7 @@ bool ufib_adj_free(ufib_adj *adj) {
 void *ufib_adj_platform_space(ufib_adj *adj) {
     const ufib_family &family = ufib_adj_family(adj);
     const uint32_t space =
-        family.index == 0 ? ufib_platform_sizes.v4adj_space_len : ufib_platform_sizes.v6adj_space_len;
+        family.index == 0 ? ufib_platform_v4adj_space_len() : ufib_platform_v6adj_space_len();
     return space == 0 ? nullptr
                       : reinterpret_cast<uint8_t *>(adj) + ufib_obj_get_size(family.adj_type) - space;
 }
@@ -222,6 +222,16 @@ ufib_adj *ufib_adj_create(ufib_vdc *vdc, const ufib_family &family, ufib_adj *ex
     }
     if (request.ha_handle == 0) ufib_pss_insert_adj(adj);
     return adj;
+}
+
+bool ufib_adj_create_in_hw(ufib_adj *adj, uint32_t ha_handle) {
+    if (adj->obj.handle != 0) return true;
+    if (!ufib_platform_insert_adj(adj, ha_handle, adj->holders)) {
+        ufib_err_raise(UFIB_ERR_ITEM, E_ADJ_HW_INSTALL);
+        return false;
+    }
+    if (ha_handle == 0) ufib_pss_insert_adj(adj);
+    return true;
 }
 
 void ufib_adj_rewrite(ufib_adj *adj) {

@@ -128,6 +128,9 @@ struct ufib_adj_request {
 [[nodiscard]] ufib_adj *ufib_adj_create(ufib_vdc *vdc, const ufib_family &family, ufib_adj *existing,
                                         const ufib_adj_key &key, const ufib_adj_request &request);
 
+/* Installs one that was made for the label side alone; one that stands: nothing. False: refused (E_ADJ_HW_INSTALL). */
+bool ufib_adj_create_in_hw(ufib_adj *adj, uint32_t ha_handle);
+
 [[nodiscard]] ufib_adj *ufib_adj_search(ufib_vdc *vdc, const ufib_family &family, const ufib_adj_key &key);
 
 /* Walks: over all interfaces of a VDC; over one interface, also from a key that may be gone. */

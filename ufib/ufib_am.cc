@@ -22,13 +22,13 @@ static const ufib_family *family_of_afi(uint8_t afi) {
     return afi == ufib_v4.afi ? &ufib_v4 : afi == ufib_v6.afi ? &ufib_v6 : nullptr;
 }
 
-static ufib_adj_key am_to_key(const ufib_family &family, const ufib_am_entry &entry) {
+static ufib_adj_key ufib_am_to_key(const ufib_family &family, const ufib_am_entry &entry) {
     ufib_adj_key key = {wire_get(entry.if_index), {}};
     std::memcpy(key.address, entry.address, family.addr_bytes);
     return key;
 }
 
-static ufib_platform_rewrite am_to_rewrite(const ufib_am_entry &entry) {
+static ufib_platform_rewrite ufib_am_to_rew(const ufib_am_entry &entry) {
     ufib_platform_rewrite rewrite = {};
     std::memcpy(rewrite.bytes + UFIB_REWRITE_DMAC, entry.mac, sizeof entry.mac);
     return rewrite;
@@ -49,9 +49,9 @@ static const ufib_family *entry_family(const ufib_am_entry &entry) {
     return family;
 }
 
-static void am_adj_resolved(ufib_vdc *vdc, const ufib_family &family, const ufib_am_entry &entry,
-                            uint32_t adj_flags) {
-    (void)ufib_adj_holder_join(vdc, family, am_to_key(family, entry), am_to_rewrite(entry), adj_flags,
+static void ufib_am_adj_resolved(ufib_vdc *vdc, const ufib_family &family, const ufib_am_entry &entry,
+                                 uint32_t adj_flags) {
+    (void)ufib_adj_holder_join(vdc, family, ufib_am_to_key(family, entry), ufib_am_to_rew(entry), adj_flags,
                                UFIB_ADJ_HELD_AM, true);
 }
 
@@ -59,8 +59,8 @@ void ufib_am_adj_destroy(ufib_adj *adj, bool set_drop) {
     (void)ufib_adj_holder_leave(adj, UFIB_ADJ_HELD_AM, set_drop);
 }
 
-static void am_adj_unresolved(ufib_vdc *vdc, const ufib_family &family, const ufib_am_entry &entry) {
-    const ufib_adj_key key = am_to_key(family, entry);
+static void ufib_am_adj_unresolved(ufib_vdc *vdc, const ufib_family &family, const ufib_am_entry &entry) {
+    const ufib_adj_key key = ufib_am_to_key(family, entry);
     if (is_zero(key.address)) return;
     ufib_adj *adj = ufib_adj_search(vdc, family, key);
     if (adj == nullptr) {
@@ -84,7 +84,7 @@ static void am_if_adjs_down(ufib_idb *idb, const ufib_family &family) {
     }
 }
 
-static void am_if_down(ufib_vdc *vdc, const ufib_family &family, const ufib_am_entry &entry) {
+static void ufib_am_if_down(ufib_vdc *vdc, const ufib_family &family, const ufib_am_entry &entry) {
     ufib_idb *idb = ufib_idb_search(vdc, wire_get(entry.if_index));
     if (idb == nullptr) return;
     am_if_adjs_down(idb, family);
@@ -101,21 +101,21 @@ static void am_if_down(ufib_vdc *vdc, const ufib_family &family, const ufib_am_e
     (void)ufib_platform_all_writes_ready();
 }
 
-static void am_notification(ufib_vdc *vdc, const ufib_am_entry &entry) {
+static void ufib_am_notification(ufib_vdc *vdc, const ufib_am_entry &entry) {
     const ufib_family *family = entry_family(entry);
     if (family == nullptr) return;
-    if (ufib_adj *adj = ufib_adj_search(vdc, *family, am_to_key(*family, entry)); adj != nullptr)
+    if (ufib_adj *adj = ufib_adj_search(vdc, *family, ufib_am_to_key(*family, entry)); adj != nullptr)
         adj->flags &= ~UFIB_ADJ_CONSISTENCY;
     if ((entry.flags & (UFIB_AM_IF_DOWN | UFIB_AM_IF_DELETE)) != 0) {
-        am_if_down(vdc, *family, entry);
+        ufib_am_if_down(vdc, *family, entry);
         return;
     }
     if (is_zero(entry.mac)) {
-        am_adj_unresolved(vdc, *family, entry);
+        ufib_am_adj_unresolved(vdc, *family, entry);
         return;
     }
     const uint32_t gateway = (entry.flags & UFIB_AM_PEER_GATEWAY) != 0 ? UFIB_ADJ_PEER_GW : 0;
-    am_adj_resolved(vdc, *family, entry, gateway | UFIB_ADJ_FROM_AM | UFIB_ADJ_RESOLVED);
+    ufib_am_adj_resolved(vdc, *family, entry, gateway | UFIB_ADJ_FROM_AM | UFIB_ADJ_RESOLVED);
 }
 
 /* Behind the last entry, for each family whose check the notice ends. */
@@ -157,7 +157,7 @@ void ufib_am_bulk_notification(ufib_vdc *vdc, wire_cursor payload, const mts_msg
             if (left == 1) am_check_end(vdc, hdr, message);
             continue;
         }
-        am_notification(vdc, *entry);
+        ufib_am_notification(vdc, *entry);
         (void)ufib_platform_one_write_ready();
     }
     (void)ufib_platform_all_writes_ready();

@@ -104,8 +104,8 @@ static int ecmp_init_paths(ufib_vdc *vdc, ufib_ecmp *group, uint32_t adj_flags, 
     return 0;
 }
 
-static int ecmp_init(ufib_vdc *vdc, ufib_ecmp *group, const ufib_ecmp_key &key, uint32_t hash,
-                     uint32_t adj_flags, const ufib_ha_route *record) {
+int ufib_ecmp_fill(ufib_vdc *vdc, ufib_ecmp *group, const ufib_ecmp_key &key, uint32_t hash,
+                   uint32_t adj_flags, const ufib_ha_route *record) {
     group->vdc_id = vdc->desc->vdc_id;
     group->hash = hash;
     std::memcpy(group->key, &key, ufib_ecmp_key_bytes(ufib_ecmp_family(group)));
@@ -124,7 +124,7 @@ ufib_ecmp *ufib_ecmp_search(ufib_vdc *vdc, const ufib_family &family, const ufib
     return group;
 }
 
-static int ufib_ecmp_insert(ufib_vdc *vdc, ufib_ecmp *group) {
+int ufib_ecmp_insert(ufib_vdc *vdc, ufib_ecmp *group) {
     if (ufib_dbel_link(&ecmp_dbels, &vdc->ecmps, group->hash, &group->by_hash, nullptr) != 0) {
         UFIB_ERR("failed to insert ecmp_dbel @%08x, npaths %d, hash %x", group->obj.handle, group->key->count,
                  group->hash);
@@ -135,7 +135,7 @@ static int ufib_ecmp_insert(ufib_vdc *vdc, ufib_ecmp *group) {
     return 0;
 }
 
-static void ufib_ecmp_delete(ufib_ecmp *group) {
+void ufib_ecmp_delete(ufib_ecmp *group) {
     ufib_vdc *vdc = ufib_vdc_get(group->vdc_id);
     if (vdc == nullptr || ufib_dbel_unlink(&ecmp_dbels, &vdc->ecmps, group->hash, &group->by_hash) != 0)
         return;
@@ -161,19 +161,11 @@ ufib_ecmp *ufib_ecmp_resume(const ufib_vdc *vdc, uint32_t hash, uint32_t passed)
 
 /* ---- birth ---- */
 
-/* What a request brings beside the key. */
-struct ecmp_request {
-    uint32_t adj_flags;
-    const ufib_ha_route *record;
-    uint8_t holder;
-    bool mpls_only; /* the label side installs it */
-};
-
 static ufib_ecmp *ecmp_make(const ufib_family &family, ufib_vdc *vdc, const ufib_ecmp_key &key, uint32_t hash,
-                            const ecmp_request &request) {
+                            const ufib_ecmp_request &request) {
     ufib_ecmp *group = ufib_ecmp_alloc(family, key.count);
     if (group == nullptr) return nullptr;
-    const int status = ecmp_init(vdc, group, key, hash, request.adj_flags, request.record);
+    const int status = ufib_ecmp_fill(vdc, group, key, hash, request.adj_flags, request.record);
     /* After a restart hardware has the group already: it is kept, and forwards as before. */
     const bool keep = status == 0 || request.record != nullptr;
     if (keep && ufib_ecmp_insert(vdc, group) == 0) return group;
@@ -189,9 +181,8 @@ static void ecmp_restore_references(ufib_ecmp *group) {
     ufib_obj_hold(&group->obj);
 }
 
-/* Null when a new group cannot be made, or hardware refuses it: it is gone again. */
-static ufib_ecmp *ufib_ecmp_create(const ufib_family &family, ufib_vdc *vdc, ufib_ecmp *existing,
-                                   const ufib_ecmp_key &key, uint32_t hash, const ecmp_request &request) {
+ufib_ecmp *ufib_ecmp_create(const ufib_family &family, ufib_vdc *vdc, ufib_ecmp *existing,
+                            const ufib_ecmp_key &key, uint32_t hash, const ufib_ecmp_request &request) {
     ufib_ecmp *group = existing != nullptr ? existing : ecmp_make(family, vdc, key, hash, request);
     if (group == nullptr) return nullptr;
     const uint8_t held_before = group->holders;

@@ -109,6 +109,25 @@ inline ufib_obj *ufib_get_create_v6_ecmp(ufib_vdc *vdc, const ufib_ecmp_key &key
     return ufib_ecmp_search(vdc, ufib_v6, key, hash);
 }
 
+/* What a request for a group brings beside its key. */
+struct ufib_ecmp_request {
+    uint32_t adj_flags;
+    const ufib_ha_route *record; /* restart record, or null */
+    uint8_t holder;              /* UFIB_ECMP_HELD_* */
+    bool mpls_only;              /* the label side installs it */
+};
+
+/* The steps of it. create: a group made, or an existing one installed; null when it cannot be made, or hardware refuses
+ * it: a new one is gone again. fill: key and paths of a new group; 0, or -1 when a path cannot get an adjacency: none is
+ * linked then. insert: into the bucket of its hash; 0, or -1 without memory. delete: out of it. */
+[[nodiscard]] ufib_ecmp *ufib_ecmp_create(const ufib_family &family, ufib_vdc *vdc, ufib_ecmp *existing,
+                                          const ufib_ecmp_key &key, uint32_t hash,
+                                          const ufib_ecmp_request &request);
+[[nodiscard]] int ufib_ecmp_fill(ufib_vdc *vdc, ufib_ecmp *group, const ufib_ecmp_key &key, uint32_t hash,
+                                 uint32_t adj_flags, const ufib_ha_route *record);
+[[nodiscard]] int ufib_ecmp_insert(ufib_vdc *vdc, ufib_ecmp *group);
+void ufib_ecmp_delete(ufib_ecmp *group);
+
 /* Walk over the groups of a VDC, both families, in no particular order; null at the end. */
 [[nodiscard]] ufib_ecmp *ufib_ecmp_get_first(const ufib_vdc *vdc);
 [[nodiscard]] ufib_ecmp *ufib_ecmp_get_next(const ufib_vdc *vdc, const ufib_ecmp *group);

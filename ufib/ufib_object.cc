@@ -49,12 +49,11 @@ void ufib_obj_size_set(uint32_t type, uint32_t bytes) {
 static uint32_t tail_offset(size_t bytes) { return static_cast<uint32_t>((bytes + 7) & ~size_t{7}); }
 
 void ufib_obj_size_init() {
-    const ufib_platform_caps &caps = ufib_platform_sizes;
-    ufib_obj_size_set(UFIB_OBJ_TABLE, tail_offset(sizeof(ufib_table)) + caps.table_space_len);
-    ufib_obj_size_set(UFIB_OBJ_V4PREFIX, ufib_prefix_tail_offset(4) + caps.v4prefix_space_len);
-    ufib_obj_size_set(UFIB_OBJ_V6PREFIX, ufib_prefix_tail_offset(16) + caps.v6prefix_space_len);
-    ufib_obj_size_set(UFIB_OBJ_V4ADJ, tail_offset(sizeof(ufib_adj)) + caps.v4adj_space_len);
-    ufib_obj_size_set(UFIB_OBJ_V6ADJ, tail_offset(sizeof(ufib_adj)) + caps.v6adj_space_len);
+    ufib_obj_size_set(UFIB_OBJ_TABLE, tail_offset(sizeof(ufib_table)) + ufib_platform_table_space_len());
+    ufib_obj_size_set(UFIB_OBJ_V4PREFIX, ufib_prefix_tail_offset(4) + ufib_platform_v4prefix_space_len());
+    ufib_obj_size_set(UFIB_OBJ_V6PREFIX, ufib_prefix_tail_offset(16) + ufib_platform_v6prefix_space_len());
+    ufib_obj_size_set(UFIB_OBJ_V4ADJ, tail_offset(sizeof(ufib_adj)) + ufib_platform_v4adj_space_len());
+    ufib_obj_size_set(UFIB_OBJ_V6ADJ, tail_offset(sizeof(ufib_adj)) + ufib_platform_v6adj_space_len());
 }
 
 void ufib_obj_register(uint32_t type, ufib_obj_destroy_fn destroy) {

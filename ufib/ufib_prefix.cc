@@ -28,7 +28,7 @@ const char *ufib_pfx_str(const ufib_pfx *pfx) {
 void *ufib_prefix_platform_space(ufib_pfx *pfx) {
     const ufib_family &family = ufib_prefix_family(pfx);
     const uint32_t space =
-        family.index == 0 ? ufib_platform_sizes.v4prefix_space_len : ufib_platform_sizes.v6prefix_space_len;
+        family.index == 0 ? ufib_platform_v4prefix_space_len() : ufib_platform_v6prefix_space_len();
     return space == 0 ? nullptr
                       : reinterpret_cast<uint8_t *>(pfx) + ufib_prefix_tail_offset(family.addr_bytes);
 }

@@ -273,14 +273,14 @@ void ufib_pss_delete_adj(const ufib_adj *adj) {
 /* ---- tables ---- */
 
 uint32_t ufib_get_table_pss_space_len() {
-    const uint32_t platform = ufib_platform_sizes.table_pss_space_len;
+    const uint32_t platform = ufib_platform_table_pss_space_len();
     return 8 + tlv_aligned_data_size_get(sizeof(uint32_t)) +
            (platform == 0 ? 0 : tlv_aligned_data_size_get(platform));
 }
 
 /* The library alone decides how long its bytes are. */
 static void table_platform_write(const ufib_table *table, tlv_aligned_array *array) {
-    const uint32_t len = ufib_platform_sizes.table_pss_space_len;
+    const uint32_t len = ufib_platform_table_pss_space_len();
     void *bytes = len > UINT16_MAX ? nullptr : heap_calloc(1, len);
     if (bytes == nullptr) {
         UFIB_ERR("no room for %u bytes of the platform about table 0x%x", len, table->table_id);
@@ -304,7 +304,7 @@ void ufib_pss_insert_table(ufib_table *table) {
     (void)tlv_aligned_array_init(&array, slot.value + sizeof family,
                                  slot.value_size - static_cast<uint32_t>(sizeof family), 1);
     (void)!tlv_aligned_array_add_tlv(&array, UFIB_TABLE_TLV_FLAGS, sizeof flags, &flags);
-    if (ufib_platform_sizes.table_pss_space_len != 0) table_platform_write(table, &array);
+    if (ufib_platform_table_pss_space_len() != 0) table_platform_write(table, &array);
     (void)lcfwd_pss_record_store(&slot);
     table->stored = true;
 }

@@ -39,9 +39,9 @@ void ufib_table_db_init(ufib_vdc *vdc) {
 }
 
 void *ufib_table_platform_space(ufib_table *table) {
-    if (ufib_platform_sizes.table_space_len == 0) return nullptr;
+    if (ufib_platform_table_space_len() == 0) return nullptr;
     return reinterpret_cast<uint8_t *>(table) + ufib_obj_get_size(UFIB_OBJ_TABLE) -
-           ufib_platform_sizes.table_space_len;
+           ufib_platform_table_space_len();
 }
 
 static ufib_table *ufib_table_alloc() {
@@ -79,6 +79,18 @@ static int ufib_table_init(ufib_table *table, uint32_t vdc_id, uint32_t table_id
     return 0;
 }
 
+/* Into a VDC's tree and count, and out of them. */
+static void ufib_table_insert(ufib_vdc *vdc, ufib_table *table) {
+    vdc->table_count++;
+    (void)ravl_insert(&vdc->tables, &table->by_id);
+}
+
+static void ufib_table_delete(ufib_vdc *vdc, ufib_table *table) {
+    vdc->table_count--;
+    if (vdc->last_table == table) vdc->last_table = nullptr;
+    (void)ravl_delete(&vdc->tables, &table->by_id);
+}
+
 static ufib_table *ufib_table_make(ufib_vdc *vdc, uint32_t table_id, const ufib_family &family) {
     ufib_table *table = ufib_table_alloc();
     if (table == nullptr) {
@@ -89,8 +101,7 @@ static ufib_table *ufib_table_make(ufib_vdc *vdc, uint32_t table_id, const ufib_
         ufib_table_free(table);
         return nullptr;
     }
-    vdc->table_count++;
-    (void)ravl_insert(&vdc->tables, &table->by_id);
+    ufib_table_insert(vdc, table);
     return table;
 }
 
@@ -172,13 +183,6 @@ ufib_table *ufib_table_get_next_good(uint32_t vdc_id, ravl_iterator *iterator) {
     return table;
 }
 
-/* Takes a table out of its VDC's tree and count. */
-static void table_leave(ufib_vdc *vdc, ufib_table *table) {
-    vdc->table_count--;
-    if (vdc->last_table == table) vdc->last_table = nullptr;
-    (void)ravl_delete(&vdc->tables, &table->by_id);
-}
-
 int ufib_table_destroy(ufib_table *table) {
     if (table->main.prefix_count != 0 || table->rnh.prefix_count != 0) {
         UFIB_ERR("deleting table %#x ", table->table_id);
@@ -187,7 +191,7 @@ int ufib_table_destroy(ufib_table *table) {
     }
     ufib_pss_delete_table(table);
     ufib_platform_delete_table(table);
-    table_leave(ufib_vdc_get(table->vdc_id), table);
+    ufib_table_delete(ufib_vdc_get(table->vdc_id), table);
     ufib_table_free(table);
     return 1;
 }
@@ -213,15 +217,14 @@ ufib_vdc *ufib_table_move(ufib_vdc *vdc, ufib_table *table) {
         return nullptr;
     }
     ufib_pss_delete_table(table); /* as long as it names the VDC that wrote it */
-    table_leave(vdc, table);
-    target->table_count++;
+    ufib_table_delete(vdc, table);
     ufib_cur_vdc_id = target->desc->vdc_id;
     if (ufib_family_of_table_type(table->type) == nullptr)
         UFIB_ERR("moving prefixes in table(%#x), invalid table_type %d ", table->table_id, table->type);
     else
         ufib_prefixes_move_vdc(table, target);
     if (table->stored) ufib_pss_insert_table(table);
-    (void)ravl_insert(&target->tables, &table->by_id);
+    ufib_table_insert(target, table);
     return target;
 }
 

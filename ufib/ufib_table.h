@@ -63,6 +63,9 @@ struct ufib_table {
 [[nodiscard]] ufib_table *ufib_wc_table_search(uint32_t table_id); /* a shared wildcard table; else null */
 [[nodiscard]] ufib_table *ufib_table_get_default(uint32_t vdc_id);
 
+[[nodiscard]] inline uint32_t ufib_table_get_default_id() { return UFIB_DEFAULT_V4; }
+[[nodiscard]] inline uint32_t ufib_v6_table_get_default_id() { return UFIB_DEFAULT_V6; }
+
 /* Walks by ascending id; the iterator survives the deletion of what it stands on. The good form skips tables whose
  * deletion is pending. Null at the end, and for an id outside 1 to 5. */
 [[nodiscard]] ufib_table *ufib_table_get_first(uint32_t vdc_id, ravl_iterator *iterator);

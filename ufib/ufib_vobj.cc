@@ -23,7 +23,7 @@ static uint64_t vobj_id_counter;
 
 static ufib_vobj *ufib_vobj_alloc(uint32_t rows) {
     auto *vobj = static_cast<ufib_vobj *>(heap_calloc(1, sizeof(ufib_vobj) + rows * sizeof(ufib_vobj_row)));
-    const uint32_t space = ufib_platform_sizes.vobj_space_len;
+    const uint32_t space = ufib_platform_vobj_space_len();
     if (vobj != nullptr && space != 0) {
         vobj->platform_space = static_cast<uint8_t *>(heap_calloc(1, space));
         if (vobj->platform_space == nullptr) {
