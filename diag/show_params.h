@@ -27,6 +27,7 @@ enum ufib_show_what : uint32_t {
     UFIB_SHOW_SECURITY,
     UFIB_SHOW_SECURITY_TAGS,
     UFIB_SHOW_OTHER,
+    UFIB_SHOW_CHECK,
     UFIB_SHOW_WHATS
 };
 

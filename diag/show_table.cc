@@ -1,6 +1,7 @@
 #include "diag/show_table.h"
 
 #include "core/lcfwd_cmi.h"
+#include "diag/check_consistency.h"
 #include "diag/command_numbers.h"
 #include "diag/ufib_show_counters.h"
 #include "diag/ufib_show_history.h"
@@ -104,7 +105,7 @@ static constexpr lcfwd_cmi_row show_rows[] = {
     {CMD_SHOW_INTERFACES, "lcfwd_show_interfaces", lcfwd_show_interfaces},
     {CMD_SHOW_TABLES, "lcfwd_show_tables", lcfwd_show_tables},
     {CMD_SHOW_PROCESS, "lcfwd_show_process", lcfwd_show_process},
-    {CMD_CHECK_CONSISTENCY, "lcfwd_check_consistency", nullptr},
+    {CMD_CHECK_CONSISTENCY, "lcfwd_check_consistency", lcfwd_check_consistency},
 };
 static_assert(std::is_sorted(std::begin(show_rows), std::end(show_rows),
                              [](const lcfwd_cmi_row &left, const lcfwd_cmi_row &right) {

@@ -54,6 +54,11 @@ void ufib_route_consistency_check_be(const ufib_family &family, const mts_msg *m
 /* A batch that ends a check: reports what has no mark, takes the marks away, sends. */
 void ufib_route_consistency_end(const ufib_family &family, const mts_msg *message, uint32_t table_id,
                                 ufib_vdc *vdc, ufib_cc_response *response);
+/* Whether the engine has a route as the model does: its own entry, and where that leads. A route without a handle: no. */
+[[nodiscard]] bool ufib_prefix_in_hardware(const ufib_pfx *pfx);
+[[nodiscard]] bool ufib_hardware_has_prefix(ufib_pfx *pfx);
+[[nodiscard]] bool ufib_hardware_has_next(ufib_pfx *pfx);
+[[nodiscard]] bool ufib_hardware_has_adj(ufib_adj *adj);
 /* Takes the marks off all adjacencies and virtual objects of a VDC. */
 void ufib_clear_cc_state(ufib_vdc *vdc, const ufib_family &family);
 inline void ufib_v4_clear_cc_state(ufib_vdc *vdc) { ufib_clear_cc_state(vdc, ufib_v4); }

@@ -5,7 +5,7 @@
 
 #include <cstring>
 
-static bool hardware_agrees(ufib_adj *adj) {
+bool ufib_hardware_has_adj(ufib_adj *adj) {
     return ufib_adj_family(adj).index == 0 ? ufib_platform_consistency_check_adj(adj)
                                            : ufib_platform_consistency_check_v6_adj(adj);
 }
@@ -33,7 +33,7 @@ static bool entry_agrees(ufib_adj *adj, const ufib_am_entry &entry) {
     static constexpr uint8_t unresolved[6] = {};
     if (adj == nullptr) return std::memcmp(entry.mac, unresolved, sizeof unresolved) == 0;
     adj->flags |= UFIB_ADJ_CONSISTENCY;
-    return state_agrees(adj, entry) && hardware_agrees(adj);
+    return state_agrees(adj, entry) && ufib_hardware_has_adj(adj);
 }
 
 void ufib_adj_consistency_check(ufib_vdc *vdc, const ufib_family &family, const ufib_am_entry &entry,

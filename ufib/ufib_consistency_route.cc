@@ -16,15 +16,17 @@ constexpr uint32_t ROUTE_EXTENDED_KNOWN = 0x1c; /* extended flags that mean some
 /* Working storage of one route; too large for a stack that handlers share. */
 static ufib_nh_list hops;
 
-static bool has_handle(const ufib_pfx *pfx) { return pfx->obj.handle != 0 && pfx->obj.handle != 0xffffffff; }
+bool ufib_prefix_in_hardware(const ufib_pfx *pfx) {
+    return pfx->obj.handle != 0 && pfx->obj.handle != 0xffffffff;
+}
 
-static bool hardware_has_prefix(ufib_pfx *pfx) {
+bool ufib_hardware_has_prefix(ufib_pfx *pfx) {
     return ufib_prefix_family(pfx).index == 0 ? ufib_platform_prefix_check(pfx)
                                               : ufib_platform_v6prefix_check(pfx);
 }
 
 /* While a virtual object changes its instance, its prefixes are moved over one by one: either is right. */
-static bool hardware_has_next(ufib_pfx *pfx) {
+bool ufib_hardware_has_next(ufib_pfx *pfx) {
     if (ufib_obj_is_vobj(pfx->obj.next) && ufib_obj_to_vobj(pfx->obj.next)->old_handle != 0) return true;
     return ufib_prefix_family(pfx).index == 0 ? ufib_platform_consistency_check_nh(pfx)
                                               : ufib_platform_v6_consistency_check_nh(pfx);
@@ -59,12 +61,12 @@ static uint8_t prefix_check(const route_check &check, ufib_pfx *pfx) {
     const ufib_prefix_update update = {check.route, &hops, check.route_flags, 0, 0, nullptr, nullptr};
     const uint32_t count = ufib_effective_nh_count(check.family, update);
     const bool rnh = ufib_prefix_is_rnh(pfx);
-    if (!rnh && !has_handle(pfx)) return UFIB_CC_NEXT_HOPS;
+    if (!rnh && !ufib_prefix_in_hardware(pfx)) return UFIB_CC_NEXT_HOPS;
     if (pfx->obj.next == nullptr || pfx->nh_count != count) return UFIB_CC_NEXT_HOPS;
     uint8_t flags = 0;
-    if (!rnh && !hardware_has_prefix(pfx)) flags |= UFIB_CC_HARDWARE;
+    if (!rnh && !ufib_hardware_has_prefix(pfx)) flags |= UFIB_CC_HARDWARE;
     next_hops_check(check, pfx, count, &flags);
-    if (!rnh && !platform_decides(check) && !hardware_has_next(pfx)) flags |= UFIB_CC_HARDWARE;
+    if (!rnh && !platform_decides(check) && !ufib_hardware_has_next(pfx)) flags |= UFIB_CC_HARDWARE;
     ufib_nh_set_consis_flags(pfx->obj.next, flags == 0, true);
     return flags;
 }
@@ -122,7 +124,7 @@ static void ufib_walk_route_for_consistency(ufib_pfx *pfx, void *argument) {
     }
     const auto *walk = static_cast<const missing_walk *>(argument);
     uint8_t flags = UFIB_CC_NOT_NAMED;
-    if (has_handle(pfx)) flags |= UFIB_CC_IN_HARDWARE;
+    if (ufib_prefix_in_hardware(pfx)) flags |= UFIB_CC_IN_HARDWARE;
     if (ufib_prefix_is_rnh(pfx)) flags |= UFIB_CC_RNH;
     row_add(walk->message, walk->response, flags, ufib_pfx_address(pfx), pfx->mask_len);
 }

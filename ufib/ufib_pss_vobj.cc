@@ -39,7 +39,7 @@ static ufib_vobj_record_row row_record(const ufib_vobj_row &row) {
     return out;
 }
 
-static void record_fill(const ufib_vobj *vobj, ufib_vobj_record *record) {
+void ufib_pss_vobj_record_fill(const ufib_vobj *vobj, ufib_vobj_record *record) {
     std::memset(record, 0, offsetof(ufib_vobj_record, rows));
     record->old_handle = vobj->old_handle;
     record->new_handle = vobj->new_handle;
@@ -65,7 +65,7 @@ static void record_store(const ufib_vobj *vobj, uint32_t handle, const ufib_vobj
 
 void ufib_pss_insert_vobj(const ufib_vobj *vobj) {
     ufib_vobj_record record;
-    record_fill(vobj, &record);
+    ufib_pss_vobj_record_fill(vobj, &record);
     for (const uint32_t handle : {vobj->old_handle, vobj->new_handle})
         if (handle != 0) record_store(vobj, handle, record);
 }

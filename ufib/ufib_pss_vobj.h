@@ -37,6 +37,8 @@ struct ufib_vobj_record {
 };
 static_assert(sizeof(ufib_vobj_record) == 1848 && offsetof(ufib_vobj_record, rows) == 56);
 
+/* What the record of an object is to say; rows up to its last one. */
+void ufib_pss_vobj_record_fill(const ufib_vobj *vobj, ufib_vobj_record *record);
 /* Writes a record for each instance that stands. */
 void ufib_pss_insert_vobj(const ufib_vobj *vobj);
 /* Removes the record of an instance: 0 old, 1 new, 2 both; one without a handle: nothing. */

@@ -3,6 +3,7 @@
 #include "core/lcfwd_handlers.h"
 #include "core/lcfwd_log.h"
 #include "core/lcfwd_timer.h"
+#include "core/ufib_funcstats.h"
 #include "host/bus/fu_mts.h"
 #include "ufib/ufib_channel_entry.h"
 #include "ufib/ufib_hooks.h"
@@ -113,6 +114,7 @@ static uint32_t state_after(const ufib_stats_poll_data &poll, uint32_t state) {
 
 /* One firing. A VDC that is gone ends its poll. */
 static void ufib_adj_stats_poll_timer_exp(uint32_t vdc_id) {
+    const ufib_funcstats_block measure(UFIB_FS_STATISTICS_POLL);
     ufib_stats_poll_data *poll = &polls[vdc_id];
     ufib_vdc *vdc = ufib_vdc_get(vdc_id);
     poll->work = 0;

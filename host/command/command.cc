@@ -124,6 +124,8 @@ int cmd_req_attr_getnext(cmd_handle *handle, cmd_attr *out) {
     return 0;
 }
 
+void cmd_req_attr_rewind(cmd_handle *handle) { handle->attribute = nullptr; }
+
 int cmd_attr_number(const cmd_attr *attr, uint64_t *out) {
     if (attr->length != 1 && attr->length != 2 && attr->length != 4 && attr->length != 8) return EBADMSG;
     uint64_t number = 0;

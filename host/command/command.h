@@ -47,6 +47,7 @@ struct cmd_attr {
 };
 /* Attributes in the order of the request. 0; ENOENT at the end; EBADMSG when the rest lies. */
 [[nodiscard]] int cmd_req_attr_getnext(cmd_handle *handle, cmd_attr *out);
+void cmd_req_attr_rewind(cmd_handle *handle); /* the next one is the first again */
 /* The number in an attribute of 1, 2, 4 or 8 bytes (big-endian). 0 or EBADMSG. */
 [[nodiscard]] int cmd_attr_number(const cmd_attr *attr, uint64_t *out);
 
