@@ -84,7 +84,9 @@ void softfwd_doubt(uint32_t op, uint32_t handle, bool doubtful) {
 static void logged_mark() {
     auto *log = new (std::nothrow) softfwd_log_entry[SOFTFWD_LOG_ENTRIES];
     if (log == nullptr) return;
-    const size_t count = softfwd_log_read(softfwd_state.head->a_committed_log + 1, log, SOFTFWD_LOG_ENTRIES);
+    const softfwd_header *head = softfwd_state.head;
+    const size_t count = softfwd_log_copy(softfwd_state.log, head->a_log_sequence, head->a_committed_log + 1,
+                                          log, SOFTFWD_LOG_ENTRIES);
     for (size_t i = 0; i < count; i++)
         if (log[i].effect == SOFTFWD_EFFECT_INSTALL) softfwd_doubt(log[i].op, log[i].handle, true);
     delete[] log;

@@ -353,6 +353,7 @@ protected:
             }
             if (lives) break;
         }
+        begin_again();
     }
 
     /* Routes in the order of their addresses, so that a beginning of the batch is a beginning of the text. */
