@@ -8,6 +8,11 @@
 #include "host/tlv/tlv.h"
 #include "tests/ufib/vobj_rig.h"
 
+#include <cctype>
+#include <fstream>
+#include <set>
+#include <utility>
+
 struct show_attr {
     uint16_t id;
     bytes data;
@@ -60,6 +65,26 @@ inline void show_step(lcfwd_rig *rig, const bytes &request, cmd_renderer *text, 
     }
 }
 
+/* Every key that a program may meet stands in the operators' page. */
+inline void show_keys_told(const std::string &json) {
+    static const std::set<std::string> words = [] {
+        std::set<std::string> out;
+        std::ifstream page(LCFWD_SOURCE_DIR "/docs/commands.md");
+        std::string word;
+        for (char c; page.get(c);)
+            if (std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_')
+                word += c;
+            else
+                out.insert(std::exchange(word, ""));
+        return out;
+    }();
+    for (size_t at = json.find("\":"); at != std::string::npos; at = json.find("\":", at + 1)) {
+        if (std::isalnum(static_cast<unsigned char>(json[at - 1])) == 0) continue; /* an address */
+        const size_t begin = json.rfind('"', at - 1) + 1;
+        EXPECT_EQ(words.count(json.substr(begin, at - begin)), 1u) << json.substr(begin, at - begin);
+    }
+}
+
 inline void show_append(void *to, const char *text, size_t size) {
     static_cast<std::string *>(to)->append(text, size);
 }
@@ -78,6 +103,7 @@ inline show_answer show(lcfwd_rig *rig, uint32_t command, const std::vector<show
     }
     cmd_renderer_finish(text);
     cmd_renderer_finish(json);
+    show_keys_told(out.json);
     return out;
 }
 
