@@ -47,13 +47,13 @@ void ufib_platform_delete_table(
 
 /* Prefixes of either family; the slot goes by the prefix's family. insert does nothing for a recursive next hop. */
 void ufib_platform_insert_prefix(ufib_pfx *pfx, uint32_t ha);
-void ufib_platform_delete_prefix(ufib_pfx *pfx);   /* the handle is 0 afterwards */
+bool ufib_platform_delete_prefix(ufib_pfx *pfx);   /* the handle is 0 afterwards; false: refused, it stays */
 int ufib_platform_prefix_update_nh(ufib_pfx *pfx); /* below 0: refused, it points where it did */
 
 /* Adjacencies of either family. insert installs, or rewrites in place under the same handle. False: refused; an entry
  * that stands goes on with what it had, under its handle (E_ADJ_HW_INSTALL, counted here). */
 bool ufib_platform_insert_adj(ufib_adj *adj, uint32_t ha, uint32_t holder);
-void ufib_platform_delete_adj(ufib_adj *adj); /* the handle is 0 afterwards */
+bool ufib_platform_delete_adj(ufib_adj *adj); /* the handle is 0 afterwards; false: refused, it stays */
 
 /* The same by family, as they are named elsewhere. */
 inline void ufib_platform_insert_v4_prefix(ufib_pfx *pfx, uint32_t ha) {
@@ -62,8 +62,8 @@ inline void ufib_platform_insert_v4_prefix(ufib_pfx *pfx, uint32_t ha) {
 inline void ufib_platform_insert_v6_prefix(ufib_pfx *pfx, uint32_t ha) {
     ufib_platform_insert_prefix(pfx, ha);
 }
-inline void ufib_platform_delete_v4_prefix(ufib_pfx *pfx) { ufib_platform_delete_prefix(pfx); }
-inline void ufib_platform_delete_v6_prefix(ufib_pfx *pfx) { ufib_platform_delete_prefix(pfx); }
+inline bool ufib_platform_delete_v4_prefix(ufib_pfx *pfx) { return ufib_platform_delete_prefix(pfx); }
+inline bool ufib_platform_delete_v6_prefix(ufib_pfx *pfx) { return ufib_platform_delete_prefix(pfx); }
 inline int ufib_platform_v4_prefix_update_nh(ufib_pfx *pfx) { return ufib_platform_prefix_update_nh(pfx); }
 inline int ufib_platform_v6_prefix_update_nh(ufib_pfx *pfx) { return ufib_platform_prefix_update_nh(pfx); }
 inline bool ufib_platform_insert_v4adj(ufib_adj *adj, uint32_t ha, uint32_t holder) {
@@ -72,19 +72,19 @@ inline bool ufib_platform_insert_v4adj(ufib_adj *adj, uint32_t ha, uint32_t hold
 inline bool ufib_platform_insert_v6adj(ufib_adj *adj, uint32_t ha, uint32_t holder) {
     return ufib_platform_insert_adj(adj, ha, holder);
 }
-inline void ufib_platform_delete_v4adj(ufib_adj *adj) { ufib_platform_delete_adj(adj); }
-inline void ufib_platform_delete_v6adj(ufib_adj *adj) { ufib_platform_delete_adj(adj); }
+inline bool ufib_platform_delete_v4adj(ufib_adj *adj) { return ufib_platform_delete_adj(adj); }
+inline bool ufib_platform_delete_v6adj(ufib_adj *adj) { return ufib_platform_delete_adj(adj); }
 
 /* Groups of either family. */
 void ufib_platform_insert_ecmp(ufib_ecmp *group, uint32_t ha, uint32_t holder);
-void ufib_platform_delete_ecmp(ufib_ecmp *group); /* the handle is 0 afterwards */
+bool ufib_platform_delete_ecmp(ufib_ecmp *group); /* the handle is 0 afterwards; false: refused, it stays */
 
 /* Virtual objects. insert: an instance of the size that the object has paths; 0, with handle and size stored and the
  * record written, or -1. With a restart record the instance of the time before is attached. update: in place, 0 for an
  * object that is not there; one that is refused is counted and tried again later. delete: instance 0 old, 1 new, 2 both; the model's handles stay. fec: the view of labels. */
 [[nodiscard]] int ufib_platform_insert_vobj(ufib_vobj *vobj, const ufib_ha_route *record);
 int ufib_platform_update_vobj(ufib_vobj *vobj, uint32_t mode);
-void ufib_platform_delete_vobj(ufib_vobj *vobj, uint32_t instance);
+bool ufib_platform_delete_vobj(ufib_vobj *vobj, uint32_t instance); /* false: refused */
 int ufib_platform_update_vobj_fec(ufib_vobj *vobj, uint32_t a, uint32_t b);
 void ufib_platform_delete_vobj_fec(ufib_vobj *vobj, uint32_t instance);
 

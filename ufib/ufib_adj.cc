@@ -277,7 +277,11 @@ int ufib_adj_destroy(void *, ufib_adj *adj, bool force) {
     }
     if (adj->obj.handle != 0) {
         ufib_pss_delete_adj(adj);
-        ufib_platform_delete_adj(adj);
+        if (!ufib_platform_delete_adj(adj) && !force) {
+            ufib_pss_insert_adj(adj);
+            ufib_retry_adj(adj);
+            return 0;
+        }
     }
     ufib_adj_delete(adj);
     ufib_journal_log(UFIB_JOURNAL_FREED, &adj->obj, nullptr);

@@ -2,6 +2,7 @@
 
 #include "ufib/ufib_hooks.h"
 #include "ufib/ufib_mpls_info.h"
+#include "ufib/ufib_retry.h"
 
 ufib_adj *ufib_adj_holder_join(ufib_vdc *vdc, const ufib_family &family, const ufib_adj_key &key,
                                const ufib_platform_rewrite &rewrite, uint32_t adj_flags, uint8_t holder,
@@ -49,6 +50,7 @@ bool ufib_adj_holder_leave(ufib_adj *adj, uint8_t holder, bool set_drop) {
     else
         adj->flags &= ~UFIB_ADJ_DROP;
     ufib_adj_reinstall(adj);
+    if (ufib_adj_destroy_ok(adj)) ufib_retry_adj(adj); /* its removal was refused */
     if (adj->mpls_child_count != 0 && ufib_hook.adj_update != nullptr) ufib_hook.adj_update(adj);
     return false;
 }

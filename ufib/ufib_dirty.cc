@@ -105,8 +105,7 @@ static uint32_t vobj_backwalk(ufib_vobj *vobj, uint32_t share) {
     }
     (void)ufib_platform_all_writes_ready();
     if (vobj->backwalk_cursor != nullptr) return done;
-    ufib_remove_vobj_from_dirty_list(vobj);
-    ufib_vobj_clear_instance(vobj, UFIB_VOBJ_OLD);
+    if (ufib_vobj_clear_instance(vobj, UFIB_VOBJ_OLD)) ufib_remove_vobj_from_dirty_list(vobj);
     (void)UFIB_VOBJ_BT_ADD_REC(vobj, UFIB_BT_UPDATE);
     return done;
 }

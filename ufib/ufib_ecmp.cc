@@ -8,6 +8,7 @@
 #include "ufib/ufib_hooks.h"
 #include "ufib/ufib_journal.h"
 #include "ufib/ufib_pss.h"
+#include "ufib/ufib_retry.h"
 #include "ufib/ufib_vdc.h"
 
 #include <cstddef>
@@ -50,6 +51,7 @@ static ufib_ecmp *ufib_ecmp_alloc(const ufib_family &family, uint32_t paths) {
 
 static void ufib_ecmp_free(ufib_ecmp *group) {
     ufib_journal_forget(&group->obj);
+    ufib_retry_group_done(group);
     std::free(group);
 }
 
@@ -232,6 +234,21 @@ bool ufib_ecmp_destroy_ok(const ufib_ecmp *group) {
     return ufib_obj_refs(&group->obj) == 0 && group->pbr_count == 0 && ravl_is_empty(&group->mpls_children);
 }
 
+/* Hardware keeps the group, so it gets its paths back, and is removed another time. False: they cannot be had. */
+static bool group_stays(ufib_ecmp *group) {
+    ufib_vdc *vdc = ufib_vdc_get(group->vdc_id);
+    if (vdc == nullptr || ufib_vdc_is_dying(group->vdc_id)) return false;
+    if (ecmp_init_paths(vdc, group, 0, nullptr) != 0) return false;
+    ufib_platform_insert_ecmp(group, 0, 0);
+    if (group->obj.handle == 0) {
+        paths_unlink(group);
+        return false;
+    }
+    ufib_pss_insert_ecmp(group);
+    ufib_retry_group(group);
+    return true;
+}
+
 /* The paths go first: both writes lie in one bracket, and nothing leads to the group any more. */
 void ufib_ecmp_destroy(ufib_ecmp *group) {
     if (!ufib_ecmp_destroy_ok(group)) {
@@ -242,7 +259,7 @@ void ufib_ecmp_destroy(ufib_ecmp *group) {
     paths_unlink(group);
     if (group->obj.handle != 0) {
         ufib_pss_delete_ecmp(group);
-        ufib_platform_delete_ecmp(group);
+        if (!ufib_platform_delete_ecmp(group) && group_stays(group)) return;
     }
     ufib_ecmp_delete(group);
     ufib_journal_log(UFIB_JOURNAL_FREED, &group->obj, nullptr);

@@ -4,6 +4,7 @@
  * in the width of an address. One thread. */
 #pragma once
 
+#include "host/containers/dbly_linkage.h"
 #include "host/containers/ravl.h"
 #include "host/containers/sll.h"
 #include "platform/ufib_ha_route.h"
@@ -38,6 +39,7 @@ static_assert(ufib_ecmp_key_bytes(ufib_v4) == 516 && ufib_ecmp_key_bytes(ufib_v6
 struct ufib_ecmp {
     ufib_obj obj;
     sll_node by_hash; /* in the bucket of its hash */
+    dl_node retry;    /* on ufib_retry_groups: hardware has refused to let it go */
     uint32_t hash;
     uint16_t vdc_id;
     uint8_t afi;     /* 1 IPv4, 2 IPv6 */

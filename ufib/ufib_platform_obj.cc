@@ -72,16 +72,18 @@ void ufib_platform_insert_prefix(ufib_pfx *pfx, uint32_t ha) {
     ufib_funcstats_end(UFIB_FS_PLATFORM_PREFIX, &stamp);
 }
 
-void ufib_platform_delete_prefix(ufib_pfx *pfx) {
+bool ufib_platform_delete_prefix(ufib_pfx *pfx) {
     uint64_t stamp;
     ufib_funcstats_start(&stamp);
     const bool v4 = ufib_prefix_family(pfx).index == UFIB_STATS_V4;
-    (v4 ? ufib_platform_table.delete_v4_prefix : ufib_platform_table.delete_v6_prefix)(pfx->table->obj.handle,
-                                                                                       pfx);
+    const auto slot = v4 ? ufib_platform_table.delete_v4_prefix : ufib_platform_table.delete_v6_prefix;
+    const bool removed = slot(pfx->table->obj.handle, pfx) >= 0;
+    ufib_funcstats_end(UFIB_FS_PLATFORM_PREFIX_DELETE, &stamp);
+    if (!removed) return false;
     pfx->obj.handle = 0;
     ufib_journal_log(UFIB_JOURNAL_HW_DELETED, &pfx->obj, nullptr);
     if (ufib_enable_rc_debugs) UFIB_TRACE("Deleted %s prefix from hw\n", v4 ? "v4" : "v6");
-    ufib_funcstats_end(UFIB_FS_PLATFORM_PREFIX_DELETE, &stamp);
+    return true;
 }
 
 int ufib_platform_prefix_update_nh(ufib_pfx *pfx) {
@@ -116,14 +118,16 @@ bool ufib_platform_insert_adj(ufib_adj *adj, uint32_t ha, uint32_t holder) {
     return handle != 0;
 }
 
-void ufib_platform_delete_adj(ufib_adj *adj) {
+bool ufib_platform_delete_adj(ufib_adj *adj) {
     ufib_bt_adj(adj, UFIB_BT_DESTROY);
     uint64_t stamp;
     ufib_funcstats_start(&stamp);
-    ufib_platform_table.delete_adj(adj);
+    const bool removed = ufib_platform_table.delete_adj(adj) >= 0;
     ufib_funcstats_end(UFIB_FS_PLATFORM_ADJ_DELETE, &stamp);
+    if (!removed) return false;
     adj->obj.handle = 0;
     ufib_journal_log(UFIB_JOURNAL_HW_DELETED, &adj->obj, nullptr);
+    return true;
 }
 
 void ufib_platform_insert_ecmp(ufib_ecmp *group, uint32_t ha, uint32_t holder) {
@@ -140,11 +144,13 @@ void ufib_platform_insert_ecmp(ufib_ecmp *group, uint32_t ha, uint32_t holder) {
                    group->obj.handle);
 }
 
-void ufib_platform_delete_ecmp(ufib_ecmp *group) {
+bool ufib_platform_delete_ecmp(ufib_ecmp *group) {
     uint64_t stamp;
     ufib_funcstats_start(&stamp);
-    ufib_platform_table.delete_ecmp(group);
+    const bool removed = ufib_platform_table.delete_ecmp(group) >= 0;
     ufib_funcstats_end(UFIB_FS_PLATFORM_ECMP_DELETE, &stamp);
+    if (!removed) return false;
     group->obj.handle = 0;
     ufib_journal_log(UFIB_JOURNAL_HW_DELETED, &group->obj, nullptr);
+    return true;
 }

@@ -136,10 +136,12 @@ void ufib_prefix_unlink_next_obj(ufib_pfx *pfx, bool delete_now);
 [[nodiscard]] ufib_pfx *ufib_rnh_create(ufib_table *table, const uint8_t *address, uint32_t mask_len,
                                         const nh_rec *hop);
 
-/* Death. destroy: 1, or 0 with E_DEL_PFX_LOCKED while somebody holds it. */
+/* Death. destroy: 1, or 0: with E_DEL_PFX_LOCKED while somebody holds it, with E_PFX_HW_INSTALL while hardware refuses
+ * to let its entry go. Then it forwards as before, held by nobody, until it is deleted again. */
 int ufib_prefix_destroy(ufib_table *table, ufib_pfx *pfx);
-/* Out of hardware and store, but kept in the trie at the global drop (or multicast source) adjacency. */
-void ufib_prefix_destroy_and_hold_in_sw(ufib_table *table, ufib_pfx *pfx);
+/* Out of hardware and store, but kept in the trie at the global drop (or multicast source) adjacency. False: refused,
+ * as above. */
+bool ufib_prefix_destroy_and_hold_in_sw(ufib_table *table, ufib_pfx *pfx);
 /* A prefix that never got a next object. */
 void ufib_prefix_delete(ufib_table *table, ufib_pfx *pfx);
 /* A prefix whose hardware install failed after the fact. */

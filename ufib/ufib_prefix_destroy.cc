@@ -36,8 +36,7 @@ static void prefix_out_of_trie(ufib_table *table, ufib_pfx *pfx) {
 
 /* Nobody may hold it, unless its VDC is being deleted: that releases the holders that do not outlive a VDC. */
 static uint8_t ufib_prefix_destroy_holder_locks(const ufib_table *table, ufib_pfx *pfx) {
-    const lcfwd_vdc_desc *vdc = lcfwd_vdc_row(table->vdc_id);
-    if (vdc != nullptr && (vdc->flags & LCFWD_VDC_DELETING) != 0)
+    if (ufib_vdc_is_dying(table->vdc_id))
         for (const lcfwd_holder_lock_row &row : vdc_del_rel_route_holder_lock)
             if (row.enabled) pfx->holders &= static_cast<uint8_t>(~(1u << row.index));
     return pfx->holders;
@@ -67,12 +66,21 @@ static void prefix_delete_records(ufib_pfx *pfx) {
     if ((pfx->route_flags & ROUTE_DIRECT) != 0) ufib_pss_delete_dcsrif(pfx);
 }
 
+/* Hardware goes on forwarding by the entry: what it leads to may not go, and the route is there to be deleted again. */
+static void prefix_stays(ufib_pfx *pfx, ufib_obj *old) {
+    ufib_prefix_link_next_obj(pfx, old, true);
+    ufib_pss_insert_prefix(pfx);
+    if ((pfx->route_flags & ROUTE_DIRECT) != 0) ufib_pss_insert_dcsrif(pfx);
+    ufib_err_raise(UFIB_ERR_ITEM, E_PFX_HW_INSTALL);
+    UFIB_ERR("removal of prefix %s refused", ufib_pfx_str(pfx));
+}
+
 /* The old next object keeps one reference until the hardware entry that points at it is gone. */
-void ufib_prefix_destroy_and_hold_in_sw(ufib_table *table, ufib_pfx *pfx) {
+bool ufib_prefix_destroy_and_hold_in_sw(ufib_table *table, ufib_pfx *pfx) {
     ufib_vdc *vdc = ufib_vdc_get(table->vdc_id);
     if (vdc == nullptr) {
         UFIB_ERR("%s: Unable to get vdb from vdc id: %d\n", __func__, table->vdc_id);
-        return;
+        return true;
     }
     ufib_bt_prefix(pfx, UFIB_BT_DESTROY);
     ufib_obj *old = pfx->obj.next;
@@ -84,10 +92,16 @@ void ufib_prefix_destroy_and_hold_in_sw(ufib_table *table, ufib_pfx *pfx) {
         vdc, (pfx->holders & UFIB_HOLDER_MCAST_SRC) != 0 ? family.global_mcast_src : family.global_drop);
     ufib_obj_link_objects(&pfx->obj.next, global == nullptr ? nullptr : &global->obj);
     prefix_delete_records(pfx);
-    if (pfx->obj.handle != 0 || hw_index_remains(pfx)) ufib_platform_delete_prefix(pfx);
-    if (old == nullptr) return;
+    const bool gone = !(pfx->obj.handle != 0 || hw_index_remains(pfx)) || ufib_platform_delete_prefix(pfx);
+    const bool stays = !gone && pfx->obj.handle != 0 && !ufib_vdc_is_dying(table->vdc_id);
+    if (stays)
+        prefix_stays(pfx, old);
+    else
+        pfx->obj.handle = 0;
+    if (old == nullptr) return !stays;
     ufib_obj_drop(old);
     ufib_obj_delete(nullptr, old);
+    return !stays;
 }
 
 /* An RNH that others still resolve through stays, marked and dropping, until the last of them goes. */
@@ -117,7 +131,7 @@ int ufib_prefix_destroy(ufib_table *table, ufib_pfx *pfx) {
         return 0;
     }
     if (pfx->map_cache != 0 && ufib_hook.lisp_prefix_deleted != nullptr) ufib_hook.lisp_prefix_deleted(pfx);
-    ufib_prefix_destroy_and_hold_in_sw(table, pfx);
+    if (!ufib_prefix_destroy_and_hold_in_sw(table, pfx)) return 0;
     if (ufib_prefix_has_dependents(pfx)) return rnh_keep_for_dependents(pfx);
     prefix_leave(table, pfx);
     return 1;
@@ -133,7 +147,7 @@ void ufib_prefix_rollback(ufib_table *table, ufib_pfx *pfx) {
     pfx->obj.handle = 0;
     if (labelled) {
         pfx->holders = UFIB_HOLDER_FEC;
-        ufib_prefix_destroy_and_hold_in_sw(table, pfx);
+        (void)ufib_prefix_destroy_and_hold_in_sw(table, pfx);
         if (ufib_vdc *vdc = ufib_vdc_get(table->vdc_id); vdc != nullptr) ufib_prefix_update_labels(vdc, pfx);
         return;
     }

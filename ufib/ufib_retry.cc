@@ -4,6 +4,7 @@
 #include "core/lcfwd_timer.h"
 #include "platform/ufib_platform.h"
 #include "ufib/ufib_adj.h"
+#include "ufib/ufib_ecmp.h"
 #include "ufib/ufib_vobj.h"
 #include "ufib/ufib_vobj_private.h"
 
@@ -11,6 +12,7 @@
 
 dl_list ufib_retry_adjs;
 dl_list ufib_retry_vobjs;
+dl_list ufib_retry_groups;
 
 static void wait_for(dl_list *list, dl_node *node) {
     if (!dbly_linkage_is_on(list, node)) dbly_linkage_insert_tail(list, node);
@@ -24,6 +26,8 @@ static void wait_ends(dl_list *list, dl_node *node) {
 void ufib_retry_adj(ufib_adj *adj) { wait_for(&ufib_retry_adjs, &adj->retry); }
 void ufib_retry_adj_done(ufib_adj *adj) { wait_ends(&ufib_retry_adjs, &adj->retry); }
 void ufib_retry_vobj(ufib_vobj *vobj) { wait_for(&ufib_retry_vobjs, &vobj->retry); }
+void ufib_retry_group(ufib_ecmp *group) { wait_for(&ufib_retry_groups, &group->retry); }
+void ufib_retry_group_done(ufib_ecmp *group) { wait_ends(&ufib_retry_groups, &group->retry); }
 
 void ufib_retry_vobj_done(ufib_vobj *vobj) {
     wait_ends(&ufib_retry_vobjs, &vobj->retry);
@@ -56,13 +60,28 @@ void ufib_retry_vobj_keep(ufib_vobj *vobj, ufib_obj *path) {
 static bool adj_again(dl_node *node) {
     auto *adj = dl_object<ufib_adj>(node, offsetof(ufib_adj, retry));
     ufib_cur_vdc_id = ufib_adj_vdc_id(adj);
+    if (ufib_adj_destroy_ok(adj)) return ufib_adj_destroy(nullptr, adj, false) != 0;
     return ufib_platform_insert_adj(adj, 0, ufib_adj_platform_mode(adj));
 }
 
 static bool vobj_again(dl_node *node) {
     auto *vobj = dl_object<ufib_vobj>(node, offsetof(ufib_vobj, retry));
     ufib_cur_vdc_id = vobj->vdc_id;
-    return ufib_platform_update_vobj(vobj, 0) >= 0;
+    if (ufib_obj_refs(&vobj->obj) != 0) return ufib_platform_update_vobj(vobj, 0) >= 0;
+    const uint32_t before = ufib_retry_vobjs.count;
+    ufib_vobj_destroy(nullptr, &vobj->obj);
+    return ufib_retry_vobjs.count < before;
+}
+
+static bool group_again(dl_node *node) {
+    auto *group = dl_object<ufib_ecmp>(node, offsetof(ufib_ecmp, retry));
+    ufib_cur_vdc_id = group->vdc_id;
+    const uint32_t before = ufib_retry_groups.count;
+    if (ufib_ecmp_destroy_ok(group))
+        ufib_ecmp_destroy(group);
+    else
+        ufib_retry_group_done(group); /* wanted again meanwhile */
+    return ufib_retry_groups.count < before;
 }
 
 /* One that is refused again goes to the end, so that it does not keep the others waiting for ever. */
@@ -80,10 +99,12 @@ void ufib_retry_work() {
     if (!ufib_retry_is_waiting()) return;
     list_again(&ufib_retry_adjs, adj_again);
     list_again(&ufib_retry_vobjs, vobj_again);
+    list_again(&ufib_retry_groups, group_again);
     (void)ufib_platform_all_writes_ready();
 }
 
 void ufib_retry_reset() {
     dbly_linkage_init(&ufib_retry_adjs);
     dbly_linkage_init(&ufib_retry_vobjs);
+    dbly_linkage_init(&ufib_retry_groups);
 }

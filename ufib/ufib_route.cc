@@ -47,7 +47,7 @@ static void route_leave(ufib_vdc *vdc, ufib_table *table, ufib_pfx *pfx) {
         (void)ufib_prefix_destroy(table, pfx);
         return;
     }
-    ufib_prefix_destroy_and_hold_in_sw(table, pfx);
+    if (!ufib_prefix_destroy_and_hold_in_sw(table, pfx)) return;
     if (label) ufib_prefix_update_labels(vdc, pfx);
 }
 
@@ -69,7 +69,7 @@ static uint32_t route_install_failed(ufib_vdc *vdc, ufib_table *table, ufib_pfx 
     if (old_handle != 0) forget_records(pfx, old_handle);
     if ((pfx->holders & UFIB_HOLDER_FEC) != 0) {
         pfx->holders = UFIB_HOLDER_FEC;
-        ufib_prefix_destroy_and_hold_in_sw(table, pfx);
+        (void)ufib_prefix_destroy_and_hold_in_sw(table, pfx);
         ufib_prefix_update_labels(vdc, pfx);
     } else {
         pfx->holders = 0;

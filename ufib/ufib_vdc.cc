@@ -32,6 +32,11 @@ ufib_vdc *ufib_vdc_get(uint32_t vdc_id) {
     return row == nullptr ? nullptr : row->ufib;
 }
 
+bool ufib_vdc_is_dying(uint32_t vdc_id) {
+    const lcfwd_vdc_desc *row = lcfwd_vdc_row(vdc_id);
+    return row != nullptr && (row->flags & LCFWD_VDC_DELETING) != 0;
+}
+
 void ufib_walk_step(ufib_walk_budget *budget) {
     if (--budget->left != 0) return;
     budget->left = budget->size;

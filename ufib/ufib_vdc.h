@@ -45,6 +45,9 @@ void ufib_vdc_delete(lcfwd_vdc_desc *vdc);
 /* The model of a VDC id; null outside 1 to 5 and for a VDC that has none. */
 [[nodiscard]] ufib_vdc *ufib_vdc_get(uint32_t vdc_id);
 
+/* Whether all of a VDC is going: then nothing waits for hardware that refuses a removal. */
+[[nodiscard]] bool ufib_vdc_is_dying(uint32_t vdc_id);
+
 /* Long walks: a heartbeat, and a yield where the system asks for one, each time 'budget' objects are done. */
 struct ufib_walk_budget {
     uint32_t left;

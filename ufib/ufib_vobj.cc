@@ -202,10 +202,21 @@ void ufib_vobj_delete(ufib_vobj *vobj) {
     ufib_vobj_remove(vobj);
 }
 
+/* Of two, one may be refused: the old one first, so that it is known which. */
+static bool instances_leave(ufib_vobj *vobj) {
+    if (!ufib_vobj_clear_instance(vobj, UFIB_VOBJ_OLD)) return false;
+    ufib_remove_vobj_from_dirty_list(vobj);
+    return ufib_platform_delete_vobj(vobj, UFIB_VOBJ_BOTH);
+}
+
+/* What hardware refuses to let go stays, with all that it leads to, and is asked again. */
 void ufib_vobj_destroy(void *, ufib_obj *obj) {
     ufib_vobj *vobj = ufib_obj_to_vobj(obj);
     (void)UFIB_VOBJ_BT_ADD_REC(vobj, UFIB_BT_DESTROY);
-    ufib_platform_delete_vobj(vobj, UFIB_VOBJ_BOTH);
+    if (!instances_leave(vobj) && !ufib_vdc_is_dying(vobj->vdc_id)) {
+        ufib_retry_vobj(vobj);
+        return;
+    }
     ufib_vobj_delete(vobj);
     ufib_vobj_free(vobj);
 }

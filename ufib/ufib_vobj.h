@@ -232,7 +232,7 @@ constexpr uint32_t UFIB_VOBJ_BOTH = 2;
 int ufib_vobj_process_rnh_update(ufib_vobj *vobj, bool in_place);
 
 /* Takes one instance out of hardware and store; one that is not there: nothing. */
-void ufib_vobj_clear_instance(ufib_vobj *vobj, uint32_t instance);
+bool ufib_vobj_clear_instance(ufib_vobj *vobj, uint32_t instance);
 /* After a restart: every prefix was attached to its current instance, so the old ones may go. */
 void ufib_clear_old_instances_all_vobj(ufib_vdc *vdc);
 

@@ -39,20 +39,25 @@ static void instance_forget(ufib_vobj *vobj, uint32_t instance) {
     if (vobj->fec != nullptr) vobj->fec->old_handle = 0;
 }
 
-void ufib_vobj_clear_instance(ufib_vobj *vobj, uint32_t instance) {
-    if ((instance == UFIB_VOBJ_NEW ? vobj->new_handle : vobj->old_handle) == 0) return;
-    ufib_platform_delete_vobj(vobj, instance);
+bool ufib_vobj_clear_instance(ufib_vobj *vobj, uint32_t instance) {
+    if ((instance == UFIB_VOBJ_NEW ? vobj->new_handle : vobj->old_handle) == 0) return true;
+    if (!ufib_platform_delete_vobj(vobj, instance)) return false;
     if (vobj->fec != nullptr) ufib_platform_delete_vobj_fec(vobj, instance);
     ufib_pss_delete_vobj(vobj, instance);
     instance_forget(vobj, instance);
     ufib_pss_insert_vobj(vobj);
+    return true;
+}
+
+/* Nothing leads to the old instance; a walk without work asks again for as long as hardware keeps it. */
+static void old_instance_leaves(ufib_vobj *vobj) {
+    ufib_remove_vobj_from_dirty_list(vobj);
+    if (!ufib_vobj_clear_instance(vobj, UFIB_VOBJ_OLD)) ufib_insert_vobj_in_dirty_list(vobj);
 }
 
 void ufib_clear_old_instances_all_vobj(ufib_vdc *vdc) {
-    for (ufib_vobj *vobj = ufib_vobj_get_first(vdc); vobj != nullptr; vobj = ufib_vobj_get_next(vobj)) {
-        ufib_remove_vobj_from_dirty_list(vobj);
-        ufib_vobj_clear_instance(vobj, UFIB_VOBJ_OLD);
-    }
+    for (ufib_vobj *vobj = ufib_vobj_get_first(vdc); vobj != nullptr; vobj = ufib_vobj_get_next(vobj))
+        old_instance_leaves(vobj);
     (void)ufib_platform_all_writes_ready();
 }
 
@@ -71,17 +76,14 @@ static void swap_back(ufib_vobj *vobj, bool in_place) {
     } else if (walking) {
         vobj->flags ^= UFIB_VOBJ_REVERSED;
     } else {
-        ufib_remove_vobj_from_dirty_list(vobj);
-        ufib_vobj_clear_instance(vobj, UFIB_VOBJ_OLD);
+        old_instance_leaves(vobj);
     }
 }
 
-/* The new instance becomes the old one, or, when prefixes still point at an older one, goes at once. */
-static void make_room(ufib_vobj *vobj) {
-    if (vobj->old_handle != 0) {
-        ufib_vobj_clear_instance(vobj, UFIB_VOBJ_NEW);
-        return;
-    }
+/* The new instance becomes the old one, or, when prefixes still point at an older one, goes at once. False: hardware
+ * keeps it. */
+static bool make_room(ufib_vobj *vobj) {
+    if (vobj->old_handle != 0) return ufib_vobj_clear_instance(vobj, UFIB_VOBJ_NEW);
     vobj->old_handle = vobj->new_handle;
     vobj->old_ls_count = vobj->new_ls_count;
     if (vobj->fec != nullptr) vobj->fec->old_handle = vobj->fec->new_handle;
@@ -89,6 +91,7 @@ static void make_room(ufib_vobj *vobj) {
         UFIB_TRACE("Set old handle to new handle %d, and old ls count to new %d\n",
                    static_cast<int>(vobj->old_handle), vobj->old_ls_count);
     instance_forget(vobj, UFIB_VOBJ_NEW);
+    return true;
 }
 
 /* Hardware has no room for another instance: the old one serves on, with its old size. */
@@ -106,7 +109,7 @@ static int resize(ufib_vobj *vobj, bool in_place) {
         return 0;
     }
     if ((vobj->flags & (UFIB_VOBJ_WALKING | UFIB_VOBJ_JOINED)) != 0) return 1;
-    make_room(vobj);
+    if (!make_room(vobj)) return 1;
     if (ufib_platform_insert_vobj(vobj, nullptr) == 0)
         ufib_insert_vobj_in_dirty_list(vobj);
     else

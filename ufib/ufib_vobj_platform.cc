@@ -52,10 +52,11 @@ int ufib_platform_update_vobj(ufib_vobj *vobj, uint32_t mode) {
     return status;
 }
 
-void ufib_platform_delete_vobj(ufib_vobj *vobj, uint32_t instance) {
-    if (vobj->old_handle == 0 && vobj->new_handle == 0) return;
-    ufib_platform_table.delete_vobj(vobj, instance);
+bool ufib_platform_delete_vobj(ufib_vobj *vobj, uint32_t instance) {
+    if (vobj->old_handle == 0 && vobj->new_handle == 0) return true;
+    if (ufib_platform_table.delete_vobj(vobj, instance) < 0) return false;
     ufib_journal_log(UFIB_JOURNAL_HW_DELETED, &vobj->obj, nullptr);
+    return true;
 }
 
 int ufib_platform_update_vobj_fec(ufib_vobj *vobj, uint32_t, uint32_t) {

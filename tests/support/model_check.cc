@@ -55,7 +55,7 @@ static void prefix_check(model_walk *walk, const ufib_pfx *pfx, bool rnh) {
     const bool route = !rnh && (pfx->holders & UFIB_HOLDERS_ROUTE) != 0;
     if (route && !in_hardware) walk->wrong(name + " is held and not in hardware");
     if (rnh) model_check_rnh(walk, pfx);
-    if (walk->sound && !rnh && pfx->holders == 0 && pfx->labels == nullptr)
+    if (walk->sound && !walk->orphans && !rnh && pfx->holders == 0 && pfx->labels == nullptr)
         walk->wrong(name + " lives and nobody holds it");
     if (pfx->table->obj.handle == 0 && in_hardware) walk->wrong(name + " is in a table that is not");
     walk->prefixes.push_back(pfx);
