@@ -13,6 +13,7 @@
 #include "softfwd/softfwd_pending.h"
 #include "softfwd/softfwd_prefix.h"
 #include "softfwd/softfwd_rpf.h"
+#include "softfwd/softfwd_show.h"
 #include "softfwd/softfwd_table.h"
 #include "softfwd/softfwd_vobj.h"
 
@@ -93,6 +94,12 @@ static void entries_init(ufib_platform_api *api) {
     api->delete_v6_prefix = softfwd_delete_v6_prefix;
     api->search_v4_prefix = softfwd_search_v4_prefix;
     api->search_v6_prefix = softfwd_search_v6_prefix;
+    api->show_v4prefix = softfwd_show_prefix;
+    api->show_v6prefix = softfwd_show_prefix;
+    api->show_v4adj = softfwd_show_adj;
+    api->show_v6adj = softfwd_show_adj;
+    api->show_ecmp = softfwd_show_group;
+    api->show_vobj = softfwd_show_group;
     api->update_v4prefix_nh = softfwd_update_v4prefix_nh;
     api->update_v6prefix_nh = softfwd_update_v6prefix_nh;
     api->insert_vobj = softfwd_insert_vobj;

@@ -2,6 +2,8 @@
 
 #include "diag/show_params.h"
 #include "host/address/address.h"
+#include "softfwd/softfwd.h"
+#include "softfwd/softfwd_config.h"
 
 #include <cstring>
 #include <utility>
@@ -330,4 +332,36 @@ TEST_P(route_show, security_shows_have_rows_where_their_services_are) {
     EXPECT_EQ(prefixes(macs), lines());
     EXPECT_EQ(prefixes(tags), v4() ? dests({1}) : lines());
     EXPECT_EQ(times(tags.json, "\"sgt\":700"), v4() ? 1u : 0u);
+}
+
+/* Over the software engine: what it holds is told beside the model. */
+struct engine_show : route_show {
+    engine_show() {
+        softfwd_config_reset();
+        softfwd_config_get()->slot = static_cast<int>(rig.options.slot);
+        rig.options.library = softfwd_library();
+    }
+    ~engine_show() override { softfwd_config_reset(); }
+};
+INSTANTIATE_TEST_SUITE_P(, engine_show, both_families, family_name);
+
+TEST_P(engine_show, entries_of_the_engine_stand_beside_the_model) {
+    wire_route group = add(f(), dest(1), path(0));
+    group.hops.push_back({.address = path(1), .if_index = ETH2});
+    ASSERT_TRUE(load(f(), {add(f(), dest(0), path(0)), group, over(0, {0}), recursive(2, {through(0)})}));
+    const std::vector<show_attr> detail = {{CMD_ATTR_DETAIL, {}}};
+    const show_answer answer = ask(detail);
+    EXPECT_EQ(times(answer.text, "   Engine: entry "), 3u) << answer.text;
+    EXPECT_EQ(times(answer.text, " leads to group "), 2u);
+    EXPECT_EQ(times(answer.text, " leads to adjacency "), 1u);
+    EXPECT_EQ(times(answer.json, "\"engine\":{\"handle\":"), 3u);
+    const uint32_t adjacencies = v4() ? CMD_SHOW_V4_ADJACENCY : CMD_SHOW_V6_ADJACENCY;
+    EXPECT_GE(times(show(&rig, adjacencies, detail).text, "   Engine: adjacency "), 5u)
+        << "two and the globals";
+    EXPECT_EQ(times(show(&rig, CMD_SHOW_ECMP, detail).text, ", 2 of 2 places in use\n"), 1u);
+    EXPECT_EQ(times(show(&rig, CMD_SHOW_VOBJ, detail).text, ", 1 of 1 places in use\n"), 1u);
+    ufib_pfx *pfx = find(dest(0), false);
+    const uint32_t handle = std::exchange(pfx->obj.handle, 0x7777u);
+    EXPECT_EQ(times(ask(detail).text, "   Engine: ERROR: NO ENTRY\n"), 1u);
+    pfx->obj.handle = handle;
 }
