@@ -1,8 +1,9 @@
 /* host/store/store.h: the keyed store as the product uses it. Databases of records (key and value bytes) lie in
  * files of shared memory and survive the process; a batch of operations is applied wholly or not at all, also when
  * the process is killed at any instruction.
- * Units: all sizes are bytes. Byte order: keys and values are opaque; databases are ordered by key bytes, a key that
- * is the beginning of another comes first. One thread; no call blocks. Every call returns 0 or one of the codes below.
+ * Units: all sizes are bytes. Byte order: keys and values are opaque. Databases are ordered by key: by its bytes, a
+ * key that is the beginning of another first; then those of four bytes, by the number of the machine that they hold.
+ * One thread; no call blocks. Every call returns 0 or one of the codes below.
  * Ownership: the store copies what it is given, except that operations of a batch keep pointers to key and value
  * bytes until pss2_ops_exec() has returned. */
 #pragma once

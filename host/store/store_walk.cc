@@ -11,12 +11,27 @@ constexpr uint32_t STORE_ADDED_MAX =
     32768; /* more than this: the view is dropped, and made again at the next step */
 constexpr uint32_t STORE_WALK_AHEAD = 8;
 
-struct sort_row { /* sorting touches the records only where the first 8 key bytes are equal */
+struct sort_row { /* sorting touches the records only where the first 63 bits of the keys are equal */
     uint64_t begin;
     uint32_t ref;
 };
 
+/* A key of four bytes is a number of the machine, mostly an index into tables of hardware: in the order of the numbers
+ * a walk touches neighbours one after the other, by their bytes it would jump by 256. */
+constexpr uint32_t STORE_NUMBER_LEN = 4;
+
+static uint32_t key_number(const uint8_t *key) {
+    uint32_t number;
+    std::memcpy(&number, key, sizeof number);
+    return number;
+}
+
 static int compare_keys(const uint8_t *a, uint32_t a_len, const uint8_t *b, uint32_t b_len) {
+    if (a_len == STORE_NUMBER_LEN && b_len == STORE_NUMBER_LEN) {
+        const uint32_t x = key_number(a), y = key_number(b);
+        return x < y ? -1 : x > y;
+    }
+    if (a_len == STORE_NUMBER_LEN || b_len == STORE_NUMBER_LEN) return a_len == STORE_NUMBER_LEN ? 1 : -1;
     const int order = std::memcmp(a, b, a_len < b_len ? a_len : b_len);
     return order != 0 ? order : static_cast<int>(a_len) - static_cast<int>(b_len);
 }
@@ -26,13 +41,15 @@ static int compare_ref(const store_db *db, uint32_t ref, const uint8_t *key, uin
     return compare_keys(store_slot_key(slot), store_key_len(store_slot_head(slot)), key, key_len);
 }
 
+/* Never above that of a later key. */
 static uint64_t key_begin(const uint8_t *slot) {
     uint8_t bytes[8] = {};
     const uint32_t len = store_key_len(store_slot_head(slot));
+    if (len == STORE_NUMBER_LEN) return uint64_t{1} << 63 | key_number(store_slot_key(slot));
     std::memcpy(bytes, store_slot_key(slot), len < 8 ? len : 8);
     uint64_t word = 0;
     for (const uint8_t byte : bytes) word = word << 8 | byte;
-    return word;
+    return word >> 1;
 }
 
 static void collect(const store_db *db, sort_row *rows) {

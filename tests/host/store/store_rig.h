@@ -6,6 +6,7 @@
 #include "host/store/store_inspect.h"
 #include "host/system/root.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -16,7 +17,15 @@
 #include <string>
 #include <vector>
 
-using store_records = std::map<std::string, std::string>;
+/* The order of a walk: keys of four bytes behind the others, as numbers. */
+struct store_key_less {
+    bool operator()(const std::string &a, const std::string &b) const {
+        if (a.size() != 4 || b.size() != 4) return a.size() == 4 ? false : b.size() == 4 || a < b;
+        return std::lexicographical_compare(a.rbegin(), a.rend(), b.rbegin(), b.rend(),
+                                            [](char x, char y) { return uint8_t(x) < uint8_t(y); });
+    }
+};
+using store_records = std::map<std::string, std::string, store_key_less>;
 
 inline pss2_datum datum(const std::string &bytes) {
     return {bytes.data(), static_cast<uint32_t>(bytes.size())};
@@ -94,7 +103,7 @@ protected:
         for (int code = pss2_move2location(service, 1, PSS2_FIRST); code == 0;
              code = pss2_move2location(service, 1, PSS2_NEXT)) {
             const std::string key = cursor_key(service);
-            EXPECT_TRUE(records.empty() || last < key);
+            EXPECT_TRUE(records.empty() || store_key_less{}(last, key));
             last = key;
             EXPECT_EQ(pss2_getvalue(service, &value), 0);
             records[key] = text(value);
