@@ -9,8 +9,8 @@
 struct show_walk {
     ufib_show_params *params;
     uint32_t shown;
-    uint32_t visited;
-    bool full; /* the piece ends here, the show does not */
+    uint32_t visited; /* objects, and what was printed for one beside it */
+    bool full;        /* the piece ends here, the show does not */
 };
 
 /* After each object, shown or not, with the position already in the parameters. False: the walk stops. */

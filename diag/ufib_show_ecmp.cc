@@ -66,7 +66,10 @@ void ufib_show_ecmp_be(cmd_handle *handle, uint32_t vdc_id) {
     for (bool on = true; on && group != nullptr; group = ufib_ecmp_get_next(vdc, group)) {
         const bool shown = wanted(params, group);
         show_hash_pass(&params, group->hash);
-        if (shown) group_print(handle, group, params.detail != 0);
+        if (shown) {
+            group_print(handle, group, params.detail != 0);
+            walk.visited += group->key->count;
+        }
         on = show_walk_step(&walk, shown);
     }
     show_walk_end(handle, &walk, (params.flags & UFIB_SHOW_HAS_HANDLE) != 0 ? "group" : nullptr);

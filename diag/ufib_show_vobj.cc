@@ -160,7 +160,10 @@ void ufib_show_vobj_be(cmd_handle *handle, uint32_t vdc_id) {
     for (bool on = true; on && vobj != nullptr; vobj = ufib_vobj_get_next(vobj)) {
         const bool shown = wanted(params, vobj);
         show_hash_pass(&params, vobj->hash);
-        if (shown) vobj_print(handle, vobj, params.detail != 0);
+        if (shown) {
+            vobj_print(handle, vobj, params.detail != 0);
+            walk.visited += vobj->row_count + vobj->cnh_count;
+        }
         on = show_walk_step(&walk, shown);
     }
     show_walk_end(handle, &walk, one ? "virtual object" : nullptr);

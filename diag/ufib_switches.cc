@@ -2,6 +2,7 @@
 #include "core/lcfwd_log.h"
 #include "core/lcfwd_upcalls.h"
 #include "core/lcfwd_vdc.h"
+#include "core/ufib_funcstats.h"
 #include "diag/command_numbers.h"
 #include "diag/show_value.h"
 #include "diag/ufib_show_counters.h"
@@ -12,7 +13,8 @@
 #include <cstdio>
 
 /* Sets the switch when a value came, and tells its state. */
-static void switch_serve(cmd_handle *handle, uint32_t vdc_id, const char *name, bool *state) {
+static void switch_serve(cmd_handle *handle, uint32_t vdc_id, const char *name, bool *state,
+                         void (*switched_on)() = nullptr) {
     show_value asked;
     if (lcfwd_vdc_row(vdc_id) == nullptr || !show_get_value(handle, &asked)) return;
     if (asked.value > 1) {
@@ -22,6 +24,7 @@ static void switch_serve(cmd_handle *handle, uint32_t vdc_id, const char *name, 
     if (asked.given && *state != (asked.value != 0)) {
         *state = asked.value != 0;
         LCFWD_TRACE("%s is %s now", name, *state ? "on" : "off");
+        if (*state && switched_on != nullptr) switched_on();
     }
     char format[64];
     std::snprintf(format, sizeof format, "%s is %%s\n", name);
@@ -35,8 +38,9 @@ void ufib_switch_disable_tracing(cmd_handle *handle, uint32_t vdc_id) {
 void ufib_switch_enable_rc_debugs(cmd_handle *handle, uint32_t vdc_id) {
     switch_serve(handle, vdc_id, "ufib_enable_rc_debugs", &ufib_enable_rc_debugs);
 }
+/* Measuring begins at zero each time. */
 void ufib_switch_update_funcstats(cmd_handle *handle, uint32_t vdc_id) {
-    switch_serve(handle, vdc_id, "ufib_update_funcstats", &ufib_update_funcstats);
+    switch_serve(handle, vdc_id, "ufib_update_funcstats", &ufib_update_funcstats, ufib_funcstats_clear);
 }
 void ufib_switch_disable_funcstats_tr(cmd_handle *handle, uint32_t vdc_id) {
     switch_serve(handle, vdc_id, "ufib_disable_funcstats_tr", &ufib_disable_funcstats_tr);

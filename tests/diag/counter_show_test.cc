@@ -118,6 +118,8 @@ TEST_F(counter_show, function_times_stand_in_a_table) {
     EXPECT_TRUE(has(answer, "\n      v4ecmp_route_to_key "));
     EXPECT_EQ(times(answer.json, "\"usecs\":"), 31u);
     ask(CMD_UPDATE_FUNCSTATS, {{CMD_ATTR_VALUE, be32(0)}});
+    ask(CMD_UPDATE_FUNCSTATS, {{CMD_ATTR_VALUE, be32(1)}});
+    EXPECT_TRUE(has(ask(CMD_SHOW_FUNCSTATS), "\nv4_bulk_route_update                        0 "));
 }
 
 TEST_F(counter_show, trace_comes_as_text_the_newest_or_all_of_it) {
