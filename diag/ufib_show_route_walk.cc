@@ -2,6 +2,7 @@
  * around them. */
 #include "diag/ufib_show_route_walk.h"
 
+#include "diag/ufib_show_route.h"
 #include "host/command/command.h"
 #include "platform/ufib_platform.h"
 #include "ufib/ufib_prefix.h"
@@ -42,6 +43,13 @@ void ufib_show_step(ufib_route_show *show, bool shown) {
     if (!show_walk_step(&show->walk, shown)) show->ended = !show->walk.full;
 }
 
+/* Looking at a group costs as much as it has paths. */
+static uint32_t paths_of(const ufib_pfx *pfx) {
+    const ufib_obj *next = pfx->obj.next;
+    const ufib_show_next_type *type = next == nullptr ? nullptr : ufib_show_next_of(ufib_obj_type_of(next));
+    return type == nullptr ? 1 : type->path_count(next);
+}
+
 /* The position moves with every prefix that is looked at, shown or not. */
 static void visit(ufib_route_show *show, const ufib_pfx *pfx, ufib_route_filter filter) {
     ufib_show_params *params = show->walk.params;
@@ -54,6 +62,8 @@ static void visit(ufib_route_show *show, const ufib_pfx *pfx, ufib_route_filter 
         show->form.print(show, pfx);
         cmd_prt_row_end(show->handle);
     }
+    const uint32_t paths = paths_of(pfx);
+    show->walk.visited += paths > 1 ? paths - 1 : 0;
     ufib_show_step(show, wanted);
 }
 

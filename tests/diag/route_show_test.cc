@@ -99,6 +99,20 @@ TEST_P(route_show, a_filter_without_a_match_ends_its_pieces_too) {
     EXPECT_EQ(prefixes(ask({mode(UFIB_SHOW_ADJ_DROP)})), dests({4400}));
 }
 
+/* So does the work with routes of many paths. */
+TEST_P(route_show, wide_routes_make_small_pieces) {
+    std::vector<wire_route> wide;
+    for (unsigned n = 0; n < 70; n++) {
+        wide.push_back(add(f(), dest(n), path(0)));
+        for (unsigned p = 1; p < 64; p++) wide.back().hops.push_back({.address = path(p), .if_index = ETH1});
+    }
+    for (const wire_route &route : wide) ASSERT_TRUE(load1(route));
+    const show_answer all = ask();
+    EXPECT_EQ(all.pieces, 3u);
+    EXPECT_EQ(prefixes(all).size(), 70u);
+    EXPECT_EQ(times(all.json, "\"if_index\""), 70u * 64);
+}
+
 TEST_P(route_show, modes_choose_by_path_and_state) {
     wire_route both = add(f(), dest(2), path(0), ETH1);
     both.hops.push_back({.address = path(2), .if_index = ETH2});
