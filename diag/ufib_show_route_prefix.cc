@@ -202,11 +202,15 @@ void ufib_show_route_vobj(const ufib_route_show *show, const ufib_pfx *pfx) {
 
 /* ---- a prefix ---- */
 
+/* Neighbours in a table often came with one batch, so the last text is kept. */
 static const char *time_text(uint32_t seconds) {
     static char text[32];
+    static uint32_t text_of = UINT32_MAX;
+    if (seconds == text_of) return text;
     const time_t when = static_cast<time_t>(seconds);
     if (ctime_r(&when, text) == nullptr) return "";
-    text[24] = '\0';
+    text[24] = '\0'; /* without the line's end */
+    text_of = seconds;
     return text;
 }
 
@@ -220,8 +224,7 @@ static void prefix_print(const ufib_route_show *show, const ufib_pfx *pfx) {
     const bool detail = detailed(show);
     cmd_prt(show->handle, detail ? DETAIL_PREFIX : form_of(show).prefix,
             show_prefix(show->family, ufib_pfx_address(pfx), pfx->mask_len, "prefix"),
-            cmd_u32(pfx->nh_count, "paths"),
-            cmd_text(detail ? time_text(pfx->last_update) : "", "update_time"));
+            cmd_u32(pfx->nh_count, "paths"), cmd_text(time_text(pfx->last_update), "update_time"));
     cmd_prt(show->handle, detail ? DETAIL_MORE : "", cmd_u32(pfx->table->table_id, "table"),
             cmd_text(flags_text(pfx), "flags"),
             cmd_text(show_bits(pfx->holders, holder_names, std::size(holder_names)), "held_by"),
