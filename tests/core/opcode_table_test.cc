@@ -27,7 +27,7 @@ static const struct {
     {74768, 0x5, 3, ufib_ufdm_v6_route_update},
     {74766, 0x5, 3, ufib_fu_am_notification},
     {75793, 0x4005, 6, nullptr},
-    {74753, 0x4004, 6, nullptr},
+    {74753, 0x4004, 6, ufib_fu_ufdm_statistics_poll},
     {77832, 0x4, 3, nullptr},
     {74763, 0x5, 3, nullptr},
     {485, 0x5, 2, lcfwd_fu_vdc_create},
