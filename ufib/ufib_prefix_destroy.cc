@@ -49,7 +49,8 @@ static void clear_attached_drop(ufib_vdc *vdc, ufib_obj *next) {
     constexpr uint32_t dropping = UFIB_ADJ_ATTACHED | UFIB_ADJ_DROP;
     if ((adj->flags & dropping) != dropping || (adj->flags & UFIB_ADJ_RESOLVED) != 0) return;
     if (adj == ufib_adj_get_global(vdc, ufib_adj_family(adj).global_mcast_src)) return;
-    (void)ufib_adj_create(vdc, ufib_adj_family(adj), adj, adj->key, {});
+    ufib_adj_init_dyn(adj, nullptr, 0);
+    ufib_adj_reinstall(adj);
 }
 
 /* True when a card of the fixed list says that an entry without a handle still has an index. */

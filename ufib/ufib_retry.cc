@@ -88,8 +88,10 @@ static bool group_again(dl_node *node) {
 static void list_again(dl_list *list, bool (*write)(dl_node *node)) {
     for (uint32_t left = UFIB_RETRY_BUDGET; left != 0 && list->head != nullptr; left--) {
         dl_node *node = list->head;
-        if (write(node)) continue; /* which took it off */
+        const bool taken = write(node);
+        if (list->head != node) continue; /* the write took it off */
         dbly_linkage_remove(list, node);
+        if (taken) continue;
         dbly_linkage_insert_tail(list, node);
         return;
     }
