@@ -1,6 +1,7 @@
 #include "softfwd/softfwd_check.h"
 
 #include "softfwd/softfwd_adj.h"
+#include "softfwd/softfwd_damage_private.h"
 #include "softfwd/softfwd_engine.h"
 #include "softfwd/softfwd_group.h"
 #include "softfwd/softfwd_pool.h"
@@ -174,24 +175,13 @@ void softfwd_count_packets(uint32_t prefix_handle, uint32_t adj_handle, uint64_t
 
 /* --- damage --- */
 
-static void key_flip(lpm_key *key, uint32_t bit) {
-    if (bit < 64)
-        key->hi ^= uint64_t{1} << (63 - bit);
-    else if (bit < 128)
-        key->lo ^= uint64_t{1} << (127 - bit);
-}
-
 bool softfwd_damage_entry(softfwd_damage what, uint32_t handle) {
     if (what == SOFTFWD_DAMAGE_MAC) {
         softfwd_adj *record = softfwd_state.open ? softfwd_adj_of(handle) : nullptr;
-        if (record != nullptr) record->dmac[5] ^= 1;
+        if (record != nullptr) softfwd_damage_adj(record);
         return record != nullptr;
     }
     softfwd_prefix *entry = softfwd_prefix_of(handle, 0, false);
-    if (entry == nullptr) return false;
-    if (what == SOFTFWD_DAMAGE_ADDRESS)
-        key_flip(&entry->key, entry->mask_len == 0 ? 0 : entry->mask_len - 1u);
-    if (what == SOFTFWD_DAMAGE_HOST_BITS) key_flip(&entry->key, entry->mask_len);
-    if (what == SOFTFWD_DAMAGE_NEXT) entry->a_word ^= uint64_t{1} << 51; /* far from any handle */
-    return true;
+    if (entry != nullptr) softfwd_damage_prefix(what, entry);
+    return entry != nullptr;
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "host/address/address.h"
+#include "softfwd/softfwd_damage.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -31,12 +32,5 @@
 /* Packets as the data plane would count them; 'prefix_handle' (0: none) gets its hit bit. */
 void softfwd_count_packets(uint32_t prefix_handle, uint32_t adj_handle, uint64_t packets, uint64_t bytes);
 
-/* Damage, for the consistency checks: the lowest address bit of the mask, the next object, the destination MAC, the
- * bits behind the mask. False when the handle is unknown. */
-enum softfwd_damage {
-    SOFTFWD_DAMAGE_ADDRESS,
-    SOFTFWD_DAMAGE_NEXT,
-    SOFTFWD_DAMAGE_MAC,
-    SOFTFWD_DAMAGE_HOST_BITS
-};
+/* The same damage from inside. False when the handle is unknown. */
 bool softfwd_damage_entry(softfwd_damage what, uint32_t handle);

@@ -160,13 +160,25 @@ const softfwd_table *softfwd_reader_table(const softfwd_reader *reader, uint32_t
     return table;
 }
 
-void softfwd_reader_count_next(softfwd_reader *reader, uint32_t handle) {
+static void counter_add(softfwd_reader *reader, uint32_t handle, uint64_t packets, uint64_t bytes) {
     const softfwd_counter_header *head = reader->counter_head;
     if (handle == 0 ||
         (uint64_t{handle} + 1) * sizeof(softfwd_adj_counter) > softfwd_load(&head->adjs.a_committed))
         return;
-    __atomic_fetch_add(&reader->counts[handle].a_packets, 1, __ATOMIC_RELAXED);
-    __atomic_fetch_add(&reader->counts[handle].a_bytes, reader->packet_bytes, __ATOMIC_RELAXED);
+    __atomic_fetch_add(&reader->counts[handle].a_packets, packets, __ATOMIC_RELAXED);
+    __atomic_fetch_add(&reader->counts[handle].a_bytes, bytes, __ATOMIC_RELAXED);
+}
+
+void softfwd_reader_count_next(softfwd_reader *reader, uint32_t handle) {
+    counter_add(reader, handle, 1, reader->packet_bytes);
+}
+
+int softfwd_reader_count_add(softfwd_reader *reader, uint32_t adj_handle, uint64_t packets, uint64_t bytes) {
+    softfwd_adj_info adj;
+    if (!reader->counting) return EBADF;
+    if (const int status = softfwd_reader_adj_get(reader, adj_handle, &adj); status != 0) return status;
+    counter_add(reader, adj_handle, packets, bytes);
+    return 0;
 }
 
 void softfwd_reader_count(softfwd_reader *reader, uint32_t prefix_handle, uint32_t adj_handle) {

@@ -124,6 +124,11 @@ void softfwd_reader_packet_bytes(softfwd_reader *reader, uint32_t bytes);
 [[nodiscard]] int softfwd_lookup_flow(softfwd_reader *reader, address_family family, uint32_t vdc_id,
                                       uint32_t table_id, const softfwd_flow *flow, softfwd_result *out);
 
+/* Counts packets through an adjacency as so many look-ups would; of a counting reader. 0, ENOENT: no such adjacency, EBADF:
+ * it does not count, or ESTALE. */
+[[nodiscard]] int softfwd_reader_count_add(softfwd_reader *reader, uint32_t adj_handle, uint64_t packets,
+                                           uint64_t bytes);
+
 /* Many addresses of one table at once: the look-ups overlap their cache misses. */
 [[nodiscard]] int softfwd_lookup_v4_many(softfwd_reader *reader, uint32_t vdc_id, uint32_t table_id,
                                          const uint32_t *addresses, softfwd_hop *hops, size_t count);

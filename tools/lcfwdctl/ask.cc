@@ -3,8 +3,8 @@
 #include <cerrno>
 
 int ctl_ask(ctl_session *session, uint32_t opcode, std::span<const uint8_t> payload, const char *what,
-            uint32_t *token) {
-    const bus_client_message message = {mts_opc_sap_get(opcode), opcode,        0, ctl.vdc,
+            uint32_t *token, uint32_t version) {
+    const bus_client_message message = {mts_opc_sap_get(opcode), opcode,        version, ctl.vdc,
                                         payload.data(),          payload.size()};
     const int error = bus_client_request(session->client, &message, static_cast<int>(ctl.timeout_ms), token);
     return error == 0 ? CTL_GOOD : ctl_bus_failure(session->slot, what, error);

@@ -1,5 +1,6 @@
 #include "tools/lcfwdctl/commands.h"
 #include "tools/lcfwdctl/engine_reader.h"
+#include "tools/lcfwdctl/engine_try.h"
 #include "tools/lcfwdctl/options.h"
 #include "tools/lcfwdctl/table.h"
 
@@ -171,10 +172,13 @@ static const struct engine_view {
 
 static int run(int argc, char **argv) {
     engine_plan plan;
+    bool sure = false;
     const ctl_option rows[] = {ctl_number("--table", &plan.table, 0, UINT32_MAX, &plan.table_given),
-                               ctl_number("--limit", &plan.limit, 1, UINT32_MAX)};
+                               ctl_number("--limit", &plan.limit, 1, UINT32_MAX),
+                               ctl_flag("--damage-forwarding", &sure)};
     std::vector<const char *> words;
     if (const int status = ctl_options_parse(rows, argc, argv, &words); status != CTL_GOOD) return status;
+    if (ctl_engine_tries(words)) return ctl_engine_try(words, sure);
     const char *wanted = words.empty() ? views[0].name : words[0];
     for (const engine_view &view : views) {
         if (words.size() > 1 || strcmp(view.name, wanted) != 0) continue;
@@ -198,6 +202,11 @@ const ctl_command ctl_command_engine = {
     "writes to its tables.\n\n"
     "  --table ID       prefixes: of this table only\n"
     "  --limit N        prefixes, adjacencies, groups: the first N; writes: the newest N\n\n"
+    "  count HANDLE PACKETS [BYTES]   counts packets through an adjacency, for lcfwdctl stats\n"
+    "  corrupt mac|address|next|host-bits HANDLE --damage-forwarding\n"
+    "                   DAMAGES the entry of an adjacency (mac) or a prefix, so that lcfwdctl check has "
+    "something to find;\n"
+    "                   packets go wrong until the same command repairs it\n\n"
     "Examples:\n"
     "  lcfwdctl engine\n"
     "  lcfwdctl engine prefixes --table 1 --limit 20\n"

@@ -33,5 +33,6 @@ const ctl_command *const ctl_commands[] = {
     &ctl_command_send,      &ctl_command_probe,   &ctl_command_trace,    &ctl_command_log,
     &ctl_command_interface, &ctl_command_mac,     &ctl_command_clear,    &ctl_command_aged,
     &ctl_command_show,      &ctl_command_debug,   &ctl_command_complete, &ctl_command_tunnel,
+    &ctl_command_stats,     &ctl_command_check,
 };
 const size_t ctl_command_count = sizeof ctl_commands / sizeof ctl_commands[0];

@@ -25,6 +25,8 @@ extern const ctl_command ctl_command_mac;
 extern const ctl_command ctl_command_tunnel;
 extern const ctl_command ctl_command_clear;
 extern const ctl_command ctl_command_aged;
+extern const ctl_command ctl_command_stats;
+extern const ctl_command ctl_command_check;
 extern const ctl_command ctl_command_show;
 extern const ctl_command ctl_command_debug;
 extern const ctl_command ctl_command_complete;
