@@ -12,11 +12,21 @@
 #include "ufib/ufib_stats_private.h"
 #include "ufib/ufib_vdc.h"
 
+#include <cerrno>
+#include <cstddef>
 #include <cstring>
 
 constexpr uint32_t OPC_STATISTICS_POLL = 74753;
 constexpr uint32_t POLL_VERSION_MIN = 3;
 constexpr uint32_t SLICE_SECONDS = 5; /* between two firings; the shortest that the timer takes */
+
+constexpr uint32_t REPLY_ROOM = UFIB_STATS_REPLY_ROWS + UFIB_STATS_READ + UFIB_STATS_LISP_PATHS;
+
+struct stats_reply {
+    ufib_stats_hdr hdr;
+    ufib_stats_row rows[REPLY_ROOM];
+};
+static_assert(sizeof(stats_reply) <= MTS_PAYLOAD_MAX);
 
 /* A poll that runs, one a VDC. */
 struct ufib_stats_poll_data {
@@ -28,48 +38,51 @@ struct ufib_stats_poll_data {
     uint64_t lisp_at[2];
     ufib_stats_poll_msg poll;
     mts_msg poller; /* what answers go to; without its payload */
+    bool blocked;   /* its connection is full: the firing ends, and the rows wait for the next */
+    bool poller_gone;
+    uint32_t rows; /* of the reply that is being filled */
+    stats_reply reply;
 };
 static ufib_stats_poll_data polls[LCFWD_VDC_MAX + 1];
-static uint32_t poll_served; /* VDC of the last firing: they take turns */
+static uint32_t poll_served;            /* VDC of the last firing: they take turns */
+static ufib_stats_poll_data *reporting; /* whose rows come; null: nobody polls, totals are only read */
 
 /* ---- answers ---- */
 
-struct stats_reply {
-    ufib_stats_hdr hdr;
-    ufib_stats_row rows[UFIB_STATS_REPLY_ROWS];
-};
-static_assert(sizeof(stats_reply) <= MTS_PAYLOAD_MAX);
-static stats_reply reply;
-static uint32_t reply_rows;
-static const ufib_stats_poll_data *reporting; /* whose rows come; null: nobody polls, totals are only read */
-
-static void ufib_adj_stats_send(const ufib_stats_poll_data &poll, bool last) {
-    const size_t size = sizeof reply.hdr + reply_rows * sizeof reply.rows[0];
-    reply.hdr = {
+/* Sends the rows that are there. A full connection keeps them; a poller that has gone loses them. */
+static void ufib_adj_stats_send(ufib_stats_poll_data *poll, bool last) {
+    const size_t size = sizeof poll->reply.hdr + poll->rows * sizeof poll->reply.rows[0];
+    poll->reply.hdr = {
         .total_stats_len = wire_put(static_cast<uint32_t>(size)),
-        .type = poll.poll.type,
-        .afi = poll.poll.afi,
-        .sequence = {poll.poll.sequence[0], poll.poll.sequence[1]},
-        .count = wire_put(static_cast<uint16_t>(reply_rows)),
+        .type = poll->poll.type,
+        .afi = poll->poll.afi,
+        .sequence = {poll->poll.sequence[0], poll->poll.sequence[1]},
+        .count = wire_put(static_cast<uint16_t>(poll->rows)),
         .flags = last ? UFIB_STATS_LAST : uint8_t{0},
         .slot = static_cast<uint8_t>(my_slot),
-        .objects = wire_put(poll.total + poll.work),
+        .objects = wire_put(poll->total + poll->work),
     };
-    reply_rows = 0;
-    if (fu_mts_send_response(fib_q_mts_lp, &reply, size, &poll.poller, 0) != 0)
-        UFIB_ERR("%s: mts_send_response failed", __func__);
+    const int status = fu_mts_send_response(fib_q_mts_lp, &poll->reply, size, &poll->poller, 0);
+    poll->blocked = status != 0 && errno == ENOBUFS;
+    if (poll->blocked) return;
+    poll->rows = 0;
+    poll->poller_gone = status != 0;
+    if (status != 0) UFIB_ERR("%s: mts_send_response failed", __func__);
 }
 
+/* There is room for what one hardware read gives beyond a full reply; only an object with very many label children can
+ * pass that while the connection is full. */
 void ufib_stats_report(const ufib_stats_row &row) {
-    if (reporting == nullptr) return;
-    if (reply_rows == UFIB_STATS_REPLY_ROWS) ufib_adj_stats_send(*reporting, false);
-    reply.rows[reply_rows++] = row;
+    if (reporting == nullptr || reporting->rows == REPLY_ROOM) return;
+    reporting->reply.rows[reporting->rows++] = row;
+    if (reporting->rows >= UFIB_STATS_REPLY_ROWS && !reporting->blocked)
+        ufib_adj_stats_send(reporting, false);
 }
 
 /* ---- the walk ---- */
 
 static void ufib_stats_poll_data_init(ufib_stats_poll_data *poll) {
-    *poll = {};
+    std::memset(poll, 0, offsetof(ufib_stats_poll_data, reply));
     poll->state = UFIB_STATS_IDLE;
 }
 
@@ -112,26 +125,37 @@ static uint32_t state_after(const ufib_stats_poll_data &poll, uint32_t state) {
     return UFIB_STATS_IDLE;
 }
 
-/* One firing. A VDC that is gone ends its poll. */
+/* Walks until so many objects are done, nothing is left, or the poller takes no more. */
+static void walks_run(ufib_stats_poll_data *poll, ufib_vdc *vdc) {
+    while (poll->state != UFIB_STATS_IDLE && poll->work < UFIB_STATS_FIRING && !poll->blocked)
+        if (!walks[poll->state].visit(poll, vdc, ufib_families[walks[poll->state].family]))
+            poll->state = state_after(*poll, poll->state);
+    ufib_adj_stats_add(nullptr, true);
+}
+
+/* One firing. A VDC, or a poller, that is gone ends the poll. A last reply that finds the connection full is sent by
+ * the next firing, whose walk finds nothing more. */
 static void ufib_adj_stats_poll_timer_exp(uint32_t vdc_id) {
     const ufib_funcstats_block measure(UFIB_FS_STATISTICS_POLL);
     ufib_stats_poll_data *poll = &polls[vdc_id];
     ufib_vdc *vdc = ufib_vdc_get(vdc_id);
     poll->work = 0;
+    poll->blocked = false;
     if (lcfwd_vdc_active_row(vdc_id) == nullptr || vdc == nullptr) poll->state = UFIB_STATS_IDLE;
     reporting = poll;
-    while (poll->state != UFIB_STATS_IDLE && poll->work < UFIB_STATS_FIRING)
-        if (!walks[poll->state].visit(poll, vdc, ufib_families[walks[poll->state].family]))
-            poll->state = state_after(*poll, poll->state);
-    ufib_adj_stats_add(nullptr, true);
-    const bool over = poll->state == UFIB_STATS_IDLE;
-    ufib_adj_stats_send(*poll, over);
+    if (poll->rows >= UFIB_STATS_REPLY_ROWS) ufib_adj_stats_send(poll, false);
+    const uint32_t state = poll->state;
+    walks_run(poll, vdc);
     reporting = nullptr;
+    const bool over = poll->state == UFIB_STATS_IDLE;
+    if (!poll->blocked && (over || poll->rows != 0)) ufib_adj_stats_send(poll, over);
     poll->total += poll->work;
-    if (over)
+    if (poll->poller_gone || (over && (!poll->blocked || vdc == nullptr))) {
         ufib_stats_poll_data_init(poll);
-    else
-        (void)ufib_stats_timer_start(SLICE_SECONDS);
+        return;
+    }
+    if (over) poll->state = state == UFIB_STATS_IDLE ? UFIB_STATS_V4ADJ : state;
+    (void)ufib_stats_timer_start(SLICE_SECONDS);
 }
 
 /* One poll a firing; the others wait for the next. */
@@ -148,7 +172,6 @@ static void ufib_stats_timer_expired(void *) {
 
 void ufib_stats_reset() {
     for (ufib_stats_poll_data &poll : polls) ufib_stats_poll_data_init(&poll);
-    reply_rows = 0;
     reporting = nullptr;
     poll_served = 0;
 }
@@ -210,7 +233,8 @@ static bool names_next_hop(const poll_request &request) {
 static void key_run(const poll_request &request) {
     const ufib_family &family = *family_of_afi(request.msg.afi);
     const ufib_idb *idb = ufib_idb_search(request.vdc, wire_get(request.key.if_index));
-    ufib_stats_poll_data poll = {};
+    static ufib_stats_poll_data poll; /* too large for a stack that handlers share */
+    ufib_stats_poll_data_init(&poll);
     poll_open(request, &poll);
     reporting = &poll;
     for (ufib_adj *adj = ufib_adj_if_get_first(idb, family); adj != nullptr && poll.work < UFIB_STATS_FIRING;
@@ -219,7 +243,7 @@ static void key_run(const poll_request &request) {
             std::memcmp(adj->key.address, request.key.address, family.addr_bytes) == 0)
             object_visit(&poll, &adj->obj);
     ufib_adj_stats_add(nullptr, true);
-    ufib_adj_stats_send(poll, true);
+    ufib_adj_stats_send(&poll, true);
     reporting = nullptr;
 }
 

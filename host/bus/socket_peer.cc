@@ -179,6 +179,7 @@ static int send_now(socket_peer *peer, const iovec *parts, size_t count) {
 
 int socket_peer_send(socket_peer *peer, const uint8_t header[BUS_FRAME_HEADER], const mts_msg *message) {
     if (peer->gone) return EHOSTUNREACH;
+    if (peer->backlog.count != 0) socket_peer_flush(peer); /* a long answer: its reader may have caught up */
     if (peer->backlog.count == 0) {
         const iovec parts[2] = {{const_cast<uint8_t *>(header), BUS_FRAME_HEADER},
                                 {message->payload, message->payload_size}};

@@ -1,5 +1,6 @@
 /* Statistics polls: what the engine counted, added up, in bounded slices, to whoever asked. */
 #include "core/lcfwd_vdc.h"
+#include "host/bus/bus_local.h"
 #include "tests/ufib/check_rig.h"
 #include "ufib/ufib_hooks.h"
 #include "ufib/ufib_stats.h"
@@ -184,6 +185,33 @@ TEST_P(statistics, of_many_objects_come_slice_by_slice) {
     out = answers(OPC_POLL);
     ASSERT_EQ(out.size(), 1u) << "a VDC that goes ends its poll";
     EXPECT_EQ(out[0].substr(0, 32), head(1, afi(), 0, true, 16384));
+}
+
+/* A poller that does not read gets everything later; one that is gone gets nothing, and the next poll may start. */
+static int connection_error;
+
+TEST_P(statistics, wait_for_a_poller_that_is_slow) {
+    for (unsigned i = 0; i < 2; i++) neighbours(i * 1500, 1500);
+    mts_local_hook_set(
+        [](void *, const mts_msg *message) { return message->payload_size > 12 ? connection_error : 0; },
+        nullptr);
+    connection_error = ENOBUFS;
+    EXPECT_EQ(ask_poll(poll(1, afi())), lines{said(1, afi(), true, 3000)});
+    rig.advance_seconds(5);
+    EXPECT_TRUE(answers(OPC_POLL).empty());
+    connection_error = 0;
+    rig.advance_seconds(5);
+    size_t rows = 0;
+    const lines out = answers(OPC_POLL);
+    for (const std::string &reply : out) rows += (reply.size() / 2 - 16) / 56;
+    EXPECT_EQ(rows, 3000u);
+    ASSERT_FALSE(out.empty());
+    EXPECT_EQ(out.back().substr(20, 2), "01") << "the last of them";
+    connection_error = EHOSTUNREACH;
+    ask_poll(poll(1, afi()));
+    connection_error = 0;
+    EXPECT_EQ(ask_poll(poll(1, afi())).at(0), said(1, afi(), true, 3000));
+    mts_local_hook_set(nullptr, nullptr);
 }
 
 /* Another subsystem's object with more paths than are left in the list. */
