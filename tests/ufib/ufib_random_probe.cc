@@ -18,8 +18,8 @@ static bool is_neighbour(const softfwd_result &found) { return found.hop.if_inde
 ref_result probe_lookup(softfwd_reader *reader, const probe_key &key) {
     softfwd_result found = {};
     const address_family family = key.table.v6 ? ADDRESS_FAMILY_V6 : ADDRESS_FAMILY_V4;
-    if (softfwd_lookup(reader, family, key.table.vdc, key.table.id, key.address.data(), &found) != 0)
-        return {};
+    const uint32_t vdc = key.table.vdc == 0 ? 1 : key.table.vdc; /* shared: any finds it */
+    if (softfwd_lookup(reader, family, vdc, key.table.id, key.address.data(), &found) != 0) return {};
     ref_result result = {action_of(found.hop.action), 0, {}, {}};
     if (result.action == ref_action::no_route) return result;
     result.bits = found.hop.mask_len;
@@ -29,6 +29,15 @@ ref_result probe_lookup(softfwd_reader *reader, const probe_key &key) {
     }
     if (result.action == ref_action::forward) std::memcpy(result.mac.data(), found.dmac, result.mac.size());
     return result;
+}
+
+std::string probe_wrong(const probe_key &key, const ref_result &seen, const std::set<ref_result> &valid) {
+    if (valid.count(seen) != 0) return "";
+    std::string text = ref_text(key.address, key.table.v6) + " in vdc " + std::to_string(key.table.vdc) +
+                       " table " + std::to_string(key.table.id) + " gave: " + ref_text(seen) +
+                       "; valid were:";
+    for (const ref_result &result : valid) text += "\n  " + ref_text(result);
+    return text;
 }
 
 ufib_probe::ufib_probe(uint32_t slot, std::vector<probe_key> probe_keys)
@@ -52,13 +61,8 @@ std::string ufib_probe::finish() {
 }
 
 void ufib_probe::compare(const std::vector<ref_result> &seen, const probe_valid &valid) {
-    for (size_t i = 0; i < keys.size(); i++) {
-        if (valid[i].count(seen[i]) != 0 || !wrong_.empty()) continue;
-        wrong_ = ref_text(keys[i].address, keys[i].table.v6) + " in vdc " +
-                 std::to_string(keys[i].table.vdc) + " table " + std::to_string(keys[i].table.id) +
-                 " gave: " + ref_text(seen[i]) + "; valid were:";
-        for (const ref_result &result : valid[i]) wrong_ += "\n  " + ref_text(result);
-    }
+    for (size_t i = 0; i < keys.size() && wrong_.empty(); i++)
+        wrong_ = probe_wrong(keys[i], seen[i], valid[i]);
 }
 
 /* A round counts when validity did not change while it ran: what it saw then lies within that period. */

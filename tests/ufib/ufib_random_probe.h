@@ -23,6 +23,10 @@ using probe_valid = std::vector<std::set<ref_result>>; /* by key */
 /* One look-up, in the terms of the reference. */
 [[nodiscard]] ref_result probe_lookup(softfwd_reader *reader, const probe_key &key);
 
+/* "" when a result is valid; else what came and what was. */
+[[nodiscard]] std::string probe_wrong(const probe_key &key, const ref_result &seen,
+                                      const std::set<ref_result> &valid);
+
 class ufib_probe {
 public:
     ufib_probe(uint32_t slot, std::vector<probe_key> keys);

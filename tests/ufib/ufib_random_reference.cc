@@ -26,72 +26,76 @@ static ref_address masked(ref_address address, unsigned bits) {
     return address;
 }
 
-ref_model::neighbour *ref_model::neighbour_of(const ref_table &table, const route &r) {
-    if (!uses_neighbour(r.kind)) return nullptr;
-    const auto found = neighbours_.find({table.vdc, table.v6, r.hop});
-    return found == neighbours_.end() ? nullptr : &found->second;
-}
-
 /* A route asks for a neighbour: a new one is unresolved, so it gleans, or drops when it is attached. An attached
  * route sets an existing one anew. */
-void ref_model::neighbour_take(const ref_table &table, ref_kind kind, const ref_hop &hop) {
-    if (!uses_neighbour(kind)) return;
-    const auto [at, made] = neighbours_.try_emplace({table.vdc, table.v6, hop});
-    neighbour &n = at->second;
-    if (made || kind == ref_kind::attached) {
-        n.attached = n.drop = kind == ref_kind::attached && !n.resolved;
-        if (!n.drop) n.glean = !n.resolved;
+void ref_model::neighbours_take(const ref_table &table, const route &r) {
+    if (!uses_neighbour(r.kind)) return;
+    for (const ref_hop &hop : r.hops) {
+        const auto [at, made] = neighbours_.try_emplace({table.vdc, table.v6, hop});
+        neighbour &n = at->second;
+        if (made || r.kind == ref_kind::attached) {
+            n.attached = n.drop = r.kind == ref_kind::attached && !n.resolved;
+            if (!n.drop) n.glean = !n.resolved;
+        }
+        n.routes++;
     }
-    n.routes++;
-    changed();
+    changed(table.vdc, table.v6);
 }
 
-void ref_model::neighbour_give_back(const ref_table &table, const route &r) {
-    neighbour *n = neighbour_of(table, r);
-    if (n == nullptr) return;
-    n->routes--;
-    if (n->routes == 0 && !n->held) neighbours_.erase({table.vdc, table.v6, r.hop});
-    changed();
+void ref_model::neighbours_give_back(const ref_table &table, const route &r) {
+    if (!uses_neighbour(r.kind)) return;
+    for (const ref_hop &hop : r.hops) {
+        const auto found = neighbours_.find({table.vdc, table.v6, hop});
+        if (--found->second.routes == 0 && !found->second.held) neighbours_.erase(found);
+    }
+    changed(table.vdc, table.v6);
 }
 
-bool ref_model::add(const ref_table &table, const ref_prefix &prefix, ref_kind kind, const ref_hop &hop,
+bool ref_model::add(const ref_table &table, const ref_prefix &prefix, ref_kind kind, const ref_hops &hops,
                     uint8_t epoch) {
     routes &rows = tables_[table];
     const auto old = rows.find(prefix);
     const bool existed = old != rows.end();
     const route before = existed ? old->second : route{};
-    neighbour_take(table, kind, hop);
-    rows[prefix] = {kind, hop, epoch};
+    const route now = {kind, hops, epoch};
+    neighbours_take(table, now);
+    rows[prefix] = now;
     lengths_.insert(prefix.bits);
-    changed();
-    if (existed) neighbour_give_back(table, before);
+    changed(table.vdc, table.v6);
+    if (existed) neighbours_give_back(table, before);
     return true;
 }
 
 void ref_model::add_fails_late(const ref_table &table, const ref_prefix &prefix, ref_kind kind,
-                               const ref_hop &hop) {
-    add(table, prefix, kind, hop, 0);
+                               const ref_hops &hops) {
+    add(table, prefix, kind, hops, 0);
     routes &rows = tables_[table];
     const route gone = rows.at(prefix);
     rows.erase(prefix);
-    changed();
-    neighbour_give_back(table, gone);
+    changed(table.vdc, table.v6);
+    neighbours_give_back(table, gone);
 }
 
 /* A neighbour that drops only because it is attached and unresolved stops doing so with the first route that leaves. */
+void ref_model::attached_drop_ends(const ref_table &table, const route &r) {
+    if (!uses_neighbour(r.kind) || r.hops.size() != 1) return;
+    neighbour &n = neighbours_.at({table.vdc, table.v6, r.hops[0]});
+    if (!n.attached || !n.drop || n.resolved) return;
+    n.attached = n.drop = false;
+    n.glean = true;
+    changed(table.vdc, table.v6);
+}
+
 bool ref_model::remove(const ref_table &table, const ref_prefix &prefix) {
     routes &rows = tables_[table];
     const auto found = rows.find(prefix);
     if (found == rows.end()) return false;
     const route gone = found->second;
-    if (neighbour *n = neighbour_of(table, gone); n != nullptr && n->attached && n->drop && !n->resolved) {
-        n->attached = n->drop = false;
-        n->glean = true;
-        changed();
-    }
+    attached_drop_ends(table, gone);
     rows.erase(found);
-    changed();
-    neighbour_give_back(table, gone);
+    if (rows.empty()) emptied_.insert(table);
+    changed(table.vdc, table.v6);
+    neighbours_give_back(table, gone);
     return true;
 }
 
@@ -100,7 +104,7 @@ void ref_model::resolve(uint32_t vdc, bool v6, const ref_hop &hop, const std::ar
     n.held = n.resolved = true;
     n.glean = n.drop = n.attached = false;
     n.mac = mac;
-    changed();
+    changed(vdc, v6);
 }
 
 /* True when nobody needs it any more. */
@@ -110,7 +114,6 @@ bool ref_model::neighbour_leaves(neighbour *n, bool set_drop) {
     n->resolved = false;
     if (!n->drop) n->glean = true;
     n->drop = set_drop;
-    changed();
     return false;
 }
 
@@ -118,7 +121,7 @@ void ref_model::unresolve(uint32_t vdc, bool v6, const ref_hop &hop) {
     const auto found = neighbours_.find({vdc, v6, hop});
     if (found == neighbours_.end()) return;
     if (neighbour_leaves(&found->second, false)) neighbours_.erase(found);
-    changed();
+    changed(vdc, v6);
 }
 
 void ref_model::interface_down(uint32_t vdc, bool v6, uint32_t if_index) {
@@ -127,12 +130,13 @@ void ref_model::interface_down(uint32_t vdc, bool v6, uint32_t if_index) {
         const bool meant = of_vdc == vdc && of_v6 == v6 && hop.if_index == if_index;
         at = meant && neighbour_leaves(&at->second, true) ? neighbours_.erase(at) : std::next(at);
     }
-    changed();
+    changed(vdc, v6);
 }
 
 void ref_model::stale_delete(uint32_t vdc, bool v6, uint32_t table_id, uint8_t epoch) {
     for (auto &[table, rows] : tables_) {
-        if (table.vdc != vdc || table.v6 != v6 || (table_id != 0 && table.id != table_id)) continue;
+        const uint32_t in = table.vdc == 0 ? owner[v6 ? 1 : 0] : table.vdc;
+        if (in != vdc || table.v6 != v6 || (table_id != 0 && table.id != table_id)) continue;
         std::vector<ref_prefix> stale;
         for (const auto &[prefix, r] : rows)
             if (r.epoch != epoch && r.kind != ref_kind::never_stale) stale.push_back(prefix);
@@ -140,12 +144,21 @@ void ref_model::stale_delete(uint32_t vdc, bool v6, uint32_t table_id, uint8_t e
     }
 }
 
+/* A shared wildcard table goes on with another VDC, which is there. */
 void ref_model::vdc_delete(uint32_t vdc) {
+    for (uint32_t &o : owner)
+        if (o == vdc) o = 3 - vdc;
     for (auto &[table, rows] : tables_) {
         if (table.vdc != vdc) continue;
         while (!rows.empty()) remove(table, rows.begin()->first);
     }
     std::erase_if(neighbours_, [&](const auto &row) { return std::get<0>(row.first) == vdc; });
+}
+
+void ref_model::empty_wildcards_end() {
+    for (const ref_table &table : emptied_)
+        if (table.vdc == 0 && tables_[table].empty()) owner[table.v6 ? 1 : 0] = 0;
+    emptied_.clear();
 }
 
 std::optional<ref_result> ref_model::via(const ref_table &table, unsigned bits, const ref_hop &hop) const {
@@ -161,12 +174,16 @@ std::optional<ref_result> ref_model::via(const ref_table &table, unsigned bits, 
     return result;
 }
 
-ref_result ref_model::result_of(const ref_table &table, const ref_prefix &prefix, const route &r) const {
-    if (uses_neighbour(r.kind)) return via(table, prefix.bits, r.hop).value();
+void ref_model::results_of(const ref_table &table, const ref_prefix &prefix, const route &r,
+                           const std::function<void(const ref_result &)> &visit) const {
+    if (uses_neighbour(r.kind)) {
+        for (const ref_hop &hop : r.hops) visit(via(table, prefix.bits, hop).value());
+        return;
+    }
     ref_result result = {ref_action::drop, prefix.bits, {}, {}};
     if (r.kind == ref_kind::local || r.kind == ref_kind::never_stale) result.action = ref_action::punt;
     if (r.kind == ref_kind::direct) result.action = ref_action::glean;
-    return result;
+    visit(result);
 }
 
 void ref_model::covering(const ref_table &table, const ref_address &address,
@@ -175,17 +192,16 @@ void ref_model::covering(const ref_table &table, const ref_address &address,
     if (rows == tables_.end()) return;
     for (const unsigned bits : lengths_) {
         const auto found = rows->second.find({masked(address, bits), bits});
-        if (found != rows->second.end()) visit(result_of(table, found->first, found->second));
+        if (found != rows->second.end()) results_of(table, found->first, found->second, visit);
     }
 }
 
-ref_result ref_model::lookup(const ref_table &table, const ref_address &address) const {
-    ref_result best = {ref_action::no_route, 0, {}, {}};
-    bool found = false;
+std::set<ref_result> ref_model::lookup(const ref_table &table, const ref_address &address) const {
+    std::set<ref_result> best;
     covering(table, address, [&](const ref_result &result) {
-        if (!found) best = result;
-        found = true;
+        if (best.empty() || best.begin()->bits == result.bits) best.insert(result);
     });
+    if (best.empty()) best.insert(ref_result{});
     return best;
 }
 
@@ -195,7 +211,8 @@ size_t ref_model::route_count() const {
     return count;
 }
 
-void ref_model::each_route(const std::function<void(const ref_table &, const ref_prefix &)> &visit) const {
+void ref_model::each_route(
+    const std::function<void(const ref_table &, const ref_prefix &, const ref_hops &)> &visit) const {
     for (const auto &[table, rows] : tables_)
-        for (const auto &[prefix, r] : rows) visit(table, prefix);
+        for (const auto &[prefix, r] : rows) visit(table, prefix, r.hops);
 }

@@ -11,6 +11,7 @@
 #include <string>
 #include <tuple>
 #include <utility>
+#include <vector>
 
 using ref_address = std::array<uint8_t, 16>; /* network order; IPv4 in the first four */
 
@@ -18,11 +19,15 @@ enum class ref_kind { plain, attached, drop, local, direct, never_stale };
 enum class ref_action { no_route, drop, punt, glean, forward };
 
 struct ref_table {
-    uint32_t vdc;
+    uint32_t vdc; /* 0: a wildcard table that all VDCs share */
     bool v6;
     uint32_t id;
     auto operator<=>(const ref_table &) const = default;
 };
+
+[[nodiscard]] inline bool ref_is_wildcard(const ref_table &table) {
+    return table.id == (table.v6 ? 65535u : 65534u);
+}
 
 struct ref_prefix {
     ref_address address;
@@ -35,6 +40,7 @@ struct ref_hop {
     ref_address address;
     auto operator<=>(const ref_hop &) const = default;
 };
+using ref_hops = std::vector<ref_hop>; /* in the order of the route */
 
 /* What a packet gets; the parts that an action does not use are zero. */
 struct ref_result {
@@ -50,29 +56,36 @@ struct ref_result {
 class ref_model {
 public:
     /* Requests. False where the answer must say so. */
-    bool add(const ref_table &table, const ref_prefix &prefix, ref_kind kind, const ref_hop &hop,
+    bool add(const ref_table &table, const ref_prefix &prefix, ref_kind kind, const ref_hops &hops,
              uint8_t epoch);
     bool remove(const ref_table &table, const ref_prefix &prefix);
     /* An add whose write fails after the fact: the route is gone, the old one too. */
-    void add_fails_late(const ref_table &table, const ref_prefix &prefix, ref_kind kind, const ref_hop &hop);
+    void add_fails_late(const ref_table &table, const ref_prefix &prefix, ref_kind kind,
+                        const ref_hops &hops);
     void resolve(uint32_t vdc, bool v6, const ref_hop &hop, const std::array<uint8_t, 6> &mac);
     void unresolve(uint32_t vdc, bool v6, const ref_hop &hop);
     void interface_down(uint32_t vdc, bool v6, uint32_t if_index);
     void stale_delete(uint32_t vdc, bool v6, uint32_t table_id, uint8_t epoch); /* 0: all tables */
     void vdc_delete(uint32_t vdc);
+    void empty_wildcards_end(); /* some time after the last route left a shared wildcard table */
 
-    [[nodiscard]] ref_result lookup(const ref_table &table, const ref_address &address) const;
-    /* What each covering route would give, the longest first. */
+    /* Any of these: one for each path of the route that matches. */
+    [[nodiscard]] std::set<ref_result> lookup(const ref_table &table, const ref_address &address) const;
+    /* What each path of each covering route would give, the longest route first. */
     void covering(const ref_table &table, const ref_address &address,
                   const std::function<void(const ref_result &)> &visit) const;
     /* What a route of 'bits' through a neighbour gives now; nothing when there is no such neighbour. */
     [[nodiscard]] std::optional<ref_result> via(const ref_table &table, unsigned bits,
                                                 const ref_hop &hop) const;
     [[nodiscard]] size_t route_count() const;
-    void
-    each_route(const std::function<void(const ref_table &, const ref_prefix &)> &visit) const; /* in order */
+    void each_route(
+        const std::function<void(const ref_table &, const ref_prefix &, const ref_hops &)> &visit) const;
 
-    std::function<void()> changed = [] {}; /* after each step that a look-up may see */
+    uint32_t owner[2] = {
+        0, 0}; /* by family: the VDC whose routes may go into the shared wildcard table; 0: none is */
+
+    /* After each step that a look-up may see, in tables of this VDC and family. */
+    std::function<void(uint32_t vdc, bool v6)> changed = [](uint32_t, bool) {};
 
 private:
     using neighbour_key = std::tuple<uint32_t, bool, ref_hop>; /* VDC, family */
@@ -84,7 +97,7 @@ private:
     };
     struct route {
         ref_kind kind;
-        ref_hop hop;
+        ref_hops hops;
         uint8_t epoch;
     };
     using routes = std::map<ref_prefix, route>; /* by address, shorter first: the order of walks */
@@ -92,14 +105,15 @@ private:
     static bool uses_neighbour(ref_kind kind) {
         return kind == ref_kind::plain || kind == ref_kind::attached;
     }
-    neighbour *neighbour_of(const ref_table &table, const route &r);
-    void neighbour_take(const ref_table &table, ref_kind kind, const ref_hop &hop);
-    void neighbour_give_back(const ref_table &table, const route &r);
+    void neighbours_take(const ref_table &table, const route &r);
+    void neighbours_give_back(const ref_table &table, const route &r);
+    void attached_drop_ends(const ref_table &table, const route &r);
     bool neighbour_leaves(neighbour *n, bool set_drop);
-    [[nodiscard]] ref_result result_of(const ref_table &table, const ref_prefix &prefix,
-                                       const route &r) const;
+    void results_of(const ref_table &table, const ref_prefix &prefix, const route &r,
+                    const std::function<void(const ref_result &)> &visit) const;
 
     std::map<ref_table, routes> tables_;
+    std::set<ref_table> emptied_;                /* since they were last looked after */
     std::set<unsigned, std::greater<>> lengths_; /* of any route so far */
     std::map<neighbour_key, neighbour> neighbours_;
 };

@@ -10,6 +10,7 @@
 #include "tests/ufib/ufib_random_reference.h"
 #include "ufib/ufib_vdc.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <gtest/gtest.h>
@@ -19,17 +20,23 @@ constexpr uint32_t SLOT = 3;
 constexpr size_t ROUTES_MAX = 30; /* in a batch */
 constexpr size_t PROBE_KEYS = 48;
 constexpr uint8_t HOP_OF_FAILURES = 99; /* last byte of its address */
-constexpr size_t RECORDS_EVERY = 16;    /* batches: the files are read that often */
+constexpr uint32_t HOPS = 72;           /* neighbours of a VDC and family, on three interfaces */
+constexpr size_t V0_HOPS = 40;          /* that format has room for few more */
+constexpr uint8_t WILDCARD_ROUTE = 0x80;
+constexpr size_t RECORDS_EVERY = 16; /* batches: the files are read that often */
 
 static uint64_t number_of(const char *name, uint64_t otherwise) {
     const char *text = std::getenv(name);
     return text == nullptr ? otherwise : std::strtoull(text, nullptr, 0);
 }
 
-static rig_options options_with_engine() {
+static rig_options options_with_engine(bool shared_wildcards) {
     softfwd_config_reset();
     softfwd_config_get()->slot = SLOT;
     softfwd_config_get()->check_integrity = true;
+    softfwd_config_get()->shared_wildcard_tables = shared_wildcards;
+    softfwd_config_get()->caps.host_ecmp_supported = 1;
+    softfwd_config_get()->ecmp_space_len = 24;
     rig_options options;
     options.library = guarded_softfwd_library();
     options.ufib = ufib_domain();
@@ -41,15 +48,19 @@ struct random_route {
     ref_table table;
     ref_prefix prefix;
     ref_kind kind;
-    ref_hop hop;
+    ref_hops hops;
     bool remove;
     bool fails_late;
 };
 
+/* Outcomes of a route: counted as good, counted as bad, not counted. */
+enum class outcome { good, bad, skipped };
+
 /* The process, the reference and the random numbers that drive both. */
 class random_life {
 public:
-    explicit random_life(uint64_t seed) : random_(seed), rig_(options_with_engine()) {}
+    explicit random_life(uint64_t seed)
+        : random_(seed), shared_(seed % 2 != 0), rig_(options_with_engine(shared_)) {}
 
     void start();
     void step();
@@ -60,26 +71,35 @@ private:
     uint32_t pick(uint32_t below) { return static_cast<uint32_t>(random_() % below); }
     ref_address address(bool v6);
     ref_prefix prefix(bool v6);
-    ref_hop hop(bool v6);
-    ref_table table(uint32_t vdc, bool v6) { return {vdc, v6, (v6 ? 0x80000001u : 1u) + 4 * pick(2)}; }
+    static ref_hop hop_at(bool v6, uint32_t n);
+    ref_hop hop(bool v6) { return hop_at(v6, pick(pick(4) == 0 ? HOPS : 18)); }
+    ref_hops hops(bool v6);
+    ref_table table(uint32_t vdc, bool v6);
     probe_key key();
     random_route route(uint32_t vdc, bool v6, const std::vector<random_route> &before);
 
+    outcome reference_route(const random_route &r, uint32_t vdc);
     void route_batch();
+    void refused_route();
+    bool send_routes(uint32_t vdc, bool v6, const std::vector<random_route> &routes);
+    void table_emptied();
     void route_batch_answer(const std::optional<rig_message> &answer, bool version0, size_t good, size_t bad);
-    void neighbours();
+    void neighbours(bool all_of_interface);
     void interface_event();
     void stale_delete();
     void vdc_again(uint32_t vdc);
-    void idle() { rig_.advance_seconds(6); }
+    void idle();
 
     void window_open(bool relaxed);
-    void window_see();
+    void window_see(uint32_t vdc, bool v6);
     template <typename requests> void reference_goes(bool relaxed, requests work);
+    void compare_keys();
     void compare();
     void compare_routes();
+    void compare_flows(const ref_table &table, const ref_prefix &prefix, const ref_hops &hops);
 
     std::mt19937_64 random_;
+    bool shared_; /* wildcard tables */
     lcfwd_rig rig_;
     ref_model reference_;
     std::unique_ptr<ufib_probe> probe_;
@@ -112,13 +132,31 @@ ref_prefix random_life::prefix(bool v6) {
     return out;
 }
 
-ref_hop random_life::hop(bool v6) {
-    ref_hop out = {0x1a000001 + pick(3), {}};
+ref_table random_life::table(uint32_t vdc, bool v6) {
+    if (pick(12) == 0) return {shared_ ? 0 : vdc, v6, v6 ? 65535u : 65534u};
+    return {vdc, v6, (v6 ? 0x80000001u : 1u) + 4 * pick(2)};
+}
+
+/* One mostly; a few; few that many share; now and then as many as there may be, or more. */
+ref_hops random_life::hops(bool v6) {
+    ref_hops out;
+    const uint32_t what = pick(32), first = pick(2);
+    const uint32_t count = what < 20 ? 1 : what < 28 ? 2 + pick(3) : what < 31 ? 2 : 1 + pick(70);
+    while (what >= 28 && what < 31 && out.size() < count)
+        out.push_back(hop_at(v6, first + 2 * static_cast<uint32_t>(out.size())));
+    while (out.size() < count)
+        if (const ref_hop one = hop_at(v6, pick(HOPS)); std::count(out.begin(), out.end(), one) == 0)
+            out.push_back(count == 1 ? hop(v6) : one);
+    return out;
+}
+
+ref_hop random_life::hop_at(bool v6, uint32_t n) {
+    ref_hop out = {0x1a000001 + n % 3, {}};
     if (v6)
         out.address = {0xfe, 0x80};
     else
         out.address = {192, 0, 2};
-    out.address[v6 ? 15 : 3] = static_cast<uint8_t>(1 + pick(6));
+    out.address[v6 ? 15 : 3] = static_cast<uint8_t>(1 + n / 3);
     return out;
 }
 
@@ -131,7 +169,7 @@ void random_life::start() {
     ASSERT_EQ(rig_.start(), 0);
     vdc_again(1);
     vdc_again(2);
-    reference_.changed = [this] { window_see(); };
+    reference_.changed = [this](uint32_t vdc, bool v6) { window_see(vdc, v6); };
     for (size_t i = 0; i < PROBE_KEYS; i++) keys_.push_back(key());
     ASSERT_EQ(softfwd_reader_attach(SLOT, false, &reader_), 0);
     probe_ = std::make_unique<ufib_probe>(SLOT, keys_);
@@ -143,14 +181,16 @@ void random_life::start() {
 void random_life::window_open(bool relaxed) {
     relaxed_ = relaxed;
     window_ = std::make_shared<probe_valid>(keys_.size());
-    window_see();
+    for (const uint32_t vdc : {0u, 1u, 2u})
+        for (const bool v6 : {false, true}) window_see(vdc, v6);
 }
 
-void random_life::window_see() {
+void random_life::window_see(uint32_t vdc, bool v6) {
     for (size_t i = 0; i < keys_.size(); i++) {
         const probe_key &at = keys_[i];
+        if (at.table.vdc != vdc || at.table.v6 != v6) continue;
         std::set<ref_result> &valid = (*window_)[i];
-        valid.insert(reference_.lookup(at.table, at.address));
+        valid.merge(reference_.lookup(at.table, at.address));
         if (!relaxed_) continue;
         valid.insert(ref_result{});
         reference_.covering(at.table, at.address, [&](const ref_result &result) { valid.insert(result); });
@@ -171,13 +211,16 @@ random_route random_life::route(uint32_t vdc, bool v6, const std::vector<random_
                                          ref_kind::plain,    ref_kind::plain,      ref_kind::plain,
                                          ref_kind::attached, ref_kind::drop,       ref_kind::local,
                                          ref_kind::direct,   ref_kind::never_stale};
-    random_route out = {table(vdc, v6), prefix(v6), kinds[pick(11)], hop(v6), pick(4) == 0, false};
-    if (softfwd_config_get()->async && !out.remove && pick(6) == 0) {
+    random_route out = {table(vdc, v6), prefix(v6), kinds[pick(11)], {}, pick(4) == 0, false};
+    if (ref_is_wildcard(out.table)) out.kind = ref_kind::drop;
+    out.hops = out.kind == ref_kind::plain ? hops(v6) : ref_hops{hop(v6)};
+    if (softfwd_config_get()->async && !out.remove && !ref_is_wildcard(out.table) && pick(6) == 0) {
         out.fails_late = true;
+        out.hops.resize(1);
         for (const random_route &other : before)
             if (other.prefix == out.prefix) out.fails_late = false; /* the fault goes by prefix alone */
         /* When in the batch it fails is the engine's business: nothing else may depend on its neighbour. */
-        if (out.fails_late) out.hop.address[v6 ? 15 : 3] = HOP_OF_FAILURES;
+        if (out.fails_late) out.hops[0].address[v6 ? 15 : 3] = HOP_OF_FAILURES;
     }
     /* And what is bound to fail is left alone in the rest of its batch. */
     for (const random_route &other : before)
@@ -199,15 +242,30 @@ static uint8_t flags_of(ref_kind kind) {
 static wire_route wire_of(const random_route &route) {
     wire_route out;
     out.prefix = ref_text(route.prefix.address, route.table.v6) + "/" + std::to_string(route.prefix.bits);
-    wire_hop hop;
-    hop.address = ref_text(route.hop.address, route.table.v6);
-    hop.if_index = route.hop.if_index;
-    hop.table_id = route.table.id;
-    out.hops = {hop};
+    for (const ref_hop &hop : route.hops)
+        out.hops.push_back({.address = ref_text(hop.address, route.table.v6),
+                            .if_index = hop.if_index,
+                            .table_id = route.table.id});
     out.remove = route.remove;
-    out.flags = flags_of(route.kind);
+    out.flags =
+        static_cast<uint8_t>(flags_of(route.kind) | (ref_is_wildcard(route.table) ? WILDCARD_ROUTE : 0));
     out.table_id = route.table.id;
     return out;
+}
+
+/* Only the first VDC with the shared wildcard table has routes there. */
+outcome random_life::reference_route(const random_route &r, uint32_t vdc) {
+    uint32_t &owner = reference_.owner[r.table.v6 ? 1 : 0];
+    if (r.table.vdc == 0 && owner == 0 && !r.remove) owner = vdc;
+    if (r.table.vdc == 0 && owner != 0 && owner != vdc) return outcome::skipped;
+    if (r.hops.size() > 64) return outcome::bad;
+    if (r.remove) return reference_.remove(r.table, r.prefix) ? outcome::good : outcome::bad;
+    if (r.fails_late) {
+        reference_.add_fails_late(r.table, r.prefix, r.kind, r.hops);
+        return outcome::bad;
+    }
+    (void)reference_.add(r.table, r.prefix, r.kind, r.hops, epoch_);
+    return outcome::good;
 }
 
 void random_life::route_batch() {
@@ -218,7 +276,12 @@ void random_life::route_batch() {
     std::vector<random_route> routes;
     const size_t count = 1 + pick(ROUTES_MAX);
     while (routes.size() < count) {
-        routes.push_back(route(vdc, v6, routes));
+        random_route one = route(vdc, v6, routes);
+        const bool wildcard = ref_is_wildcard(one.table);
+        if (version0 && wildcard && shared_) continue; /* that format does not look whose the table is */
+        if (version0 && !routes.empty() && ref_is_wildcard(routes.front().table) != wildcard) continue;
+        if (version0 && one.hops.size() > V0_HOPS) one.hops.resize(V0_HOPS);
+        routes.push_back(one);
         if (version0) routes.back().table = routes.front().table;
     }
     wire_batch batch;
@@ -227,14 +290,9 @@ void random_life::route_batch() {
     size_t good = 0, bad = 0;
     reference_goes(softfwd_config_get()->async, [&] {
         for (const random_route &r : routes) {
-            bool done = false;
-            if (r.remove)
-                done = reference_.remove(r.table, r.prefix);
-            else if (r.fails_late)
-                reference_.add_fails_late(r.table, r.prefix, r.kind, r.hop);
-            else
-                done = reference_.add(r.table, r.prefix, r.kind, r.hop, epoch_);
-            (done ? good : bad)++;
+            const outcome result = reference_route(r, vdc);
+            good += result == outcome::good;
+            bad += result == outcome::bad;
         }
     });
     for (const random_route &r : routes) {
@@ -265,14 +323,65 @@ void random_life::route_batch_answer(const std::optional<rig_message> &answer, b
     EXPECT_EQ(payload[10] << 8 | payload[11], static_cast<int>(good));
 }
 
-/* Neighbours are learnt and lost, also such that no route uses. */
-void random_life::neighbours() {
+/* Hardware may refuse a group or an adjacency; whether the route needs a new one, its answer tells. Refused, it leaves
+ * the old route as it forwarded, and stands when it comes again. */
+void random_life::refused_route() {
+    const bool v6 = pick(2) != 0;
+    const uint32_t vdc = 1 + pick(2);
+    random_route r = {{vdc, v6, v6 ? 0x80000001u : 1u}, prefix(v6), ref_kind::plain, hops(v6), false, false};
+    if (r.hops.size() > 64) return;
+    const ref_model before = reference_;
+    reference_goes(false, [&] { (void)reference_route(r, vdc); });
+    softfwd_fault_nth(pick(2) == 0 ? SOFTFWD_OP_INSERT_ECMP : SOFTFWD_OP_INSERT_ADJ, 1 + pick(2));
+    const bool stands = send_routes(vdc, v6, {r});
+    softfwd_fault_clear();
+    if (stands) return;
+    reference_ = before;
+    compare_keys();
+    reference_goes(false, [&] { (void)reference_route(r, vdc); });
+    EXPECT_TRUE(send_routes(vdc, v6, {r}));
+}
+
+/* True when all stand. */
+bool random_life::send_routes(uint32_t vdc, bool v6, const std::vector<random_route> &routes) {
+    wire_batch batch;
+    batch.epoch = epoch_;
+    for (const random_route &r : routes) batch.routes.push_back(wire_of(r));
+    operations += routes.size();
+    const auto answer = rig_.send(v6 ? OPC_V6_ROUTES : OPC_V4_ROUTES, wire_batch_v1(batch),
+                                  {.vdc = static_cast<uint16_t>(vdc)});
+    return answer && (answer->payload.at(10) & 1) != 0;
+}
+
+/* A table without routes goes some seconds later, unless one comes in time. */
+void random_life::table_emptied() {
+    const bool v6 = pick(2) != 0;
+    const uint32_t vdc = 1 + pick(2);
+    const ref_table emptied = {vdc, v6, (v6 ? 0x80000001u : 1u) + 4 * pick(2)};
+    std::vector<random_route> routes;
+    reference_.each_route([&](const ref_table &table, const ref_prefix &prefix, const ref_hops &) {
+        if (table == emptied) routes.push_back({table, prefix, ref_kind::plain, {}, true, false});
+    });
+    if (routes.empty()) return;
+    reference_goes(false, [&] {
+        for (const random_route &r : routes) (void)reference_route(r, vdc);
+    });
+    EXPECT_TRUE(send_routes(vdc, v6, routes));
+    if (pick(2) == 0) idle();
+}
+
+/* Neighbours are learnt and lost, also such that no route uses; an interface that comes up brings all of its own. */
+void random_life::neighbours(bool all_of_interface) {
     const bool v6 = pick(2) != 0;
     const uint32_t vdc = 1 + pick(2);
     std::vector<wire_neighbour> notice;
     std::vector<std::pair<ref_hop, uint8_t>> changes; /* last byte of the MAC; 0: lost */
-    for (uint32_t left = 1 + pick(6); left > 0; left--) {
-        changes.push_back({hop(v6), static_cast<uint8_t>(pick(3) == 0 ? 0 : 1 + pick(200))});
+    const uint32_t interface = pick(3);
+    for (uint32_t i = 0, count = all_of_interface ? HOPS / 3 : 1 + pick(6); i < count; i++) {
+        if (all_of_interface)
+            changes.push_back({hop_at(v6, 3 * i + interface), static_cast<uint8_t>(1 + pick(200))});
+        else
+            changes.push_back({hop(v6), static_cast<uint8_t>(pick(3) == 0 ? 0 : 1 + pick(200))});
         const auto &[neighbour, mac] = changes.back();
         char text[16];
         std::snprintf(text, sizeof text, "0200000000%02x", mac);
@@ -308,7 +417,7 @@ void random_life::interface_event() {
 void random_life::stale_delete() {
     const bool v6 = pick(2) != 0;
     const uint32_t vdc = 1 + pick(2);
-    const uint32_t id = pick(2) == 0 ? 0 : table(vdc, v6).id;
+    const uint32_t id = pick(2) == 0 ? 0 : (v6 ? 0x80000001u : 1u) + 4 * pick(2);
     if (pick(2) != 0) epoch_++;
     const auto epoch = static_cast<uint8_t>(epoch_ - pick(2));
     reference_goes(false, [&] { reference_.stale_delete(vdc, v6, id, epoch); });
@@ -328,6 +437,8 @@ void random_life::vdc_again(uint32_t vdc) {
     }
     operations++;
     rig_.vdc(id);
+    for (uint32_t &owner : reference_.owner)
+        if (shared_ && owner == 0) owner = vdc; /* a VDC is born with them */
     rig_send_options options;
     options.vdc = id;
     for (const uint8_t operation : {uint8_t{1}, uint8_t{2}})
@@ -335,12 +446,22 @@ void random_life::vdc_again(uint32_t vdc) {
     rig_.take();
 }
 
-void random_life::compare() {
+/* Tables that have lost their last route go. */
+void random_life::idle() {
+    rig_.advance_seconds(6);
+    reference_.empty_wildcards_end();
+}
+
+void random_life::compare_keys() {
     window_open(false);
     probe_->publish(window_);
-    for (const probe_key &at : keys_)
-        ASSERT_EQ(ref_text(probe_lookup(reader_, at)), ref_text(reference_.lookup(at.table, at.address)))
-            << ref_text(at.address, at.table.v6) << " vdc " << at.table.vdc << " table " << at.table.id;
+    for (size_t i = 0; i < keys_.size(); i++)
+        ASSERT_EQ(probe_wrong(keys_[i], probe_lookup(reader_, keys_[i]), (*window_)[i]), "");
+}
+
+void random_life::compare() {
+    compare_keys();
+    if (::testing::Test::HasFatalFailure()) return;
     ASSERT_EQ(guard_finding(), "");
     const bool all = ++batches_ % RECORDS_EVERY == 0;
     ASSERT_EQ(model_findings(rig_, {.engine = true, .records = all}), "");
@@ -350,12 +471,31 @@ void random_life::compare() {
 
 void random_life::compare_routes() {
     size_t count = 0;
-    reference_.each_route([&](const ref_table &table, const ref_prefix &prefix) {
+    reference_.each_route([&](const ref_table &table, const ref_prefix &prefix, const ref_hops &hops) {
         const probe_key at = {table, prefix.address};
-        EXPECT_EQ(ref_text(probe_lookup(reader_, at)), ref_text(reference_.lookup(table, prefix.address)));
+        const auto valid = reference_.lookup(table, prefix.address);
+        EXPECT_EQ(probe_wrong(at, probe_lookup(reader_, at), valid), "");
+        if (hops.size() > 1 && valid.begin()->bits == prefix.bits) compare_flows(table, prefix, hops);
         count++;
     });
     EXPECT_EQ(softfwd_prefix_count(ADDRESS_FAMILY_V4) + softfwd_prefix_count(ADDRESS_FAMILY_V6), count);
+}
+
+/* The member that a flow takes is the path of that place in the route. */
+void random_life::compare_flows(const ref_table &table, const ref_prefix &prefix, const ref_hops &hops) {
+    softfwd_flow flow = {};
+    std::copy(prefix.address.begin(), prefix.address.end(), flow.destination);
+    for (uint16_t port = 0; port < 4; port++) {
+        flow.source_port = port;
+        softfwd_result found = {};
+        ASSERT_EQ(softfwd_lookup_flow(reader_, table.v6 ? ADDRESS_FAMILY_V6 : ADDRESS_FAMILY_V4, table.vdc,
+                                      table.id, &flow, &found),
+                  0);
+        ASSERT_EQ(found.hop.members, hops.size());
+        EXPECT_EQ(found.hop.if_index, hops[found.hop.member].if_index);
+        EXPECT_TRUE(std::equal(found.next_hop, found.next_hop + (table.v6 ? 16 : 4),
+                               hops[found.hop.member].address.begin()));
+    }
 }
 
 void random_life::step() {
@@ -373,9 +513,13 @@ void random_life::step() {
     case 10:
     case 11:
     case 12: interface_event(); break;
+    case 13: table_emptied(); break;
+    case 14: neighbours(true); break;
     default:
-        if (what < 40)
-            neighbours();
+        if (what < 20)
+            refused_route();
+        else if (what < 40)
+            neighbours(false);
         else
             route_batch();
     }
@@ -387,14 +531,15 @@ void random_life::finish() {
     EXPECT_GT(probe_->rounds, 0u);
     softfwd_counters counters;
     softfwd_counters_get(&counters);
-    EXPECT_EQ(counters.violations, 0u);
+    EXPECT_EQ(counters.violations + counters.space_overruns, 0u);
     std::printf("%zu operations, %zu routes at the end, %llu rounds of the probe\n", operations,
                 reference_.route_count(), static_cast<unsigned long long>(probe_->rounds));
     softfwd_reader_detach(reader_);
-    reference_.changed = [] {};
+    reference_.changed = [](uint32_t, bool) {};
     for (const uint16_t vdc : {uint16_t{1}, uint16_t{2}}) rig_.send(OPC_VDC_DELETE, wire_vdc(vdc));
     EXPECT_EQ(model_findings(rig_), "");
-    EXPECT_EQ(softfwd_prefix_count(ADDRESS_FAMILY_V4) + softfwd_adjacency_count(), 0u);
+    EXPECT_EQ(softfwd_prefix_count(ADDRESS_FAMILY_V4) + softfwd_prefix_count(ADDRESS_FAMILY_V6), 0u);
+    EXPECT_EQ(softfwd_adjacency_count() + softfwd_group_count() + softfwd_table_count(), 0u);
 }
 
 TEST(ufib_random, engine_follows_the_reference_and_never_shows_what_was_not_valid) {
