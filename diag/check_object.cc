@@ -120,7 +120,7 @@ void check_adj(check_report *report, ufib_adj *adj) {
             check_wrong(report, STORE, "next hop");
     }
     ufib_pss_counts counts;
-    if (!ufib_ha_get_adj_tlv_pss_info(family, adj->obj.handle, vdc_id, &counts))
+    if (!ufib_pss_get_adj_counts(family, adj->obj.handle, vdc_id, &counts))
         check_wrong(report, STORE, "no record of counts", adj->obj.handle);
     else
         check_same(report, STORE, "PBR, WCCP counts", adj->pbr_count * 256u + adj->wccp_count,

@@ -297,6 +297,14 @@ static bool engine_follows(ufib_pfx *pfx) {
     return true;
 }
 
+/* A walk over a group may leave thousands of entries to bring over: a few are named, all are counted. */
+static void repair_said(const ufib_pfx *pfx, uint32_t vdc_id) {
+    const lcfwd_vdc_desc *vdc = lcfwd_vdc_row(vdc_id);
+    if (vdc == nullptr || vdc->ufib_stats == nullptr) return;
+    if (vdc->ufib_stats->entries_repaired++ < UFIB_HA_NAMED)
+        UFIB_ERR("%s: hardware follows the store\n", ufib_pfx_str(pfx));
+}
+
 /* The store is right: what hardware was told after the last commit belongs to a batch that nobody was answered. */
 void ufib_ha_prefix_stands(ufib_pfx *pfx, const ufib_ha_route &record) {
     uint32_t handle, paths;
@@ -306,9 +314,7 @@ void ufib_ha_prefix_stands(ufib_pfx *pfx, const ufib_ha_route &record) {
     if (ufib_prefix_is_rnh(pfx)) return;
     if (moved) ufib_platform_prefix_update_nh(pfx);
     if (!engine_follows(pfx) && !moved) return;
-    UFIB_ERR("%s: hardware follows the store\n", ufib_pfx_str(pfx));
-    const lcfwd_vdc_desc *vdc = lcfwd_vdc_row(record.vdc_id);
-    if (vdc != nullptr) lcfwd_count(vdc->ufib_stats, &ufib_vdc_stats::entries_repaired);
+    repair_said(pfx, record.vdc_id);
     (void)ufib_platform_all_writes_ready();
 }
 
@@ -325,10 +331,15 @@ static void vdc_recover(ufib_vdc *vdc) {
     ufib_ha_recover_non_prefix_assoc_entries(vdc);
     ufib_ha_recover_non_prefix_assoc_groups(vdc);
     ufib_ha_recover_non_prefix_assoc_adj(vdc);
+    ufib_ha_drop_orphans(vdc);
     ufib_obj_keep_all(false);
     ufib_ha_sweep_unused(vdc);
     if (ufib_hook.ha_restore_services != nullptr) ufib_hook.ha_restore_services(vdc);
     (void)ufib_platform_all_writes_ready();
+    const ufib_vdc_stats *stats = vdc->desc->ufib_stats;
+    if (stats != nullptr && stats->entries_repaired + stats->records_deleted != 0)
+        UFIB_ERR("recovery of vdc %d: %u hardware entries follow the store, %u records deleted",
+                 vdc->desc->vdc_id, stats->entries_repaired, stats->records_deleted);
 }
 
 void ufib_ha_restart_recovery() {

@@ -99,12 +99,8 @@ void ufib_ha_recover_non_prefix_assoc_groups(ufib_vdc *vdc) {
         for (bool more = ufib_ha_walk_first(&walk, family.pss_ecmp, vdc); more;
              more = ufib_ha_walk_next(&walk)) {
             const bool sound = walk.key_len == sizeof(uint32_t);
-            if (sound && ufib_ha_recover_ecmp(family, vdc, ufib_ha_walk_handle(walk), 0)) continue;
-            ufib_ha_walk_delete(walk, vdc);
-            const pss2_datum key = {walk.key, walk.key_len};
-            if (pss2_service *counts = lcfwd_pss_service(family.pss_ecmp_tlv, vdc->desc->vdc_id);
-                counts != nullptr)
-                (void)!pss2_delete(counts, &key);
+            if (!sound || !ufib_ha_recover_ecmp(family, vdc, ufib_ha_walk_handle(walk), 0))
+                ufib_ha_walk_delete(walk, vdc);
         }
     }
 }

@@ -102,7 +102,7 @@ void ufib_ha_restore_table_info(ufib_vdc *vdc) {
 
 void ufib_ha_adj_counts(ufib_adj *adj, uint32_t vdc_id) {
     ufib_pss_counts counts;
-    if (!ufib_ha_get_adj_tlv_pss_info(ufib_adj_family(adj), adj->obj.handle, vdc_id, &counts)) return;
+    if (!ufib_pss_get_adj_counts(ufib_adj_family(adj), adj->obj.handle, vdc_id, &counts)) return;
     adj->pbr_count = counts.pbr;
     adj->wccp_count = counts.wccp;
 }
@@ -205,14 +205,35 @@ void ufib_ha_recover_non_prefix_assoc_adj(ufib_vdc *vdc) {
             ufib_errno = 0;
             const bool good = walk.key_len == sizeof handle && adj_key_check(family, vdc, handle) &&
                               adj_recover(family, vdc, handle, 0);
-            if (good || (ufib_errno & 0xffff) == E_ADJ_NOMEM || (ufib_errno & 0xffff) == E_IDB_NOMEM)
-                continue;
-            ufib_ha_walk_delete(walk, vdc);
-            const pss2_datum key = {walk.key, walk.key_len};
-            if (pss2_service *counts = lcfwd_pss_service(family.pss_adj_tlv, vdc->desc->vdc_id);
-                counts != nullptr)
-                (void)!pss2_delete(counts, &key);
+            const bool shortage =
+                (ufib_errno & 0xffff) == E_ADJ_NOMEM || (ufib_errno & 0xffff) == E_IDB_NOMEM;
+            if (!good && !shortage) ufib_ha_walk_delete(walk, vdc);
         }
+    }
+}
+
+/* ---- records of records ---- */
+
+/* An interface belongs to a direct route, counts to an adjacency or a group. */
+static bool has_owner(const ufib_ha_walk &walk, lcfwd_pss_kind owner, const ufib_vdc *vdc) {
+    pss2_datum value;
+    pss2_service *service = lcfwd_pss_service(owner, vdc->desc->vdc_id);
+    if (service == nullptr || !lcfwd_pss_fetch(service, {walk.key, walk.key_len}, &value)) return false;
+    return owner != LCFWD_PSS_PREFIX || (*static_cast<const uint8_t *>(value.p) & ROUTE_DIRECT) != 0;
+}
+
+void ufib_ha_drop_orphans(ufib_vdc *vdc) {
+    static constexpr struct {
+        lcfwd_pss_kind kind, owner;
+    } pairs[] = {{LCFWD_PSS_DCSRIF, LCFWD_PSS_PREFIX},
+                 {LCFWD_PSS_V4ADJ_TLV, LCFWD_PSS_V4ADJ},
+                 {LCFWD_PSS_V6ADJ_TLV, LCFWD_PSS_V6ADJ},
+                 {LCFWD_PSS_V4ECMP_TLV, LCFWD_PSS_V4ECMP},
+                 {LCFWD_PSS_V6ECMP_TLV, LCFWD_PSS_V6ECMP}};
+    for (const auto &pair : pairs) {
+        ufib_ha_walk walk;
+        for (bool more = ufib_ha_walk_first(&walk, pair.kind, vdc); more; more = ufib_ha_walk_next(&walk))
+            if (!has_owner(walk, pair.owner, vdc)) ufib_ha_walk_delete(walk, vdc);
     }
 }
 

@@ -6,6 +6,7 @@
 #include "ufib/ufib_pss_read.h"
 
 constexpr uint32_t UFIB_HA_BUDGET = 500; /* records between two heartbeats */
+constexpr uint32_t UFIB_HA_NAMED = 8;    /* repaired entries that the log names one by one */
 
 /* A walk over one database: the key is a copy, so that the record may be deleted and others written meanwhile. */
 struct ufib_ha_walk {

@@ -44,13 +44,13 @@ static constexpr pss_file pss_files[] = {
     {LCFWD_PSS_PREFIX_RNH, 24, 280, "PREFIX RNH"},
     {LCFWD_PSS_VOBJ, 4, 1848, "VOBJ"},
     {LCFWD_PSS_V4ADJ, 4, UFIB_V4ADJ_RECORD_SIZE, "V4ADJ"},
-    {LCFWD_PSS_V4ADJ_TLV, 4, UFIB_ADJ_TLV_RECORD_SIZE, "V4ADJ TLV"},
+    {LCFWD_PSS_V4ADJ_TLV, 4, ufib_pss_v4adj_tlv_vsize, "V4ADJ TLV"},
     {LCFWD_PSS_V6ADJ, 4, UFIB_V6ADJ_RECORD_SIZE, "V6ADJ"},
-    {LCFWD_PSS_V6ADJ_TLV, 4, UFIB_ADJ_TLV_RECORD_SIZE, "V6ADJ TLV"},
+    {LCFWD_PSS_V6ADJ_TLV, 4, ufib_pss_v6adj_tlv_vsize, "V6ADJ TLV"},
     {LCFWD_PSS_V4ECMP, 4, 524, "V4ECMP"},
-    {LCFWD_PSS_V4ECMP_TLV, 4, UFIB_ADJ_TLV_RECORD_SIZE, "V4ECMP TLV"},
+    {LCFWD_PSS_V4ECMP_TLV, 4, ufib_pss_v4ecmp_tlv_vsize, "V4ECMP TLV"},
     {LCFWD_PSS_V6ECMP, 4, 1292, "V6ECMP"},
-    {LCFWD_PSS_V6ECMP_TLV, 4, UFIB_ADJ_TLV_RECORD_SIZE, "V6ECMP TLV"},
+    {LCFWD_PSS_V6ECMP_TLV, 4, ufib_pss_v6ecmp_tlv_vsize, "V6ECMP TLV"},
     {LCFWD_PSS_MISC, 4, 12, "MISC"},
     {LCFWD_PSS_DCSRIF, 4, 4, "DCSRIF"},
     {LCFWD_PSS_RPF, 4, sizeof(ufib_rpf_record), "RPF"},
@@ -90,8 +90,7 @@ void ufib_next_obj_record_info(const ufib_pfx *pfx, uint32_t *handle, uint32_t *
         *path_count = path_counts[ufib_obj_type_of(next)](next, handle);
 }
 
-/* Writes the "prefix" value at 'value'. */
-static void prefix_value_write(const ufib_pfx *pfx, uint8_t *value) {
+void ufib_ha_get_prefix_pss_info(const ufib_pfx *pfx, uint8_t *value) {
     uint32_t handle, paths;
     ufib_next_obj_record_info(pfx, &handle, &paths);
     ufib_prefix_record record;
@@ -137,7 +136,7 @@ static void pss_insert_rnh(const ufib_pfx *pfx) {
     record.next_handle = handle;
     for (uint32_t i = 0; i < paths && i < 64; i++) record.adj_handles[i] = handle + i;
     std::memcpy(slot.value, &record, sizeof record);
-    prefix_value_write(pfx, slot.value + sizeof record);
+    ufib_ha_get_prefix_pss_info(pfx, slot.value + sizeof record);
     (void)lcfwd_pss_record_store(&slot);
 }
 
@@ -157,7 +156,7 @@ void ufib_pss_insert_prefix(const ufib_pfx *pfx) {
                                UFIB_PREFIX_RECORD_SIZE, &slot) == 0)
         return;
     std::memcpy(slot.key, &pfx->obj.handle, sizeof pfx->obj.handle);
-    prefix_value_write(pfx, slot.value);
+    ufib_ha_get_prefix_pss_info(pfx, slot.value);
     (void)lcfwd_pss_record_store(&slot);
 }
 
@@ -233,13 +232,18 @@ uint32_t ufib_pss_get_global_adj(uint32_t kind, uint32_t vdc_id) {
 
 /* ---- adjacencies ---- */
 
-static void pss_insert_adj_counts(const ufib_adj *adj, const ufib_family &family, uint32_t vdc_id) {
-    uint8_t value[UFIB_ADJ_TLV_RECORD_SIZE];
+void ufib_ha_get_adj_tlv_pss_info(const ufib_adj *adj, uint8_t *value) {
     const uint8_t counts[2] = {adj->pbr_count, adj->wccp_count};
     tlv_aligned_array array;
-    (void)tlv_aligned_array_init(&array, value, sizeof value, 1);
+    (void)tlv_aligned_array_init(&array, value, ufib_pss_v4adj_tlv_vsize, 1);
     (void)!tlv_aligned_array_add_tlv(&array, UFIB_ADJ_TLV_COUNTS, sizeof counts, counts);
-    pss_insert_u32(family.pss_adj_tlv, vdc_id, &adj->obj.handle, sizeof adj->obj.handle, value, sizeof value);
+}
+
+void ufib_pss_insert_adj_tlv(const ufib_adj *adj) {
+    uint8_t value[ufib_pss_v4adj_tlv_vsize];
+    ufib_ha_get_adj_tlv_pss_info(adj, value);
+    pss_insert_u32(ufib_adj_family(adj).pss_adj_tlv, ufib_adj_vdc_id(adj), &adj->obj.handle,
+                   sizeof adj->obj.handle, value, sizeof value);
 }
 
 void ufib_pss_insert_adj(const ufib_adj *adj) {
@@ -260,7 +264,7 @@ void ufib_pss_insert_adj(const ufib_adj *adj) {
         std::memcpy(record.address, adj->key.address, sizeof record.address);
     }
     pss_insert_u32(family.pss_adj, vdc_id, &adj->obj.handle, sizeof adj->obj.handle, &record, size);
-    pss_insert_adj_counts(adj, family, vdc_id);
+    ufib_pss_insert_adj_tlv(adj);
 }
 
 void ufib_pss_delete_adj(const ufib_adj *adj) {

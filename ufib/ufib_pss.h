@@ -25,8 +25,28 @@ void ufib_pss_rnh_key(const ufib_pfx *pfx, uint8_t *out); /* of its record: a uf
 void ufib_pss_insert_dcsrif(const ufib_pfx *pfx);         /* the attached interface of a direct route */
 void ufib_pss_delete_dcsrif(const ufib_pfx *pfx);
 
+/* The "prefix" value, UFIB_PREFIX_RECORD_SIZE bytes. */
+void ufib_ha_get_prefix_pss_info(const ufib_pfx *pfx, uint8_t *value);
+inline void ufib_ha_get_v4prefix_pss_info(const ufib_pfx *pfx, uint8_t *value) {
+    ufib_ha_get_prefix_pss_info(pfx, value);
+}
+inline void ufib_ha_get_v6prefix_pss_info(const ufib_pfx *pfx, uint8_t *value) {
+    ufib_ha_get_prefix_pss_info(pfx, value);
+}
+
 /* Adjacencies, with the record of their counts beside. */
 void ufib_pss_insert_adj(const ufib_adj *adj);
+void ufib_pss_insert_adj_tlv(const ufib_adj *adj); /* the counts alone */
+inline void ufib_pss_insert_v4_adj_tlv(const ufib_adj *adj) { ufib_pss_insert_adj_tlv(adj); }
+inline void ufib_pss_insert_v6_adj_tlv(const ufib_adj *adj) { ufib_pss_insert_adj_tlv(adj); }
+/* The value of that record, ufib_pss_v4adj_tlv_vsize bytes. */
+void ufib_ha_get_adj_tlv_pss_info(const ufib_adj *adj, uint8_t *value);
+inline void ufib_ha_get_v4adj_tlv_pss_info(const ufib_adj *adj, uint8_t *value) {
+    ufib_ha_get_adj_tlv_pss_info(adj, value);
+}
+inline void ufib_ha_get_v6adj_tlv_pss_info(const ufib_adj *adj, uint8_t *value) {
+    ufib_ha_get_adj_tlv_pss_info(adj, value);
+}
 void ufib_pss_delete_adj(const ufib_adj *adj);
 void ufib_pss_insert_global_adj(const ufib_adj *adj, uint32_t kind, uint32_t vdc_id);
 void ufib_pss_delete_global_adj(uint32_t kind, uint32_t vdc_id);

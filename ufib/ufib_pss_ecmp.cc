@@ -14,7 +14,7 @@ void ufib_pss_insert_ecmp_tlv(const ufib_ecmp *group) {
     const ufib_family &family = ufib_ecmp_family(group);
     lcfwd_pss_record slot;
     if (lcfwd_pss_record_begin(family.pss_ecmp_tlv, group->vdc_id, sizeof group->obj.handle,
-                               UFIB_ECMP_TLV_RECORD_SIZE, &slot) == 0)
+                               ufib_pss_v4ecmp_tlv_vsize, &slot) == 0)
         return;
     std::memcpy(slot.key, &group->obj.handle, sizeof group->obj.handle);
     const auto count = static_cast<uint16_t>(group->pbr_count);

@@ -33,6 +33,16 @@ bool ufib_pss_was_vdc_known(uint32_t vdc_id, pss2_service **out) {
     return lcfwd_pss_open_file(vdc_id, LCFWD_PSS_GLADJ, 1, 4, out) == 1;
 }
 
+bool ufib_pss_get_first_prefix(uint32_t vdc_id, pss2_datum *key) {
+    pss2_service *service = lcfwd_pss_service(LCFWD_PSS_PREFIX, vdc_id);
+    return service != nullptr && lcfwd_pss_get_first_key(service, key);
+}
+
+bool ufib_pss_get_next_prefix(uint32_t vdc_id, pss2_datum *key) {
+    pss2_service *service = lcfwd_pss_service(LCFWD_PSS_PREFIX, vdc_id);
+    return service != nullptr && lcfwd_pss_get_next_key(service, key);
+}
+
 bool ufib_pss_get_adj(const ufib_family &family, uint32_t handle, uint32_t vdc_id, ufib_pss_adj *out) {
     pss2_datum value;
     const uint32_t size = family.index == 0 ? UFIB_V4ADJ_RECORD_SIZE : UFIB_V6ADJ_RECORD_SIZE;
@@ -51,8 +61,8 @@ bool ufib_pss_get_adj(const ufib_family &family, uint32_t handle, uint32_t vdc_i
     return true;
 }
 
-bool ufib_ha_get_adj_tlv_pss_info(const ufib_family &family, uint32_t handle, uint32_t vdc_id,
-                                  ufib_pss_counts *out) {
+bool ufib_pss_get_adj_counts(const ufib_family &family, uint32_t handle, uint32_t vdc_id,
+                             ufib_pss_counts *out) {
     pss2_datum value;
     if (!fetch_u32(family.pss_adj_tlv, vdc_id, handle, &value)) return false;
     const tlv *element = tlv_aligned_array_find_tlv(value.p, value.len, UFIB_ADJ_TLV_COUNTS);

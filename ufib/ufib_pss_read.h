@@ -10,6 +10,10 @@
 /* True when the VDC existed before this process: its first database can be opened. '*out' gets the handle. */
 [[nodiscard]] bool ufib_pss_was_vdc_known(uint32_t vdc_id, pss2_service **out);
 
+/* Walk over the keys of "prefix". False: the end, or no such database. */
+[[nodiscard]] bool ufib_pss_get_first_prefix(uint32_t vdc_id, pss2_datum *key);
+[[nodiscard]] bool ufib_pss_get_next_prefix(uint32_t vdc_id, pss2_datum *key);
+
 struct ufib_pss_adj {
     uint32_t if_index;
     uint8_t holders;
@@ -29,13 +33,21 @@ struct ufib_pss_counts {
     uint8_t wccp;
 };
 /* PBR and WCCP counts of an adjacency. False: no record, or no such element in it. */
-[[nodiscard]] bool ufib_ha_get_adj_tlv_pss_info(const ufib_family &family, uint32_t handle, uint32_t vdc_id,
-                                                ufib_pss_counts *out);
+[[nodiscard]] bool ufib_pss_get_adj_counts(const ufib_family &family, uint32_t handle, uint32_t vdc_id,
+                                           ufib_pss_counts *out);
 
 /* Key and holders of a group. False: no record, too short, or a path count outside 1 to 64. */
 struct ufib_ecmp_key;
 [[nodiscard]] bool ufib_pss_get_ecmp(const ufib_family &family, uint32_t handle, uint32_t vdc_id,
                                      ufib_ecmp_key *key, uint8_t *holders);
+[[nodiscard]] inline bool ufib_pss_get_v4_ecmp(uint32_t handle, uint32_t vdc_id, ufib_ecmp_key *key,
+                                               uint8_t *holders) {
+    return ufib_pss_get_ecmp(ufib_v4, handle, vdc_id, key, holders);
+}
+[[nodiscard]] inline bool ufib_pss_get_v6_ecmp(uint32_t handle, uint32_t vdc_id, ufib_ecmp_key *key,
+                                               uint8_t *holders) {
+    return ufib_pss_get_ecmp(ufib_v6, handle, vdc_id, key, holders);
+}
 /* PBR's count of a group. False: no record. */
 [[nodiscard]] bool ufib_pss_get_ecmp_count(const ufib_family &family, uint32_t handle, uint32_t vdc_id,
                                            uint16_t *count);

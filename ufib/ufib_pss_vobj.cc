@@ -48,6 +48,8 @@ void ufib_pss_vobj_record_fill(const ufib_vobj *vobj, ufib_vobj_record *record) 
     record->old_ls_count = vobj->old_ls_count;
     record->new_ls_count = vobj->new_ls_count;
     record->row_count = static_cast<uint8_t>(vobj->row_count);
+    record->extra_flags = static_cast<uint8_t>(vobj->extra_flags);
+    std::memcpy(record->xri, vobj->xri, sizeof record->xri);
     for (uint32_t i = 0; i < vobj->row_count; i++) record->rows[i] = row_record(ufib_vobj_rows(vobj)[i]);
 }
 

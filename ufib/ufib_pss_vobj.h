@@ -32,7 +32,9 @@ struct ufib_vobj_record {
     uint8_t old_ls_count;
     uint8_t new_ls_count;
     uint8_t row_count;
-    uint8_t reserved[29];
+    uint8_t extra_flags; /* UFIB_VOBJ_XRI_VALID */
+    uint8_t xri[24];     /* as it came with the route */
+    uint8_t reserved[4];
     ufib_vobj_record_row rows[64];
 };
 static_assert(sizeof(ufib_vobj_record) == 1848 && offsetof(ufib_vobj_record, rows) == 56);

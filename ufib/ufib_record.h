@@ -47,7 +47,8 @@ constexpr uint32_t UFIB_V4ADJ_RECORD_SIZE = 9;
 constexpr uint32_t UFIB_V6ADJ_RECORD_SIZE = 21;
 
 /* "v4adj_tlv", "v6adj_tlv": a TLV array: type 1, PBR count and WCCP count. */
-constexpr uint32_t UFIB_ADJ_TLV_RECORD_SIZE = 4 + 4 + 2;
+constexpr uint32_t ufib_pss_v4adj_tlv_vsize = 4 + 4 + 2;
+constexpr uint32_t ufib_pss_v6adj_tlv_vsize = ufib_pss_v4adj_tlv_vsize;
 constexpr uint16_t UFIB_ADJ_TLV_COUNTS = 1;
 
 /* "v4ecmp", "v6ecmp": key is the handle. Value: holders (1 byte), 3 zero bytes, the group's key of 516 or 1284 bytes,
@@ -57,7 +58,8 @@ constexpr uint32_t ufib_ecmp_record_size(uint32_t key_bytes) { return UFIB_ECMP_
 static_assert(ufib_ecmp_record_size(516) == 524 && ufib_ecmp_record_size(1284) == 1292);
 
 /* "v4ecmp_tlv", "v6ecmp_tlv": a TLV array: type 1, the low half of the count of PBR references. */
-constexpr uint32_t UFIB_ECMP_TLV_RECORD_SIZE = 4 + 4 + 2;
+constexpr uint32_t ufib_pss_v4ecmp_tlv_vsize = 4 + 4 + 2;
+constexpr uint32_t ufib_pss_v6ecmp_tlv_vsize = ufib_pss_v4ecmp_tlv_vsize;
 constexpr uint16_t UFIB_ECMP_TLV_PBR = 1;
 
 /* "ufib_table": key is the table id. Value: family, then a TLV array. */

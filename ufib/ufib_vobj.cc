@@ -131,6 +131,8 @@ static int handles_restore(ufib_vobj *vobj, const ufib_ha_route *record) {
     vobj->old_ls_count = stored.old_ls_count;
     vobj->new_ls_count = stored.new_ls_count;
     vobj->obj.handle = stored.new_handle;
+    vobj->extra_flags = stored.extra_flags & UFIB_VOBJ_XRI_VALID;
+    std::memcpy(vobj->xri, stored.xri, sizeof vobj->xri);
     if (stored.fec_new_handle == 0 && stored.fec_old_handle == 0) return 0;
     return ufib_vobj_fec_attach(vobj, stored.fec_old_handle, stored.fec_new_handle);
 }

@@ -73,7 +73,9 @@ static std::string vobj_value(const ufib_vobj *vobj) {
     put_machine32(&out, vobj->fec == nullptr ? 0 : vobj->fec->new_handle);
     put_machine32(&out, vobj->fec == nullptr ? 0 : vobj->fec->old_handle);
     put_bytes(&out, {vobj->old_ls_count, vobj->new_ls_count, static_cast<uint8_t>(vobj->row_count)});
-    put_zeros(&out, 29);
+    put8(&out, vobj->extra_flags);
+    put_bytes(&out, bytes(vobj->xri, vobj->xri + sizeof vobj->xri));
+    put_zeros(&out, 4);
     for (uint32_t i = 0; i < vobj->row_count; i++) {
         const ufib_vobj_row &row = ufib_vobj_rows(vobj)[i];
         const bool v4 = (row.flags & UFIB_VOBJ_ROW_V4) != 0;

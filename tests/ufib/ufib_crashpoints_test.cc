@@ -9,11 +9,8 @@
 #include "platform/lcfwd_platform.h"
 #include "softfwd/softfwd_check.h"
 #include "tests/ufib/ha_rig.h"
-#include "ufib/ufib_ecmp.h"
-#include "ufib/ufib_vobj.h"
 
 #include <cstdlib>
-#include <filesystem>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -83,42 +80,6 @@ struct summary : testing::Environment {
     void TearDown() override { std::printf("crashpoints.tried %u\ncrashpoints.failed %u\n", tried, failed); }
 };
 [[maybe_unused]] static const auto *const printed = testing::AddGlobalTestEnvironment(new summary);
-
-/* ---- what a client knows of the model ---- */
-
-static std::string paths_text(const ufib_obj *next) {
-    std::string out = ufib_obj_get_name(ufib_obj_type_of(next));
-    auto *obj = const_cast<ufib_obj *>(next);
-    if (ufib_obj_is_adj(obj))
-        out += std::string(" ") + ufib_adj_str(reinterpret_cast<ufib_adj *>(obj));
-    else if (ufib_obj_is_vobj(obj))
-        for (uint32_t i = 0; i < ufib_obj_to_vobj(obj)->row_count; i++)
-            out += std::string(" ") + ufib_pfx_str(ufib_vobj_rows(ufib_obj_to_vobj(obj))[i].rnh);
-    else
-        for (uint32_t i = 0; i < reinterpret_cast<ufib_ecmp *>(obj)->key->count; i++)
-            out += " " + paths_text(reinterpret_cast<ufib_ecmp *>(obj)->paths[i]);
-    return out;
-}
-
-/* Routes of VDC 1 by what was asked for. What only dependents keep of a next hop that was deleted or never confirmed
- * says nothing: it drops. */
-static std::string routes_text() {
-    std::string out;
-    char text[128];
-    ravl_iterator at;
-    for (ufib_table *table = ufib_table_get_first(1, &at); table != nullptr;
-         table = ufib_table_get_next(1, &at))
-        for (const ufib_table_side *side : {&table->main, &table->rnh})
-            for (ufib_pfx *pfx = ufib_prefix_get_first(side); pfx != nullptr;
-                 pfx = ufib_prefix_get_next(side, ufib_pfx_address(pfx), pfx->mask_len)) {
-                if ((pfx->flags & UFIB_PFX_FLAG_RNH_DELETE_MARKED) != 0) continue;
-                std::snprintf(text, sizeof text, "%u %s flags %#x holders %#x epoch %u if %#x ",
-                              table->table_id, ufib_pfx_str(pfx), pfx->route_flags, pfx->holders, pfx->epoch,
-                              (pfx->route_flags & ROUTE_DIRECT) != 0 ? pfx->attached_if_index : 0);
-                out += text + paths_text(pfx->obj.next) + "\n";
-            }
-    return out;
-}
 
 /* ---- the life ---- */
 
@@ -216,8 +177,11 @@ protected:
     bool take(const step &s) {
         if (s.vdc_opcode != 0) rig.send(s.vdc_opcode, wire_vdc(2));
         if (!s.neighbours.empty()) rig.send(OPC_AM_NOTICE, wire_am_notice(s.neighbours));
-        if (s.stale_epoch != 0)
+        if (s.stale_epoch != 0) {
+            rig.send(OPC_DOWNLOAD, wire_download(1));
+            rig.send(OPC_DOWNLOAD, wire_download(2));
             rig.send(OPC_STALE_DELETE, wire_stale_delete(static_cast<uint8_t>(f.afi), 0, s.stale_epoch));
+        }
         if (s.seconds != 0) rig.advance_seconds(s.seconds);
         return s.routes.empty() || load(f, s.routes, s.epoch);
     }
@@ -226,26 +190,21 @@ protected:
     std::vector<std::vector<std::string>> states_learn(const std::vector<step> &life) {
         std::vector<std::vector<std::string>> states;
         for (const step &s : life) {
-            states.push_back({routes_text()});
+            states.push_back({ha_routes_text()});
             if (s.routes.empty()) {
                 EXPECT_TRUE(take(s));
             }
             for (const wire_route &route : s.routes) {
                 EXPECT_TRUE(load(f, {route}, s.epoch)) << route.prefix;
-                if (&route != &s.routes.back()) states.back().push_back(routes_text());
+                if (&route != &s.routes.back()) states.back().push_back(ha_routes_text());
             }
-            states.back().push_back(routes_text());
+            states.back().push_back(ha_routes_text());
         }
         return states;
     }
 
-    /* From nothing. */
     void begin_again() {
-        rig.stop();
-        std::filesystem::remove_all(rig.root + "/dev/shm");
-        std::filesystem::create_directories(rig.root + "/dev/shm");
-        ASSERT_EQ(rig.start(), 0);
-        rig.vdc(1);
+        from_nothing();
         *answered = 0;
     }
 
@@ -280,7 +239,7 @@ protected:
     /* What is wrong with the state that a restart made; "" when nothing. */
     std::string findings(const std::vector<std::string> &allowed) {
         std::string out = model_findings(rig) + engine_findings();
-        const std::string routes = routes_text();
+        const std::string routes = ha_routes_text();
         if (std::find(allowed.begin(), allowed.end(), routes) == allowed.end())
             out +=
                 "routes:\n" + routes + "neither\n" + allowed.front() + "nor a state up to\n" + allowed.back();
@@ -302,7 +261,7 @@ protected:
             (void)take(life[i]); /* some routes may be gone already */
         rig.advance_seconds(3);
         std::string out = model_findings(rig) + engine_findings();
-        if (routes_text() != end) out += "in the end\n" + routes_text() + "not\n" + end;
+        if (ha_routes_text() != end) out += "in the end\n" + ha_routes_text() + "not\n" + end;
         return out;
     }
     void judge(const std::string &found, const std::string &where) {
@@ -368,13 +327,13 @@ protected:
         const bytes message = batch(f, version, routes);
         begin_again();
         EXPECT_NE(send(f, version, message), "");
-        const std::string end = routes_text();
+        const std::string end = ha_routes_text();
         uint32_t beginnings = 0;
         for (uint64_t write = 1;; write += 163 * stride()) {
             begin_again();
             const bool died = dies_in(write, [&] { return !send(f, version, message).empty(); });
             ASSERT_EQ(rig.restart(), 0);
-            const std::string now = routes_text();
+            const std::string now = ha_routes_text();
             const bool part = !now.empty() && now != end;
             beginnings += part;
             std::string found = model_findings(rig) + engine_findings();

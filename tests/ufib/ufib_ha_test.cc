@@ -110,27 +110,50 @@ TEST_P(ufib_ha, a_hundred_restarts_are_as_one) {
     EXPECT_EQ(model_findings(rig), "");
 }
 
-TEST_P(ufib_ha, a_replay_and_a_stale_delete_leave_the_new_set) {
-    std::vector<wire_route> old, fresh;
-    for (unsigned n = 0; n < 1200; n++) old.push_back(add(f, prefix(f, n)));
-    for (size_t n = 0; n < old.size(); n += 400)
-        ASSERT_TRUE(load(
-            f, {old.begin() + static_cast<ptrdiff_t>(n), old.begin() + static_cast<ptrdiff_t>(n + 400)}));
-    rig.send(OPC_DOWNLOAD, wire_download(1));
-    rig.send(OPC_DOWNLOAD, wire_download(2));
+TEST_P(ufib_ha, a_replay_and_a_stale_delete_equal_a_fresh_load) {
+    const std::string via = f.index == 0 ? "10.99.0." : "2001:db8:99::",
+                      hop3 = f.index == 0 ? "192.0.2.3" : "fe80::3";
+    const char *full = f.index == 0 ? "/32" : "/128";
+    /* Route n to its k-th way: one neighbour, two, or a recursive next hop. */
+    const auto way = [&](unsigned n, unsigned k) {
+        wire_route route = add(f, prefix(f, n));
+        const wire_hop hops[] = {{.address = f.hop, .if_index = ETH1},
+                                 {.address = k % 2 == 0 ? f.hop2 : hop3, .if_index = ETH1}};
+        route.hops = {hops[k % 2]};
+        if (n % 3 == 1) route.hops = {hops[0], hops[1]};
+        if (n % 3 == 2)
+            route.hops = {{.address = via + std::to_string(1 + k % 4), .flags = 0x01, .table_id = f.table}};
+        return route;
+    };
+    const auto load_all = [&](uint8_t epoch, auto way_of) {
+        std::vector<wire_route> routes;
+        for (unsigned k = 1; k < 5; k++)
+            if (epoch == 1 || k != 3)
+                routes.push_back(
+                    add(f, via + std::to_string(k) + full, k % 2 == 0 ? f.hop : hop3, ETH1, 0x20));
+        for (unsigned n = 0; n < 600; n++)
+            if (const int k = way_of(n); k >= 0) routes.push_back(way(n, static_cast<unsigned>(k)));
+        rig.send(OPC_DOWNLOAD, wire_download(1));
+        ASSERT_TRUE(load(f, routes, epoch));
+        rig.send(OPC_DOWNLOAD, wire_download(2));
+    };
+    /* A tenth is gone, a tenth goes another way. */
+    const auto later = [](unsigned n) { return n % 10 == 7 ? -1 : n % 10 == 3 ? 1 : 0; };
+    load_all(1, [](unsigned) { return 0; });
     neighbour({.address = f.hop, .if_index = ETH1, .mac = MAC});
     expect_clean_restart();
-    EXPECT_GE(stats(f).routes_recovered, 1200u);
-    for (unsigned n = 100; n < 500; n++)
-        fresh.push_back(add(f, prefix(f, n), n % 10 == 0 ? f.hop2 : "", ETH1));
-    ASSERT_TRUE(load(f, fresh, 2));
+    EXPECT_GE(stats(f).routes_recovered, 600u);
+    load_all(2, later);
     rig.send(OPC_STALE_DELETE, wire_stale_delete(static_cast<uint8_t>(f.afi), 0, 2));
-    EXPECT_EQ(ufib_table_search(ufib_vdc_get(1), f.table)->main.prefix_count, 400u);
-    EXPECT_EQ(lookup(f, address(f, 101)), "forward");
-    EXPECT_EQ(lookup(f, address(f, 110)), "glean");
-    EXPECT_EQ(lookup(f, address(f, 99)), "no route");
+    rig.advance_seconds(3);
+    EXPECT_EQ(lookup(f, address(f, 0)), "forward");
+    EXPECT_EQ(lookup(f, address(f, 7)), "no route");
     EXPECT_EQ(model_findings(rig), "");
     expect_clean_restart();
+    const std::string replayed = ha_routes_text();
+    from_nothing();
+    load_all(2, later);
+    EXPECT_EQ(ha_routes_text(), replayed);
 }
 
 TEST_P(ufib_ha, groups_are_found_again_by_all_who_share_them) {
@@ -175,9 +198,18 @@ TEST_P(ufib_ha, recursive_routes_keep_their_groups) {
         for (const std::string &hop : hops) route.hops.push_back({.address = hop, .if_index = ETH1});
         return route;
     };
-    ASSERT_TRUE(load(f, {over(prefix(f, 0), {via}), over(prefix(f, 1), {via, via2}),
-                         over(prefix(f, 2), {via, via2}), add(f, prefix(f, 9))}));
+    const bytes info(24, 0x5a); /* extra information comes with the first route of a group */
+    const auto info_of = [this](unsigned n) {
+        const uint8_t *xri = ufib_obj_to_vobj(route(n)->obj.next)->xri;
+        return hex_from_bytes(bytes(xri, xri + 24));
+    };
+    wire_route first = over(prefix(f, 1), {via, via2});
+    first.hops[0].xri = info;
+    ASSERT_TRUE(
+        load(f, {over(prefix(f, 0), {via}), first, over(prefix(f, 2), {via, via2}), add(f, prefix(f, 9))}));
+    EXPECT_EQ(info_of(2), hex_from_bytes(info));
     expect_clean_restart(); /* next hops that no route confirms */
+    EXPECT_EQ(info_of(2), hex_from_bytes(info));
     ASSERT_TRUE(load(f, {resolved(via, {f.hop}), resolved(via2, {f.hop, f.hop2})}));
     neighbour({.address = f.hop, .if_index = ETH1, .mac = MAC});
     neighbour({.address = f.hop2, .if_index = ETH1, .mac = MAC});
@@ -252,13 +284,15 @@ TEST_P(ufib_ha, records_that_cannot_be_are_deleted_and_the_rest_is_used) {
     put(adj_kind(), raw32(0x00ff03ff), bytes(2));
     put(LCFWD_PSS_MISC, raw32(adj_handle()), bytes(12, 0xff)); /* a kind that is none */
     put(LCFWD_PSS_MISC, unknown, raw32(adj_kind()));           /* cut short */
+    for (const lcfwd_pss_kind beside : {LCFWD_PSS_DCSRIF, LCFWD_PSS_V4ADJ_TLV, LCFWD_PSS_V6ECMP_TLV})
+        put(beside, unknown, bytes(10)); /* of a record that is gone */
     put(LCFWD_PSS_RPF, raw32(ETH1), bytes(1));
     put(LCFWD_PSS_UFIB_TABLE, raw32(f.table + 5), raw32(3)); /* a family that is none */
     put(LCFWD_PSS_UFIB_TABLE, raw32(f.table + 6), bytes(2));
     restart();
     EXPECT_EQ(ha_model_text(), before);
     EXPECT_EQ(model_findings(rig), "");
-    EXPECT_EQ(lcfwd_vdc_row(1)->ufib_stats->records_deleted, 14u) << rig.log_text();
+    EXPECT_EQ(lcfwd_vdc_row(1)->ufib_stats->records_deleted, 17u) << rig.log_text();
     EXPECT_TRUE(rig.log_has("PSS delete for key: 0xff00ff"));
     EXPECT_TRUE(rig.log_has("Failed to get the table id for pfx_hw_idx: 0xff00ff, tbl-id: 0, tbl-type: "));
     expect_clean_restart();
@@ -325,6 +359,22 @@ TEST_P(ufib_ha, reverse_path_modes_and_stored_tables_come_back) {
     EXPECT_EQ(idb->rpf_mode[0] * 10 + idb->rpf_mode[1], 31);
     EXPECT_EQ(idb->holders, 0x0c);
     EXPECT_EQ(ufib_table_search(ufib_vdc_get(1), f.table)->flags, 0x0a);
+}
+
+using ufib_ha_v4 = ha_test;
+
+TEST_F(ufib_ha_v4, a_tunnel_keeps_its_ends) {
+    constexpr uint32_t tunnel = 0x22000001;
+    const family &f = v4_family;
+    ASSERT_TRUE(load(f, {add(f, f.prefix, "192.0.2.9", tunnel)}));
+    rig.send(74764, bytes_from_hex("010101404000000022000001c0000209c6336401c63364020200000000ee"));
+    const ufib_adj *adj = ufib_adj_get_first(ufib_vdc_get(1), ufib_v4);
+    const bytes ends(adj->rewrite.bytes, adj->rewrite.bytes + 12);
+    EXPECT_EQ(lookup(f, "10.1.0.1"), "forward");
+    expect_clean_restart();
+    adj = ufib_adj_get_first(ufib_vdc_get(1), ufib_v4);
+    EXPECT_EQ(bytes(adj->rewrite.bytes, adj->rewrite.bytes + 12), ends);
+    EXPECT_EQ(lookup(f, "10.1.0.1"), "forward");
 }
 
 using ufib_ha_v6 = ha_test;
