@@ -1,5 +1,6 @@
 /* Targets whose input is a row of messages. */
 #include "core/lcfwd_opcodes.h"
+#include "diag/show_params.h"
 #include "host/bus/bus_frame.h"
 #include "host/bus/bus_local.h"
 #include "host/command/command_wire.h"
@@ -98,18 +99,57 @@ static void commands_run(const uint8_t *data, size_t size) {
     fuzz_messages_run(opcodes, data, size);
 }
 
+static bytes command_request(uint32_t command, cmd_action action, const bytes &cookie,
+                             const bytes &attributes) {
+    bytes request(1024);
+    request.resize(cmd_request_write(request.data(), request.size(), 1, action, command, cookie.data(),
+                                     static_cast<uint32_t>(cookie.size()), attributes.data(),
+                                     static_cast<uint32_t>(attributes.size())));
+    return request;
+}
+
+/* The cookie that a walk over routes would give behind its first one. */
+static bytes show_cookie(ufib_show_what what, const ufib_family *family) {
+    ufib_show_params params = {};
+    params.layout = UFIB_SHOW_LAYOUT;
+    params.what = what;
+    params.mode = UFIB_SHOW_ALL;
+    params.flags = UFIB_SHOW_CONTINUING;
+    params.vdc_id = 1;
+    params.afi = family == nullptr ? 0 : family->afi;
+    params.asked_table_id = family == nullptr || family->index == 0 ? UFIB_DEFAULT_V4 : UFIB_DEFAULT_V6;
+    params.table_id = params.asked_table_id;
+    const auto *raw = reinterpret_cast<const uint8_t *>(&params);
+    return bytes(raw, raw + sizeof params);
+}
+
 static std::vector<bytes> commands_seeds() {
     std::vector<bytes> seeds;
-    static constexpr uint32_t commands[] = {0x10001, 0x10030, 0x10037, 0x100d6, 0x100f1, 0x20000};
-    const bytes context = bytes_from_hex("0001 000f fff0 0007 6465 6661 756c 74"); /* "default" */
+    static constexpr uint32_t commands[] = {0x10001, 0x10002, 0x10003, 0x10004, 0x10005, 0x10006,
+                                            0x10007, 0x10008, 0x1000a, 0x1000b, 0x10010, 0x10030,
+                                            0x10037, 0x1004e, 0x100b0, 0x100c0, 0x100d6, 0x100e7,
+                                            0x100f1, 0x10104, 0x10108, 0x10109, 0x1010b, 0x20000};
+    const bytes whats[] = {bytes_from_hex("0001 000f 0002 0007 6465 6661 756c 74"), /* VRF "default" */
+                           bytes_from_hex("0003 0011 0001 0000 000c 0000 000a 0001 0e")};
     for (const uint32_t command : commands) {
         bytes seed;
-        for (const cmd_action action : {CMD_ACTION_GET, CMD_ACTION_SET}) {
-            bytes request(256);
-            request.resize(cmd_request_write(request.data(), request.size(), 1, action, command, "cookie", 6,
-                                             context.data(), static_cast<uint32_t>(context.size())));
-            fuzz_put_message(&seed, 0, request);
-        }
+        for (const bytes &attributes : whats)
+            fuzz_put_message(&seed, 0, command_request(command, CMD_ACTION_GET, {}, attributes));
+        fuzz_put_message(&seed, 0, command_request(command, CMD_ACTION_SET, {'c', 'o'}, {}));
+        seeds.push_back(seed);
+    }
+    const struct {
+        uint32_t command;
+        ufib_show_what what;
+        const ufib_family *family;
+    } walks[] = {{0x10001, UFIB_SHOW_ROUTES, &ufib_v4}, {0x10002, UFIB_SHOW_ROUTES, &ufib_v6},
+                 {0x10003, UFIB_SHOW_ADJ, &ufib_v4},    {0x10005, UFIB_SHOW_ECMP, nullptr},
+                 {0x10006, UFIB_SHOW_VOBJ, nullptr},    {0x10008, UFIB_SHOW_STORED_ROUTES, &ufib_v6},
+                 {0x10109, UFIB_SHOW_TABLES, nullptr}};
+    for (const auto &walk : walks) {
+        bytes seed;
+        fuzz_put_message(
+            &seed, 0, command_request(walk.command, CMD_ACTION_GET, show_cookie(walk.what, walk.family), {}));
         seeds.push_back(seed);
     }
     return seeds;
