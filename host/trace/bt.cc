@@ -8,7 +8,7 @@ int bt_init(bt_desc *desc, uint32_t key_len, uint32_t rec_len, uint32_t max_entr
             uint32_t records_per_entry, void *(*alloc)(size_t bytes), void (*release)(void *block)) {
     *desc = {};
     if (rec_len == 0 || max_entries == 0 || records_per_entry == 0 || records_per_entry > UINT8_MAX ||
-        max_entries > BT_RECORDS_MAX / records_per_entry || key_len > BT_KEY_MAX)
+        max_entries > BT_ENTRIES_MAX || key_len > BT_KEY_MAX)
         return -1;
     if (ravl_init(&desc->keys, key_len, BT_ENTRY_HEAD, nullptr) != 0) return -1;
     desc->enabled = 1;
@@ -37,6 +37,7 @@ static uint32_t ring_next(const bt_desc *desc, bt_entry *entry) {
     if (entry->count < desc->records_per_entry) return entry->count++; /* the ring has never turned */
     const uint32_t place = entry->first++;
     if (entry->first == desc->records_per_entry) entry->first = 0;
+    if (desc->order != nullptr) bt_order_remove(desc->order, entry->number, place);
     return place;
 }
 
@@ -49,10 +50,9 @@ int bt_add_rec(bt_desc *desc, const void *key, const void *rec) {
         bt_slot_list(desc, slot);
     }
     const uint32_t number = bt_slot_number(desc->pool, slot);
-    bt_entry *entry = bt_entry_at(desc->pool, number);
-    const uint32_t place = ring_next(desc, entry);
-    std::memcpy(bt_entry_bytes(entry) + desc->head_len + size_t{place} * desc->rec_len, rec, desc->rec_len);
-    if (desc->order != nullptr) bt_order_append(desc->order, number * desc->records_per_entry + place);
+    const uint32_t place = ring_next(desc, bt_entry_at(desc->pool, number));
+    std::memcpy(bt_record_at(desc->pool, number, place), rec, desc->rec_len);
+    if (desc->order != nullptr) bt_order_append(desc->order, number, place);
     return 0;
 }
 
@@ -63,6 +63,6 @@ int bt_delete_all_entries(bt_desc *desc) {
         if (bt_slot *slot = &desc->pool->slots[number]; slot->state != BT_SLOT_FREE) bt_slot_free(desc, slot);
     desc->release(desc->pool);
     desc->pool = nullptr;
-    if (desc->order != nullptr) desc->order->nodes = nullptr;
+    if (desc->order != nullptr) desc->order->pool = nullptr;
     return gone;
 }

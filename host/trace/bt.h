@@ -15,13 +15,12 @@
 
 inline constexpr uint32_t BT_KEY_MAX = RAVL_KEY_BYTES_MAX;
 inline constexpr uint32_t BT_FILTERS_MAX = 16;
-inline constexpr uint32_t BT_ENTRY_HEAD = 38;        /* bytes of an entry before its key */
-inline constexpr uint32_t BT_ORDER_ROWS_MAX = 32;    /* instances in one order queue */
-inline constexpr uint32_t BT_RECORDS_MAX = 1u << 20; /* entries x records of an instance */
+inline constexpr uint32_t BT_ENTRY_HEAD = 38;     /* bytes of an entry before its key */
+inline constexpr uint32_t BT_ORDER_ROWS_MAX = 31; /* instances in one order queue */
+inline constexpr uint32_t BT_ENTRIES_MAX = 1u << 19;
 
 struct bt_entry;
 struct bt_filter_set;
-struct bt_order_node;
 struct bt_order_row;
 struct bt_pool;
 struct bt_slot;
@@ -41,7 +40,7 @@ struct bt_desc {
     uint32_t entries; /* that exist */
     uint32_t key_len; /* bytes */
     uint32_t rec_len;
-    uint32_t head_len; /* of an entry, key included; the records follow */
+    uint32_t head_len; /* of an entry, key included */
     bt_pool *pool;     /* null until the first entry */
 };
 
@@ -59,8 +58,8 @@ struct bt_pos {
 };
 static_assert(sizeof(bt_pos) == 136);
 
-/* 0; -1 for lengths or counts of 0, a key above BT_KEY_MAX, or more than 255 records an entry or BT_RECORDS_MAX in
- * all. Enabled afterwards. 'alloc' and 'release' as malloc() and free(). */
+/* 0; -1 for lengths or counts of 0, a key above BT_KEY_MAX, more than 255 records an entry or BT_ENTRIES_MAX
+ * entries. Enabled afterwards. 'alloc' and 'release' as malloc() and free(). */
 [[nodiscard]] int bt_init(bt_desc *desc, uint32_t key_len, uint32_t rec_len, uint32_t max_entries,
                           uint32_t records_per_entry, void *(*alloc)(size_t bytes),
                           void (*release)(void *block));
@@ -108,7 +107,7 @@ int bt_delete_all_entries(bt_desc *desc); /* sticky ones too; how many there wer
 struct bt_order_row {
     bt_desc *desc; /* null: nobody has this row */
     struct bt_order_q *queue;
-    bt_order_node *nodes; /* of the instance's records */
+    bt_pool *pool; /* of the instance */
 };
 struct bt_order_q {
     uint32_t rows;

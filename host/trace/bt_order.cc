@@ -3,17 +3,20 @@
 
 #include <cstring>
 
-/* A reference: row and index of a node, and 1, so that 0 is none. */
-constexpr uint32_t INDEX_BITS = 20;
-static_assert(BT_RECORDS_MAX == 1u << INDEX_BITS && BT_ORDER_ROWS_MAX << INDEX_BITS != 0);
+/* A reference: row, entry, place, and 1, so that 0 is none. */
+constexpr uint32_t PLACE_BITS = 8, NUMBER_BITS = 19;
+static_assert(BT_ENTRIES_MAX == 1u << NUMBER_BITS &&
+              BT_ORDER_ROWS_MAX < 1u << (32 - PLACE_BITS - NUMBER_BITS));
 
-static uint32_t reference(const bt_order_row *row, uint32_t index) {
-    return (static_cast<uint32_t>(row - row->queue->row) << INDEX_BITS | index) + 1;
+static uint32_t reference(const bt_order_row *row, uint32_t number, uint32_t place) {
+    const auto index = static_cast<uint32_t>(row - row->queue->row);
+    return (index << (NUMBER_BITS + PLACE_BITS) | number << PLACE_BITS | place) + 1;
 }
-static uint32_t row_of(uint32_t ref) { return (ref - 1) >> INDEX_BITS; }
-static uint32_t index_of(uint32_t ref) { return (ref - 1) & (BT_RECORDS_MAX - 1); }
+static uint32_t row_of(uint32_t ref) { return (ref - 1) >> (NUMBER_BITS + PLACE_BITS); }
+static uint32_t number_of(uint32_t ref) { return (ref - 1) >> PLACE_BITS & (BT_ENTRIES_MAX - 1); }
+static uint32_t place_of(uint32_t ref) { return (ref - 1) & ((1u << PLACE_BITS) - 1); }
 static bt_order_node *node_of(const bt_order_q *queue, uint32_t ref) {
-    return &queue->row[row_of(ref)].nodes[index_of(ref)];
+    return bt_node_at(queue->row[row_of(ref)].pool, number_of(ref), place_of(ref));
 }
 
 int bt_init_rec_order_queue(bt_order_q *queue, uint32_t rows) {
@@ -30,20 +33,17 @@ int bt_set_rec_order(bt_desc *desc, bt_order_q *queue, uint32_t row) {
     return 0;
 }
 
-void bt_order_remove(const bt_order_row *row, uint32_t index) {
+void bt_order_remove(const bt_order_row *row, uint32_t number, uint32_t place) {
     bt_order_q *queue = row->queue;
-    bt_order_node *node = &row->nodes[index];
-    if (node->sequence == 0) return;
+    const bt_order_node *node = bt_node_at(row->pool, number, place);
     (node->older == 0 ? queue->first : node_of(queue, node->older)->newer) = node->newer;
     (node->newer == 0 ? queue->last : node_of(queue, node->newer)->older) = node->older;
-    *node = {};
 }
 
-void bt_order_append(const bt_order_row *row, uint32_t index) {
-    bt_order_remove(row, index);
+void bt_order_append(const bt_order_row *row, uint32_t number, uint32_t place) {
     bt_order_q *queue = row->queue;
-    const uint32_t ref = reference(row, index);
-    row->nodes[index] = {++queue->sequence, queue->last, 0};
+    const uint32_t ref = reference(row, number, place);
+    *bt_node_at(row->pool, number, place) = {++queue->sequence, queue->last, 0};
     (queue->last == 0 ? queue->first : node_of(queue, queue->last)->newer) = ref;
     queue->last = ref;
 }
@@ -52,26 +52,23 @@ void bt_order_append(const bt_order_row *row, uint32_t index) {
 
 static bool visit(const bt_order_q *queue, uint32_t ref, bt_pos *pos, bt_ordered_rec *out) {
     if (ref == 0) return false;
-    const bt_desc *desc = queue->row[row_of(ref)].desc;
-    const uint32_t number = index_of(ref) / desc->records_per_entry;
-    const uint32_t place = index_of(ref) % desc->records_per_entry;
-    const bt_entry *entry = bt_entry_at(desc->pool, number);
-    *out = {desc, entry, bt_entry_bytes(entry) + desc->head_len + size_t{place} * desc->rec_len};
+    const bt_order_row *row = &queue->row[row_of(ref)];
+    const bt_entry *entry = bt_entry_at(row->pool, number_of(ref));
+    *out = {row->desc, entry, bt_record_at(row->pool, number_of(ref), place_of(ref))};
     pos->sequence = node_of(queue, ref)->sequence;
     pos->row = row_of(ref);
-    pos->key_len = static_cast<uint16_t>(desc->key_len);
-    std::memcpy(pos->key, bt_entry_key(entry), desc->key_len);
+    pos->key_len = static_cast<uint16_t>(row->desc->key_len);
+    std::memcpy(pos->key, bt_entry_key(entry), row->desc->key_len);
     return true;
 }
 
 /* The reference of the record at 'pos' while it exists; else 0. */
 static uint32_t find(const bt_order_q *queue, const bt_pos *pos) {
     const bt_order_row *row = &queue->row[pos->row];
-    const bt_slot *slot = bt_slot_find(row->desc, pos->key);
-    if (slot == nullptr) return 0;
-    const uint32_t first = bt_slot_number(row->desc->pool, slot) * row->desc->records_per_entry;
-    for (uint32_t place = 0; place < row->desc->records_per_entry; place++)
-        if (row->nodes[first + place].sequence == pos->sequence) return reference(row, first + place);
+    const bt_entry *entry = bt_get_entry(row->desc, pos->key);
+    for (uint32_t place = 0; entry != nullptr && place < entry->count; place++)
+        if (bt_node_at(row->pool, entry->number, place)->sequence == pos->sequence)
+            return reference(row, entry->number, place);
     return 0;
 }
 

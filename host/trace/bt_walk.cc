@@ -38,14 +38,15 @@ const bt_entry *bt_get_entry(const bt_desc *desc, const void *key) {
     return slot == nullptr ? nullptr : bt_entry_at(desc->pool, bt_slot_number(desc->pool, slot));
 }
 
-const void *bt_entry_key(const bt_entry *entry) { return bt_entry_bytes(entry) + BT_ENTRY_HEAD; }
+const void *bt_entry_key(const bt_entry *entry) {
+    return reinterpret_cast<const uint8_t *>(entry) + BT_ENTRY_HEAD;
+}
 
 bool bt_pos_ok(const bt_desc *desc, const bt_pos *pos) { return pos->key_len == desc->key_len; }
 
 static const void *record_at(const bt_desc *desc, const bt_entry *entry, uint32_t age) {
     if (age >= entry->count) return nullptr;
-    const uint32_t place = (entry->first + age) % desc->records_per_entry;
-    return bt_entry_bytes(entry) + desc->head_len + size_t{place} * desc->rec_len;
+    return bt_record_at(desc->pool, entry->number, (entry->first + age) % desc->records_per_entry);
 }
 
 const void *bt_get_first_record(const bt_desc *desc, const bt_entry *entry, bt_pos *pos) {

@@ -213,7 +213,7 @@ TEST_F(bt_test, refuses_what_cannot_be_kept_and_changes_nothing) {
     EXPECT_EQ(bt_init(&bad, 0, 1, 1, 1, take, std::free), -1);
     EXPECT_EQ(bt_init(&bad, BT_KEY_MAX + 1, 1, 1, 1, take, std::free), -1);
     EXPECT_EQ(bt_init(&bad, 1, 1, 1, 256, take, std::free), -1);
-    EXPECT_EQ(bt_init(&bad, 1, 1, BT_RECORDS_MAX, 2, take, std::free), -1);
+    EXPECT_EQ(bt_init(&bad, 1, 1, BT_ENTRIES_MAX + 1, 2, take, std::free), -1);
 }
 
 /* What comes back from a client may name anything. */
