@@ -1,5 +1,7 @@
 #include "tests/diag/show_rig.h"
 
+#include "core/lcfwd_log.h"
+#include "core/ufib_trace.h"
 #include "host/interfaces/interfaces.h"
 #include "ufib/ufib_ecmp.h"
 
@@ -177,6 +179,32 @@ TEST_P(object_show, virtual_objects_come_in_pieces) {
     const show_answer all = ask(CMD_SHOW_VOBJ);
     EXPECT_EQ(all.pieces, 2u);
     EXPECT_EQ(objects(all), 130u);
+}
+
+/* Any byte of a cookie may be wrong: there is an answer, and nothing else happens. */
+TEST_P(object_show, damaged_cookies_are_answered) {
+    for (unsigned n = 0; n < 130; n++) {
+        ASSERT_TRUE(load1(over(n, {n})));
+        wire_route route = recursive(n, {through(n)});
+        ASSERT_TRUE(load1(route));
+        route = add(f(), dest(200 + n), path(n), ETH1 + n);
+        route.hops.push_back({.address = path(n + 1), .if_index = ETH1 + n, .table_id = f().table});
+        ASSERT_TRUE(load1(route));
+        UFIB_BL(1, UFIB_TR_UFDM_UP, n);
+    }
+    for (const uint32_t command : {adj_command(), uint32_t{CMD_SHOW_ECMP}, uint32_t{CMD_SHOW_VOBJ},
+                                   uint32_t{CMD_SHOW_INTERFACES}, uint32_t{CMD_SHOW_TRACE}}) {
+        const bytes good = show(&rig, command, {}, {}, 1).cookie;
+        ASSERT_EQ(good.size(), 256u) << command;
+        for (size_t at = 0; at < good.size(); at++)
+            for (const uint8_t value : {uint8_t{0}, uint8_t{0x7f}, uint8_t{0xff}}) {
+                bytes bad = good;
+                bad[at] = value;
+                rig.take();
+                rig.send(OPC_COMMAND, show_request(command, {}, bad));
+                EXPECT_GE(rig.take(OPC_COMMAND).size(), 1u) << command << " byte " << at;
+            }
+    }
 }
 
 TEST_F(vobj_test, interfaces_and_vlans_are_told) {
