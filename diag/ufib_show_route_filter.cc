@@ -93,27 +93,16 @@ static bool on_punt(const ufib_route_show *show, const ufib_pfx *pfx) {
     return on_global(pfx, show->family.global_punt);
 }
 
-void ufib_show_routes_intf(ufib_route_show *show, ufib_table *table) {
-    ufib_show_route_walk(show, table, through_interface);
-}
-void ufib_show_routes_nh(ufib_route_show *show, ufib_table *table) {
-    ufib_show_route_walk(show, table, through_next_hop);
-}
-void ufib_show_routes_attached(ufib_route_show *show, ufib_table *table) {
-    ufib_show_route_walk(show, table, attached);
-}
-void ufib_show_routes_unresolved(ufib_route_show *show, ufib_table *table) {
-    ufib_show_route_walk(show, table, unresolved);
-}
-void ufib_show_routes_adj(ufib_route_show *show, ufib_table *table) {
-    ufib_show_route_walk(show, table, on_adjacency);
-}
-void ufib_show_routes_adj_drop(ufib_route_show *show, ufib_table *table) {
-    ufib_show_route_walk(show, table, on_drop);
-}
-void ufib_show_routes_adj_glean(ufib_route_show *show, ufib_table *table) {
-    ufib_show_route_walk(show, table, on_glean);
-}
-void ufib_show_routes_adj_punt(ufib_route_show *show, ufib_table *table) {
-    ufib_show_route_walk(show, table, on_punt);
+ufib_route_filter ufib_show_filter_of(uint32_t mode) {
+    switch (mode) {
+    case UFIB_SHOW_INTF: return through_interface;
+    case UFIB_SHOW_NH: return through_next_hop;
+    case UFIB_SHOW_ATTACHED: return attached;
+    case UFIB_SHOW_UNRESOLVED: return unresolved;
+    case UFIB_SHOW_ON_ADJ: return on_adjacency;
+    case UFIB_SHOW_ADJ_DROP: return on_drop;
+    case UFIB_SHOW_ADJ_GLEAN: return on_glean;
+    case UFIB_SHOW_ADJ_PUNT: return on_punt;
+    default: return nullptr;
+    }
 }

@@ -10,7 +10,6 @@
 
 #include <cstdio>
 #include <cstring>
-#include <iterator>
 
 static bool stopped(const ufib_route_show *show) { return show->walk.full || show->ended || show->answered; }
 
@@ -76,7 +75,7 @@ static bool walk_first(ufib_route_show *show, const ufib_table_side *side, pt_no
                   : pt_get_first_node(&side->trie, node);
 }
 
-void ufib_show_route_walk(ufib_route_show *show, ufib_table *table, ufib_route_filter filter) {
+static void walk(ufib_route_show *show, ufib_table *table, ufib_route_filter filter) {
     const ufib_table_side *side = ufib_show_side(show, table);
     pt_node node;
     bool more = walk_first(show, side, &node);
@@ -85,10 +84,6 @@ void ufib_show_route_walk(ufib_route_show *show, ufib_table *table, ufib_route_f
         if (stopped(show)) return;
         more = pt_get_next_node(&side->trie, node.key, node.bits, &node);
     }
-}
-
-void ufib_show_routes(ufib_route_show *show, ufib_table *table) {
-    ufib_show_route_walk(show, table, nullptr);
 }
 
 /* ---- one prefix, and what is inside it ---- */
@@ -144,44 +139,26 @@ void ufib_show_longer_prefixes(ufib_route_show *show, ufib_table *table) {
     }
 }
 
-void ufib_show_route_exact(ufib_route_show *show, ufib_table *table) {
-    if ((show->walk.params->flags & UFIB_SHOW_LONGER) != 0)
-        ufib_show_longer_prefixes(show, table);
-    else
-        one_print(show, table, true);
-}
-
-void ufib_show_route_longest(ufib_route_show *show, ufib_table *table) { one_print(show, table, false); }
-
 /* ---- one table ---- */
 
-using mode_function = void (*)(ufib_route_show *show, ufib_table *table);
-static constexpr mode_function modes[] = {
-    nullptr, /* modes begin with 1 */
-    ufib_show_routes,
-    ufib_show_route_summary,
-    ufib_show_route_exact,
-    ufib_show_route_longest,
-    ufib_show_routes_intf,
-    ufib_show_routes_nh,
-    nullptr,
-    ufib_show_routes_attached,
-    ufib_show_routes_unresolved,
-    ufib_show_routes_adj,
-    ufib_show_routes_adj_drop,
-    ufib_show_routes_adj_glean,
-    ufib_show_routes_adj_punt,
-    ufib_show_routes,
-};
-static_assert(std::size(modes) == UFIB_SHOW_ALL_TOO + 1);
+void ufib_show_mode(ufib_route_show *show, ufib_table *table, uint32_t mode) {
+    if (mode == UFIB_SHOW_SUMMARY)
+        ufib_show_route_summary(show, table);
+    else if (mode == UFIB_SHOW_EXACT && (show->walk.params->flags & UFIB_SHOW_LONGER) != 0)
+        ufib_show_longer_prefixes(show, table);
+    else if (mode == UFIB_SHOW_EXACT || mode == UFIB_SHOW_LONGEST)
+        one_print(show, table, mode == UFIB_SHOW_EXACT);
+    else
+        walk(show, table, ufib_show_filter_of(mode));
+}
 
 /* Wildcard tables that all VRFs share are shown once, before all tables. */
 static bool wildcard_goes_first(const ufib_route_show *show, const ufib_table *table) {
     const ufib_show_params *params = show->walk.params;
     const bool shown_already =
         (params->flags & UFIB_SHOW_ALL_VRFS) != 0 && ufib_platform_optimize_wildcard_table();
-    return modes[params->mode] == ufib_show_routes && table->table_id != show->family.wildcard_table &&
-           !shown_already;
+    const bool all = params->mode == UFIB_SHOW_ALL || params->mode == UFIB_SHOW_ALL_TOO;
+    return all && table->table_id != show->family.wildcard_table && !shown_already;
 }
 
 void ufib_show_table(ufib_route_show *show, ufib_table *table) {
@@ -190,12 +167,12 @@ void ufib_show_table(ufib_route_show *show, ufib_table *table) {
     if (wildcard_goes_first(show, table) && !in_table) {
         ufib_table *wildcard = ufib_show_table_search(show, show->family.wildcard_table);
         params->flags |= UFIB_SHOW_IN_WILDCARD;
-        if (wildcard != nullptr) ufib_show_routes(show, wildcard);
+        if (wildcard != nullptr) ufib_show_mode(show, wildcard, params->mode);
         if (stopped(show)) return;
         show->resume = false;
     }
     params->flags &= ~UFIB_SHOW_IN_WILDCARD;
-    modes[params->mode](show, table);
+    ufib_show_mode(show, table, params->mode);
 }
 
 /* False: answered. */

@@ -59,101 +59,96 @@ void ufib_show_step(ufib_route_show *show, bool shown);
 /* A table of the show's family; null: none, or of the other family. */
 [[nodiscard]] ufib_table *ufib_show_table_search(const ufib_route_show *show, uint32_t table_id);
 
-/* The prefixes of a table that the filter lets through (null: all), from the position or from the first. */
+/* Which prefixes a mode wants; null: all of them. */
 using ufib_route_filter = bool (*)(const ufib_route_show *show, const ufib_pfx *pfx);
-void ufib_show_route_walk(ufib_route_show *show, ufib_table *table, ufib_route_filter filter);
+[[nodiscard]] ufib_route_filter ufib_show_filter_of(uint32_t mode);
 
 /* Whether an adjacency is one of a VDC's globals: it stands for no next hop. */
 [[nodiscard]] bool ufib_show_adj_is_global(const ufib_adj *adj);
 
-/* The modes. */
-void ufib_show_routes(ufib_route_show *show, ufib_table *table);
-void ufib_show_route_summary(ufib_route_show *show,
-                             ufib_table *table);                      /* the wildcard table's counts added */
-void ufib_show_route_exact(ufib_route_show *show, ufib_table *table); /* or, with the flag, all inside it */
+/* What one mode shows of one table: counts, one prefix (or all inside it), or a walk with the mode's filter from the
+ * position, or from the first prefix on. */
+void ufib_show_mode(ufib_route_show *show, ufib_table *table, uint32_t mode);
 void ufib_show_longer_prefixes(ufib_route_show *show, ufib_table *table);
-void ufib_show_route_longest(ufib_route_show *show, ufib_table *table);
-void ufib_show_routes_intf(ufib_route_show *show, ufib_table *table);
-void ufib_show_routes_nh(ufib_route_show *show, ufib_table *table);
-void ufib_show_routes_attached(ufib_route_show *show, ufib_table *table);
-void ufib_show_routes_unresolved(ufib_route_show *show, ufib_table *table);
-void ufib_show_routes_adj(ufib_route_show *show, ufib_table *table);
-void ufib_show_routes_adj_drop(ufib_route_show *show, ufib_table *table);
-void ufib_show_routes_adj_glean(ufib_route_show *show, ufib_table *table);
-void ufib_show_routes_adj_punt(ufib_route_show *show, ufib_table *table);
+void ufib_show_route_summary(ufib_route_show *show,
+                             ufib_table *table); /* the wildcard table's counts added */
 
-/* By family. */
-inline void ufib_show_v4_routes(ufib_route_show *show, ufib_table *table) { ufib_show_routes(show, table); }
-inline void ufib_show_v4_route_summary(ufib_route_show *show, ufib_table *table) {
-    ufib_show_route_summary(show, table);
+/* The modes by name and family. */
+inline void ufib_show_v4_routes(ufib_route_show *show, ufib_table *table) {
+    ufib_show_mode(show, table, UFIB_SHOW_ALL);
 }
 inline void ufib_show_v4_route_exact(ufib_route_show *show, ufib_table *table) {
-    ufib_show_route_exact(show, table);
+    ufib_show_mode(show, table, UFIB_SHOW_EXACT);
+}
+inline void ufib_show_v4_route_longest(ufib_route_show *show, ufib_table *table) {
+    ufib_show_mode(show, table, UFIB_SHOW_LONGEST);
+}
+inline void ufib_show_v4_routes_intf(ufib_route_show *show, ufib_table *table) {
+    ufib_show_mode(show, table, UFIB_SHOW_INTF);
+}
+inline void ufib_show_v4_routes_nh(ufib_route_show *show, ufib_table *table) {
+    ufib_show_mode(show, table, UFIB_SHOW_NH);
+}
+inline void ufib_show_v4_routes_attached(ufib_route_show *show, ufib_table *table) {
+    ufib_show_mode(show, table, UFIB_SHOW_ATTACHED);
+}
+inline void ufib_show_v4_routes_unresolved(ufib_route_show *show, ufib_table *table) {
+    ufib_show_mode(show, table, UFIB_SHOW_UNRESOLVED);
+}
+inline void ufib_show_v4_routes_adj(ufib_route_show *show, ufib_table *table) {
+    ufib_show_mode(show, table, UFIB_SHOW_ON_ADJ);
+}
+inline void ufib_show_v4_routes_adj_drop(ufib_route_show *show, ufib_table *table) {
+    ufib_show_mode(show, table, UFIB_SHOW_ADJ_DROP);
+}
+inline void ufib_show_v4_routes_adj_glean(ufib_route_show *show, ufib_table *table) {
+    ufib_show_mode(show, table, UFIB_SHOW_ADJ_GLEAN);
+}
+inline void ufib_show_v4_routes_adj_punt(ufib_route_show *show, ufib_table *table) {
+    ufib_show_mode(show, table, UFIB_SHOW_ADJ_PUNT);
 }
 inline void ufib_show_v4_longer_prefixes(ufib_route_show *show, ufib_table *table) {
     ufib_show_longer_prefixes(show, table);
 }
-inline void ufib_show_v4_route_longest(ufib_route_show *show, ufib_table *table) {
-    ufib_show_route_longest(show, table);
-}
-inline void ufib_show_v4_routes_intf(ufib_route_show *show, ufib_table *table) {
-    ufib_show_routes_intf(show, table);
-}
-inline void ufib_show_v4_routes_nh(ufib_route_show *show, ufib_table *table) {
-    ufib_show_routes_nh(show, table);
-}
-inline void ufib_show_v4_routes_attached(ufib_route_show *show, ufib_table *table) {
-    ufib_show_routes_attached(show, table);
-}
-inline void ufib_show_v4_routes_unresolved(ufib_route_show *show, ufib_table *table) {
-    ufib_show_routes_unresolved(show, table);
-}
-inline void ufib_show_v4_routes_adj(ufib_route_show *show, ufib_table *table) {
-    ufib_show_routes_adj(show, table);
-}
-inline void ufib_show_v4_routes_adj_drop(ufib_route_show *show, ufib_table *table) {
-    ufib_show_routes_adj_drop(show, table);
-}
-inline void ufib_show_v4_routes_adj_glean(ufib_route_show *show, ufib_table *table) {
-    ufib_show_routes_adj_glean(show, table);
-}
-inline void ufib_show_v4_routes_adj_punt(ufib_route_show *show, ufib_table *table) {
-    ufib_show_routes_adj_punt(show, table);
-}
-inline void ufib_show_v6_routes(ufib_route_show *show, ufib_table *table) { ufib_show_routes(show, table); }
-inline void ufib_show_v6_route_summary(ufib_route_show *show, ufib_table *table) {
+inline void ufib_show_v4_route_summary(ufib_route_show *show, ufib_table *table) {
     ufib_show_route_summary(show, table);
 }
+inline void ufib_show_v6_routes(ufib_route_show *show, ufib_table *table) {
+    ufib_show_mode(show, table, UFIB_SHOW_ALL);
+}
 inline void ufib_show_v6_route_exact(ufib_route_show *show, ufib_table *table) {
-    ufib_show_route_exact(show, table);
+    ufib_show_mode(show, table, UFIB_SHOW_EXACT);
+}
+inline void ufib_show_v6_route_longest(ufib_route_show *show, ufib_table *table) {
+    ufib_show_mode(show, table, UFIB_SHOW_LONGEST);
+}
+inline void ufib_show_v6_routes_intf(ufib_route_show *show, ufib_table *table) {
+    ufib_show_mode(show, table, UFIB_SHOW_INTF);
+}
+inline void ufib_show_v6_routes_nh(ufib_route_show *show, ufib_table *table) {
+    ufib_show_mode(show, table, UFIB_SHOW_NH);
+}
+inline void ufib_show_v6_routes_attached(ufib_route_show *show, ufib_table *table) {
+    ufib_show_mode(show, table, UFIB_SHOW_ATTACHED);
+}
+inline void ufib_show_v6_routes_unresolved(ufib_route_show *show, ufib_table *table) {
+    ufib_show_mode(show, table, UFIB_SHOW_UNRESOLVED);
+}
+inline void ufib_show_v6_routes_adj(ufib_route_show *show, ufib_table *table) {
+    ufib_show_mode(show, table, UFIB_SHOW_ON_ADJ);
+}
+inline void ufib_show_v6_routes_adj_drop(ufib_route_show *show, ufib_table *table) {
+    ufib_show_mode(show, table, UFIB_SHOW_ADJ_DROP);
+}
+inline void ufib_show_v6_routes_adj_glean(ufib_route_show *show, ufib_table *table) {
+    ufib_show_mode(show, table, UFIB_SHOW_ADJ_GLEAN);
+}
+inline void ufib_show_v6_routes_adj_punt(ufib_route_show *show, ufib_table *table) {
+    ufib_show_mode(show, table, UFIB_SHOW_ADJ_PUNT);
 }
 inline void ufib_show_v6_longer_prefixes(ufib_route_show *show, ufib_table *table) {
     ufib_show_longer_prefixes(show, table);
 }
-inline void ufib_show_v6_route_longest(ufib_route_show *show, ufib_table *table) {
-    ufib_show_route_longest(show, table);
-}
-inline void ufib_show_v6_routes_intf(ufib_route_show *show, ufib_table *table) {
-    ufib_show_routes_intf(show, table);
-}
-inline void ufib_show_v6_routes_nh(ufib_route_show *show, ufib_table *table) {
-    ufib_show_routes_nh(show, table);
-}
-inline void ufib_show_v6_routes_attached(ufib_route_show *show, ufib_table *table) {
-    ufib_show_routes_attached(show, table);
-}
-inline void ufib_show_v6_routes_unresolved(ufib_route_show *show, ufib_table *table) {
-    ufib_show_routes_unresolved(show, table);
-}
-inline void ufib_show_v6_routes_adj(ufib_route_show *show, ufib_table *table) {
-    ufib_show_routes_adj(show, table);
-}
-inline void ufib_show_v6_routes_adj_drop(ufib_route_show *show, ufib_table *table) {
-    ufib_show_routes_adj_drop(show, table);
-}
-inline void ufib_show_v6_routes_adj_glean(ufib_route_show *show, ufib_table *table) {
-    ufib_show_routes_adj_glean(show, table);
-}
-inline void ufib_show_v6_routes_adj_punt(ufib_route_show *show, ufib_table *table) {
-    ufib_show_routes_adj_punt(show, table);
+inline void ufib_show_v6_route_summary(ufib_route_show *show, ufib_table *table) {
+    ufib_show_route_summary(show, table);
 }
