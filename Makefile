@@ -10,7 +10,7 @@ FUZZ_SECONDS ?= 60
 SOAK_OPERATIONS ?= 400000
 SOAK_SEED ?= $(shell date +%s)
 
-.PHONY: help deps deps-ci build run test bench asan soak fuzz clang format check-format check-includes ci clean
+.PHONY: help deps deps-ci build run test bench asan hitless hitless-short soak fuzz clang format check-format check-includes ci clean
 .DEFAULT_GOAL := help
 
 help: ## this list
@@ -44,6 +44,13 @@ asan: deps ## tests under the address and undefined-behaviour sanitizers
 	@$(call configure,asan)
 	@$(call build_all,asan)
 	@$(call run_tests,asan)
+
+hitless: build ## the proof that nobody notices a restart: crash points, kills under a probe, the whole table; minutes
+	@scripts/hitless.sh
+
+hitless-short: build ## a little of it, in less than a minute
+	@HITLESS_KILLS=$${HITLESS_KILLS:-5} HITLESS_RESTARTS=$${HITLESS_RESTARTS:-6} HITLESS_ROUTES=$${HITLESS_ROUTES:-20000} \
+		CRASHPOINTS_STEP=$${CRASHPOINTS_STEP:-60} scripts/hitless.sh
 
 soak: build ## a long random life of the model; SOAK_OPERATIONS and SOAK_SEED choose another
 	@LCFWD_RANDOM_OPERATIONS=$(SOAK_OPERATIONS) LCFWD_RANDOM_SEED=$(SOAK_SEED) \

@@ -1,7 +1,7 @@
 #!/bin/bash
 # scripts/run.sh: starts lcfwd on a private root directory, loads a whole Internet routing table as the supervisor
-# would, checks every prefix in the forwarding engine, prints the figures and stops. Exit code 0 only when nothing was
-# wrong. KEEP=1 keeps the root directory.
+# would, checks every prefix in the forwarding engine, kills and restarts it while another process looks up all prefixes,
+# prints the figures and stops. Exit code 0 only when nothing was wrong. KEEP=1 keeps the root directory.
 cd "$(dirname "$0")/.." || exit 2
 bin=build/release/bin
 ctl=$bin/lcfwdctl
@@ -15,8 +15,10 @@ free_kb=$(df -Pk /dev/shm 2>/dev/null | awk 'NR == 2 {print $4}')
 [ -w /dev/shm ] && [ "${free_kb:-0}" -ge "$needed_kb" ] && base=/dev/shm
 root=$(mktemp -d "$base/lcfwd-run.XXXXXX") || exit 2
 pid=
+probe=
 
 finish() {
+    [ -n "$probe" ] && kill -KILL "$probe" 2>/dev/null
     [ -n "$pid" ] && kill -KILL "$pid" && wait "$pid" 2>/dev/null
     if [ "${KEEP:-0}" = 1 ]; then echo "kept: $root"; else rm -rf "$root"; fi
 }
@@ -34,13 +36,21 @@ figure() { printf "  %-18s %s\n" "$1" "$2"; }
 # The number of a key in one-row JSON output.
 json_number() { sed -nE "s/.*\"$1\": ([0-9.]+).*/\1/p" <<<"$2"; }
 
-"$bin/lcfwd" --slot 1 --root "$root" --cold >"$root/console.txt" 2>&1 </dev/null &
-pid=$!
-for _ in $(seq 100); do
-    "$ctl" status --root "$root" >/dev/null 2>&1 && break
-    kill -0 "$pid" 2>/dev/null || { wait "$pid"; code=$?; pid=; fail "lcfwd ended with code $code"; }
-    sleep 0.1
-done
+# Starts lcfwd and waits until it answers.
+start() {
+    "$bin/lcfwd" --slot 1 --root "$root" "$@" >"$root/console.txt" 2>&1 </dev/null &
+    pid=$!
+    local _
+    for _ in $(seq 1000); do
+        "$ctl" status --root "$root" >/dev/null 2>&1 && break
+        kill -0 "$pid" 2>/dev/null || { wait "$pid"; code=$?; pid=; fail "lcfwd ended with code $code"; }
+        sleep 0.01
+    done
+}
+engine_writes() { "$ctl" engine --root "$root" | awk '$2 == "writes" {print $3}'; }
+milliseconds() { echo $(($(date +%s%N) / 1000000)); }
+
+start --cold
 "$ctl" vdc create 1 --root "$root" >/dev/null || fail "VDC 1 cannot be made"
 echo "lcfwd runs (process $pid) on the root directory $root; loading the Internet's routing table ..."
 
@@ -59,6 +69,25 @@ changed=$("$ctl" repoint 0 1 --root "$root" --json) || fail "the path was not ch
 "$ctl" repoint 0 0 --root "$root" --quiet >/dev/null || fail "the path was not changed back"
 verified_again=$("$ctl" verify "${lists[@]}" "${shape[@]}" --recursive --root "$root" --json) || status=1
 [ -n "$verified_again" ] || fail "the look-ups of recursive routes were not made"
+
+# Dies and comes back while another process looks up every prefix, over and over.
+writes_before=$(engine_writes)
+"$ctl" probe "${lists[@]}" "${shape[@]}" --changes 0 --seconds 600 --root "$root" --json >"$root/probe.txt" 2>&1 &
+probe=$!
+for _ in $(seq 300); do # it reads the lists first
+    [ "$("$ctl" engine --root "$root" | awk '$2 == "readers" {print $3}')" -gt 1 ] && break
+    sleep 0.1
+done
+kill -KILL "$pid" && wait "$pid" 2>/dev/null
+dead=$(milliseconds)
+start
+restart_ms=$(($(milliseconds) - dead))
+writes=$(($(engine_writes) - writes_before))
+sleep 1
+kill -TERM "$probe" && wait "$probe" || status=1
+probe=
+probed=$(cat "$root/probe.txt")
+[ "$writes" -eq 0 ] || status=1
 
 routes=$(json_number routes "$loaded")
 refused=$(json_number routes_refused "$loaded")
@@ -82,6 +111,8 @@ figure "wrong look-ups" "$(grouped "$wrong")"
 figure "recursive" "the same routes again by recursive next hops: $(grouped "$(json_number routes_per_s "$recursed")") routes/s, $(grouped "$refused_again") refused,"
 figure "" "$(grouped "$wrong_again") wrong look-ups"
 figure "path change" "$(json_number microseconds "$changed") us from send to answer, for all prefixes behind one of them"
+figure "restart" "killed and started again, ready after $restart_ms ms with all routes, $(grouped "$writes") engine writes;"
+figure "" "$(grouped "$(json_number lookups "$probed")") look-ups meanwhile, $(grouped "$(json_number wrong "$probed")") wrong, $(grouped "$(json_number missing "$probed")") of them missing"
 figure "log" "$root/var/sysmgr/tmp_logs/lcfwd_log.txt"
 figure "store" "$root/dev/shm/lcfwd_*"
 

@@ -56,18 +56,28 @@ static std::string read_file(const std::string &path) {
     return text.str();
 }
 
-process_result process_run(const std::vector<std::string> &words, const std::string &folder, int seconds) {
-    const std::string out = folder + "/run.out", err = folder + "/run.err";
-    const pid_t pid = spawn(words, out, err);
+static process_result take_result(pid_t pid, const std::string &folder, int seconds) {
     const int code = await(pid, seconds);
     if (code < 0) kill_hard(pid);
-    return {code, read_file(out), read_file(err)};
+    return {code, read_file(folder + "/run.out"), read_file(folder + "/run.err")};
+}
+
+pid_t process_begin(const std::vector<std::string> &words, const std::string &folder) {
+    return spawn(words, folder + "/run.out", folder + "/run.err");
+}
+
+process_result process_end(pid_t pid, const std::string &folder, int seconds) {
+    kill(pid, SIGTERM);
+    return take_result(pid, folder, seconds);
+}
+
+process_result process_run(const std::vector<std::string> &words, const std::string &folder, int seconds) {
+    return take_result(process_begin(words, folder), folder, seconds);
 }
 
 void process_test::SetUp() {
-    char pattern[] = "/tmp/lcfwd_process_XXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    folder = pattern;
+    folder = base + "/lcfwd_process_XXXXXX";
+    ASSERT_NE(mkdtemp(folder.data()), nullptr);
     root = folder + "/root";
 }
 
@@ -81,18 +91,23 @@ void process_test::TearDown() {
     std::filesystem::remove_all(folder);
 }
 
-void process_test::start(const std::string &where, int slot, const std::vector<std::string> &more) {
+void process_test::begin(const std::string &where, int slot, const std::vector<std::string> &more) {
     std::vector<std::string> words = {LCFWD_BINARY, "--slot", std::to_string(slot), "--root", where};
     words.insert(words.end(), more.begin(), more.end());
     const std::string name = folder + "/lcfwd" + std::to_string(slot);
     instances.push_back({slot, spawn(words, name + ".out", name + ".err")});
+}
+
+void process_test::start(const std::string &where, int slot, const std::vector<std::string> &more) {
+    begin(where, slot, more);
     process_result asked{};
     for (int tries = 0; tries < 20; tries++) {
         asked =
             process_run({LCFWDCTL_BINARY, "status", "--slot", std::to_string(slot), "--root", where}, folder);
         if (asked.code == 0 || !is_running(slot)) break;
     }
-    ASSERT_EQ(asked.code, 0) << "lcfwd did not answer\n" << asked.err << read_file(name + ".err");
+    ASSERT_EQ(asked.code, 0) << "lcfwd did not answer\n"
+                             << asked.err << read_file(folder + "/lcfwd" + std::to_string(slot) + ".err");
 }
 
 bool process_test::is_running(int slot) {
@@ -104,6 +119,12 @@ bool process_test::is_running(int slot) {
         return error == 0 && ended.si_pid == 0;
     }
     return false;
+}
+
+pid_t process_test::pid_of(int slot) {
+    for (const instance &one : instances)
+        if (one.slot == slot) return one.pid;
+    return 0;
 }
 
 void process_test::stop(int slot) {

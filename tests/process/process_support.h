@@ -16,6 +16,10 @@ struct process_result {
 process_result process_run(const std::vector<std::string> &words, const std::string &folder,
                            int seconds = 60);
 
+/* The same for a program that runs on meanwhile; process_end() asks it to end, by SIGTERM, and waits for it. */
+[[nodiscard]] pid_t process_begin(const std::vector<std::string> &words, const std::string &folder);
+process_result process_end(pid_t pid, const std::string &folder, int seconds = 60);
+
 /* A folder for one test, with everything below it removed at the end, and the processes that the test started. */
 class process_test : public testing::Test {
 protected:
@@ -26,7 +30,10 @@ protected:
     void start(const std::string &root, int slot = 1, const std::vector<std::string> &more = {});
     void stop(int slot = 1);  /* SIGTERM; the exit code must be 0 */
     void crash(int slot = 1); /* SIGKILL */
+    /* lcfwd is started and nobody waits for its answer. */
+    void begin(const std::string &root, int slot = 1, const std::vector<std::string> &more = {});
     [[nodiscard]] bool is_running(int slot = 1);
+    [[nodiscard]] pid_t pid_of(int slot = 1); /* 0: none was started */
 
     /* lcfwdctl with the root of this test and quiet. */
     process_result ctl(std::vector<std::string> words);
@@ -35,6 +42,7 @@ protected:
 
     std::string write(const std::string &name, const std::string &text);
 
+    std::string base = "/tmp"; /* of the test's folder */
     std::string folder, root;
 
 private:
