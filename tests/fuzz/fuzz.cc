@@ -7,7 +7,7 @@
 
 const std::vector<const fuzz_target *> &fuzz_targets() {
     static const std::vector<const fuzz_target *> targets = {
-        &fuzz_routes_v1, &fuzz_routes_v0, &fuzz_neighbours, &fuzz_control,    &fuzz_commands,
+        &fuzz_routes_v1, &fuzz_routes_v0, &fuzz_neighbours, &fuzz_control,    &fuzz_commands,    &fuzz_checks,
         &fuzz_frames,    &fuzz_tlv,       &fuzz_codec,      &fuzz_store_file, &fuzz_store_record};
     return targets;
 }

@@ -25,6 +25,7 @@ extern const fuzz_target fuzz_routes_v0;  /* the same in the older format */
 extern const fuzz_target fuzz_neighbours; /* neighbour notices, over some routes */
 extern const fuzz_target fuzz_control;    /* every opcode that the process knows */
 extern const fuzz_target fuzz_commands;   /* operators' requests */
+extern const fuzz_target fuzz_checks;     /* consistency checks and polls of statistics */
 extern const fuzz_target fuzz_frames;     /* frames of the bus */
 extern const fuzz_target fuzz_tlv;        /* arrays of type, length, value */
 extern const fuzz_target fuzz_codec;      /* message structures, by their tables */
