@@ -72,11 +72,13 @@ void ufib_pss_insert_vobj(const ufib_vobj *vobj) {
         if (handle != 0) record_store(vobj, handle, record);
 }
 
+void ufib_pss_delete_vobj_record(uint32_t vdc_id, uint32_t handle) {
+    if (handle != 0) (void)lcfwd_pss_record_delete(LCFWD_PSS_VOBJ, vdc_id, &handle, sizeof handle);
+}
+
 void ufib_pss_delete_vobj(const ufib_vobj *vobj, uint32_t instance) {
-    const uint32_t handles[] = {vobj->old_handle, vobj->new_handle};
-    for (uint32_t i = UFIB_VOBJ_OLD; i <= UFIB_VOBJ_NEW; i++)
-        if (handles[i] != 0 && (instance == UFIB_VOBJ_BOTH || instance == i))
-            (void)lcfwd_pss_record_delete(LCFWD_PSS_VOBJ, vobj->vdc_id, &handles[i], sizeof handles[i]);
+    if (instance != UFIB_VOBJ_NEW) ufib_pss_delete_vobj_record(vobj->vdc_id, vobj->old_handle);
+    if (instance != UFIB_VOBJ_OLD) ufib_pss_delete_vobj_record(vobj->vdc_id, vobj->new_handle);
 }
 
 bool ufib_pss_get_vobj(uint32_t vdc_id, uint32_t handle, ufib_vobj_record *out) {

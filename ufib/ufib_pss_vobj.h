@@ -45,6 +45,8 @@ void ufib_pss_vobj_record_fill(const ufib_vobj *vobj, ufib_vobj_record *record);
 void ufib_pss_insert_vobj(const ufib_vobj *vobj);
 /* Removes the record of an instance: 0 old, 1 new, 2 both; one without a handle: nothing. */
 void ufib_pss_delete_vobj(const ufib_vobj *vobj, uint32_t instance);
+/* The same by the handle that the instance had. */
+void ufib_pss_delete_vobj_record(uint32_t vdc_id, uint32_t handle);
 
 /* The record under a handle, rows behind the last one zeroed. False: none, or a damaged one (too short, more rows than
  * it has room for). */

@@ -39,13 +39,16 @@ static void instance_forget(ufib_vobj *vobj, uint32_t instance) {
     if (vobj->fec != nullptr) vobj->fec->old_handle = 0;
 }
 
+/* The record that stays is written before the other one goes: the store may commit between the two, and must not name
+ * a handle that hardware has given to somebody else. */
 bool ufib_vobj_clear_instance(ufib_vobj *vobj, uint32_t instance) {
-    if ((instance == UFIB_VOBJ_NEW ? vobj->new_handle : vobj->old_handle) == 0) return true;
+    const uint32_t handle = instance == UFIB_VOBJ_NEW ? vobj->new_handle : vobj->old_handle;
+    if (handle == 0) return true;
     if (!ufib_platform_delete_vobj(vobj, instance)) return false;
     if (vobj->fec != nullptr) ufib_platform_delete_vobj_fec(vobj, instance);
-    ufib_pss_delete_vobj(vobj, instance);
     instance_forget(vobj, instance);
     ufib_pss_insert_vobj(vobj);
+    ufib_pss_delete_vobj_record(vobj->vdc_id, handle);
     return true;
 }
 
