@@ -52,8 +52,7 @@ static constexpr ufib_counter_row rows[] = {
     {UFIB_COUNTS_INTERNAL, "V6 malformed records", "v6_malformed_records", of_v6<&family::malformed_records>},
     {UFIB_COUNTS_INTERNAL, "V6 routes recovered", "v6_routes_recovered", of_v6<&family::routes_recovered>},
     {UFIB_COUNTS_INTERNAL, "Stale delete msgs", "stale_deletes", of_vdc<&stats::stale_deletes>},
-    {UFIB_COUNTS_INTERNAL, "Hardware entries repaired", "entries_repaired",
-     of_vdc<&stats::entries_repaired>},
+    {UFIB_COUNTS_INTERNAL, "Hardware entries repaired", "entries_repaired", of_vdc<&stats::entries_repaired>},
     {UFIB_COUNTS_INTERNAL, "Stored records given up", "records_deleted", of_vdc<&stats::records_deleted>},
 };
 
