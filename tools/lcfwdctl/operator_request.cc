@@ -157,7 +157,6 @@ static void add_table(const operator_options &options, attribute_writer *out) {
         out->flag(CMD_ATTR_ALL_VRFS, true);
     } else {
         out->add(CMD_ATTR_VRF, options.vrf.data(), options.vrf.size());
-        out->add(CMD_ATTR_ROUTE_CONTEXT, options.vrf.data(), options.vrf.size());
     }
 }
 
