@@ -55,6 +55,8 @@ hitless-short: build ## a little of it, in less than a minute
 soak: build ## a long random life of the model; SOAK_OPERATIONS and SOAK_SEED choose another
 	@LCFWD_RANDOM_OPERATIONS=$(SOAK_OPERATIONS) LCFWD_RANDOM_SEED=$(SOAK_SEED) \
 		build/release/bin/ufib_proof_test --gtest_filter='ufib_random.*'
+	@LCFWD_RNH_STEPS=$$(($(SOAK_OPERATIONS) / 20)) LCFWD_RNH_SEED=$(SOAK_SEED) \
+		build/release/bin/ufib_vobj_test --gtest_filter='*rnh_random*'
 
 fuzz: deps-ci ## every target under libFuzzer, FUZZ_SECONDS each
 	@mkdir -p build

@@ -1,6 +1,8 @@
 /* Random graphs of recursive routes on the software engine, changed at random while walks are running, beside a
- * reference that resolves each route anew by itself. After each step every look-up leads to paths of the present
- * answer and never to nothing; at rest it is the answer itself. LCFWD_RNH_STEPS and LCFWD_RNH_SEED set other runs. */
+ * reference that resolves each route anew by itself. A thread looks up all the while and meets paths of the old or the
+ * new answer, never anything else; at rest the engine holds the answer itself. LCFWD_RNH_STEPS and LCFWD_RNH_SEED set
+ * other runs. */
+#include "tests/ufib/ufib_random_probe.h"
 #include "tests/ufib/vobj_rig.h"
 
 #include "softfwd/softfwd.h"
@@ -10,6 +12,7 @@
 #include "softfwd/softfwd_reader.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <map>
 #include <random>
@@ -23,11 +26,18 @@ struct ref_row {
 };
 using paths = std::vector<unsigned>;
 
+struct rnh_graph { /* living RNHs and routes */
+    std::map<unsigned, paths> rnhs;
+    std::map<unsigned, std::vector<ref_row>> dests;
+    std::set<unsigned> resolved; /* paths with a MAC */
+};
+
 struct rnh_random_test : vobj_test, testing::WithParamInterface<const family *> {
     rnh_random_test() : vobj_test(softfwd_library()) {
         now = GetParam();
         softfwd_config_get()->slot = SLOT;
         softfwd_config_get()->check_integrity = true;
+        softfwd_config_get()->say = [](const char *) {}; /* a restart tells of what had left already */
         rig.options.slot = SLOT;
     }
     ~rnh_random_test() override {
@@ -38,8 +48,10 @@ struct rnh_random_test : vobj_test, testing::WithParamInterface<const family *> 
 
     std::mt19937 random;
     softfwd_reader *reader = nullptr;
-    std::map<unsigned, paths> rnhs; /* the reference: living RNHs, and routes */
-    std::map<unsigned, std::vector<ref_row>> dests;
+    std::unique_ptr<ufib_probe> probe;
+    rnh_graph graph;
+    std::map<unsigned, paths> &rnhs = graph.rnhs;
+    std::map<unsigned, std::vector<ref_row>> &dests = graph.dests;
     bool refusals = false; /* groups may have a wrong size until their next change */
 
     unsigned pick(unsigned below) { return static_cast<unsigned>(random() % below); }
@@ -59,6 +71,46 @@ struct rnh_random_test : vobj_test, testing::WithParamInterface<const family *> 
         std::stable_sort(out.begin(), out.end());
         if (out.size() > 64) out.resize(64);
         return out.empty() ? paths{DROP} : out;
+    }
+
+    ref_address ref_of(const std::string &text) const {
+        ref_address out = {};
+        const bytes address = address_bytes(text);
+        std::copy(address.begin(), address.end(), out.begin());
+        return out;
+    }
+    ref_result result_of(unsigned path_number) const {
+        const unsigned bits = v4() ? 24 : 64;
+        if (path_number == DROP) return {ref_action::drop, bits, {}, {}};
+        const ref_hop hop = {ETH1, ref_of(path(path_number))};
+        if (graph.resolved.count(path_number) == 0) return {ref_action::glean, bits, hop, {}};
+        return {ref_action::forward, bits, hop, {2, 0, 0, 0, 0, 1}};
+    }
+    void results_add(probe_valid *valid) const {
+        for (unsigned n = 0; n < DESTS; n++) {
+            const auto found = dests.find(n);
+            if (found == dests.end()) (*valid)[n].insert(ref_result{});
+            for (const unsigned p : found == dests.end() ? paths{} : resolve(found->second))
+                (*valid)[n].insert(result_of(p));
+        }
+    }
+    /* The reference goes ahead, so that the probe knows what may come; and back, when the request is refused. */
+    template <typename change, typename request> bool go(change work, request send_it) {
+        const rnh_graph before = graph;
+        auto valid = std::make_shared<probe_valid>(DESTS);
+        results_add(valid.get());
+        work();
+        results_add(valid.get());
+        probe->publish(valid);
+        const bool stands = send_it();
+        if (!stands) graph = before;
+        return stands;
+    }
+    void probe_start() {
+        std::vector<probe_key> keys;
+        for (unsigned n = 0; n < DESTS; n++)
+            keys.push_back({{1, !v4(), f().table}, ref_of(dest(n).substr(0, dest(n).find('/')))});
+        probe = std::make_unique<ufib_probe>(SLOT, keys);
     }
 
     /* ---- the engine ---- */
@@ -93,6 +145,9 @@ struct rnh_random_test : vobj_test, testing::WithParamInterface<const family *> 
         return out;
     }
     void check(bool at_rest) {
+        auto valid = std::make_shared<probe_valid>(DESTS);
+        results_add(valid.get());
+        if (probe != nullptr) probe->publish(valid);
         for (const auto &[n, rows] : dests) {
             const paths want = resolve(rows), got = engine_paths(n);
             if (at_rest) {
@@ -114,7 +169,8 @@ struct rnh_random_test : vobj_test, testing::WithParamInterface<const family *> 
 
     /* ---- steps ---- */
 
-    uint32_t table_of(unsigned n) const { return n < RNHS / 2 ? f().table : f().table + 7; }
+    /* The last ones lie in a table that never gets a route. */
+    uint32_t table_of(unsigned n) const { return f().table + (n < RNHS / 2 ? 0 : n < RNHS ? 7 : 8); }
     wire_route rnh_route(unsigned n, const paths &list) const {
         wire_route route = over(n, list);
         route.table_id = table_of(n);
@@ -122,28 +178,26 @@ struct rnh_random_test : vobj_test, testing::WithParamInterface<const family *> 
     }
     void rnh_set() {
         paths list;
-        const unsigned count = pick(8) == 0 ? 1 + pick(64) : 1 + pick(4);
+        const unsigned count = pick(8) == 0 ? 1 + pick(70) : 1 + pick(4);
         while (list.size() < count)
             if (const unsigned p = pick(PATHS); std::count(list.begin(), list.end(), p) == 0)
                 list.push_back(p);
         const unsigned n = pick(RNHS);
-        ASSERT_TRUE(load1(rnh_route(n, list)));
-        rnhs[n] = list;
+        EXPECT_EQ(go([&] { rnhs[n] = list; }, [&] { return load1(rnh_route(n, list)); }), count <= 64);
     }
     void rnh_delete() {
         if (rnhs.empty()) return;
         const auto victim = std::next(rnhs.begin(), pick(static_cast<unsigned>(rnhs.size())));
         wire_route route = no_rnh(victim->first);
         route.table_id = table_of(victim->first);
-        ASSERT_TRUE(load1(route));
-        rnhs.erase(victim);
+        EXPECT_TRUE(go([&] { rnhs.erase(victim); }, [&] { return load1(route); }));
     }
     void dest_set() {
         std::vector<ref_row> rows;
         wire_route route = recursive(pick(DESTS), {});
         const unsigned count = pick(20) == 0 ? 20 : 1 + pick(3);
         for (unsigned i = 0; i < count; i++) {
-            ref_row row = {pick(RNHS), i != 0 && pick(4) == 0, pick(3) == 0};
+            ref_row row = {pick(RNHS + 1), i != 0 && pick(4) == 0, pick(3) == 0};
             if (row.plain) row.number = PATHS - 1 - pick(4);
             const uint8_t backup = row.backup ? BACKUP_HOP : 0;
             wire_hop hop = through(row.number, static_cast<uint8_t>(RECURSIVE_HOP | backup));
@@ -153,9 +207,13 @@ struct rnh_random_test : vobj_test, testing::WithParamInterface<const family *> 
             rows.push_back(row);
             route.hops.push_back(hop);
         }
-        const auto n = static_cast<unsigned>(number_of(route.prefix));
-        if (load1(route)) dests[n] = rows;
+        const unsigned n = number_of(route.prefix);
+        const bool wrong_table = pick(15) == 0; /* of the other family */
+        if (wrong_table) route.hops.back().table_id = other().table;
+        const bool stands = go([&] { dests[n] = rows; }, [&] { return load1(route); });
+        EXPECT_FALSE(stands && wrong_table && (route.hops.back().flags & RECURSIVE_HOP) != 0);
     }
+    const family &other() const { return v4() ? v6_family : v4_family; }
     unsigned number_of(const std::string &prefix) const {
         for (unsigned n = 0; n < DESTS; n++)
             if (dest(n) == prefix) return n;
@@ -164,8 +222,18 @@ struct rnh_random_test : vobj_test, testing::WithParamInterface<const family *> 
     void dest_remove() {
         if (dests.empty()) return;
         const auto victim = std::next(dests.begin(), pick(static_cast<unsigned>(dests.size())));
-        ASSERT_TRUE(load1(remove(f(), dest(victim->first))));
-        dests.erase(victim);
+        const wire_route route = remove(f(), dest(victim->first));
+        EXPECT_TRUE(go([&] { dests.erase(victim); }, [&] { return load1(route); }));
+    }
+    void neighbour_change() {
+        const unsigned n = pick(PATHS);
+        const bool resolve_it = pick(2) != 0;
+        (void)go([&] { resolve_it ? (void)graph.resolved.insert(n) : (void)graph.resolved.erase(n); },
+                 [&] {
+                     neighbour(
+                         {.address = path(n), .if_index = ETH1, .mac = resolve_it ? "020000000001" : ""});
+                     return true;
+                 });
     }
     void refuse_next() {
         softfwd_fault_nth(SOFTFWD_OP_INSERT_VOBJ, 1 + pick(2));
@@ -188,8 +256,7 @@ struct rnh_random_test : vobj_test, testing::WithParamInterface<const family *> 
         else if (kind < 72)
             dest_remove();
         else if (kind < 78)
-            neighbour(
-                {.address = path(pick(PATHS)), .if_index = ETH1, .mac = pick(2) == 0 ? "" : "020000000001"});
+            neighbour_change();
         else if (kind < 93)
             (void)ufib_dirty_vobjs_do_pfx_backwalk(1 + pick(4));
         else if (kind < 97)
@@ -217,6 +284,9 @@ TEST_P(rnh_random_test, look_ups_follow_the_reference) {
     const unsigned long seeds = seed != nullptr ? std::strtoul(seed, nullptr, 0) : 20240u;
     random.seed(static_cast<unsigned>(seeds));
     SCOPED_TRACE("LCFWD_RNH_SEED=" + std::to_string(seeds));
+    std::printf("LCFWD_RNH_SEED=%lu\n", seeds);
+    ASSERT_TRUE(load(other(), {add(other(), other().prefix)}));
+    probe_start();
     const unsigned long count = steps != nullptr ? std::strtoul(steps, nullptr, 0) : 600;
     for (unsigned long i = 0; i < count; i++) {
         SCOPED_TRACE("step " + std::to_string(i));
@@ -237,9 +307,24 @@ TEST_P(rnh_random_test, look_ups_follow_the_reference) {
         if (HasFatalFailure()) return;
     }
     settle();
+    EXPECT_EQ(probe->finish(), "");
+    EXPECT_GT(probe->rounds, 0u);
     EXPECT_EQ(ufib_vobj_get_first(ufib_vdc_get(1)), nullptr);
     EXPECT_EQ(softfwd_group_count(), 0u);
     EXPECT_EQ(table()->rnh.prefix_count, 0u);
+}
+
+TEST_P(rnh_random_test, each_number_of_paths_gets_a_group_of_its_size) {
+    paths list;
+    dests[0] = {{0, false, false}};
+    ASSERT_TRUE(load(f(), {over(0, {1}), recursive(0, {through(0)})}));
+    for (unsigned count = 1; count <= 70; count++) {
+        list.push_back(count);
+        ASSERT_EQ(load1(over(0, list)), count <= 64) << count;
+        if (count <= 64) rnhs[0] = list;
+        settle();
+        check(true);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(families, rnh_random_test, both_families, family_name);
