@@ -6,6 +6,7 @@
 #include "platform/ufib_platform_calls.h"
 #include "ufib/ufib_adj.h"
 #include "ufib/ufib_idb.h"
+#include "ufib/ufib_retry.h"
 #include "ufib/ufib_stats.h"
 #include "ufib/ufib_vdc.h"
 
@@ -47,7 +48,8 @@ static void adj_print(cmd_handle *handle, const ufib_family &family, ufib_adj *a
             cmd_text(show_bits(adj->holders, holder_names, std::size(holder_names)), "held_by"),
             cmd_text(show_bits(adj->flags, flag_names, std::size(flag_names)), "flags"),
             cmd_u32(adj->pbr_count, "pbr_references"), cmd_u32(adj->wccp_count, "wccp_references"),
-            cmd_u32(adj->dep_vobjs.count, "dependent_paths"), cmd_bool(is_global(adj), "global"));
+            cmd_u32(adj->dep_vobjs.count, "dependent_paths"), cmd_bool(is_global(adj), "global"),
+            cmd_bool(dbly_linkage_is_on(&ufib_retry_adjs, &adj->retry), "write_refused"));
     if (detail)
         (void)(family.index == UFIB_STATS_V4 ? ufib_platform_show_v4adj(handle, adj)
                                              : ufib_platform_show_v6adj(handle, adj));

@@ -6,9 +6,11 @@
 #include "diag/ufib_show_counters.h"
 #include "host/command/command.h"
 #include "persist/lcfwd_pss.h"
+#include "ufib/ufib_channel.h"
 #include "ufib/ufib_cookie.h"
 #include "ufib/ufib_dirty.h"
 #include "ufib/ufib_prefix.h"
+#include "ufib/ufib_retry.h"
 #include "ufib/ufib_rnh.h"
 #include "ufib/ufib_stats.h"
 #include "ufib/ufib_vdc.h"
@@ -59,6 +61,10 @@ static void process_print(cmd_handle *handle) {
     line(handle, "Virtual objects to get RPF data", "vobjs_rpf_pending", ufib_vobj_rpf_list.count);
     line(handle, "Recursive next hops pending", "recursive_next_hops_pending",
          ufib_rnh_update_pending_list.count);
+    line(handle, "Refused writes to try again: adjacencies", "adjacencies_to_retry", ufib_retry_adjs.count);
+    line(handle, "Refused writes to try again: vobjs", "vobjs_to_retry", ufib_retry_vobjs.count);
+    line(handle, "Refused removals to try again: groups", "groups_to_retry", ufib_retry_groups.count);
+    line(handle, "Routes worked", "routes_worked", ufib_perf_route_count);
     line(handle, "Late V4 writes of the last batch: good", "v4_late_good", ufib_pfx_upd_cookie.good);
     line(handle, "Late V4 writes of the last batch: failed", "v4_late_failed", ufib_pfx_upd_cookie.failed);
     line(handle, "Late V6 writes of the last batch: good", "v6_late_good", ufib6_pfx_upd_cookie.good);

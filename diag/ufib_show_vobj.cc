@@ -7,6 +7,7 @@
 #include "ufib/ufib_adj.h"
 #include "ufib/ufib_dirty.h"
 #include "ufib/ufib_prefix.h"
+#include "ufib/ufib_retry.h"
 #include "ufib/ufib_rnh.h"
 #include "ufib/ufib_vdc.h"
 #include "ufib/ufib_vobj.h"
@@ -113,6 +114,7 @@ static void vobj_print(cmd_handle *handle, ufib_vobj *vobj, bool detail) {
             cmd_bool((vobj->flags & UFIB_VOBJ_REVERSED) != 0, "walking_back"),
             cmd_bool((vobj->flags & UFIB_VOBJ_JOINED) != 0, "joined"),
             cmd_bool(dbly_linkage_is_on(&ufib_vobj_rpf_list, &vobj->by_rpf), "rpf_pending"),
+            cmd_bool(dbly_linkage_is_on(&ufib_retry_vobjs, &vobj->retry), "write_refused"),
             cmd_u32(vobj->fec == nullptr ? 0 : vobj->fec->obj.handle, "fec_handle"));
     instances_print(handle, vobj);
     cmd_prt_list_begin(handle, "rows");
