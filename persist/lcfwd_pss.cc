@@ -15,6 +15,14 @@ uint32_t lcfwd_pss_ops_del_count[LCFWD_PSS_KIND_COUNT];
 /* Bytes of an operation that must be tried again: the commit in between empties staging. */
 static uint8_t retry_bytes[LCFWD_PSS_STAGING_SIZE];
 
+/* A route of 64 recursive next hops that nobody else uses: a record for each of them and of their adjacencies, both
+ * instances of the group, its own. */
+static constexpr uint32_t ROUTE_BYTES = 28672;
+static constexpr uint32_t ROUTE_OPS = 512;
+static constexpr uint32_t OPS_MAX = LCFWD_PSS_OPS_AREA / 8;
+
+static uint32_t queued; /* operations in the buffer */
+
 /* What differs between storing and deleting. */
 struct pss_action {
     pss2_operation operation;
@@ -47,6 +55,7 @@ static int operation_add(const pss_action &action, const pss_request &request, c
         return code;
     }
     action.counts[request.kind]++;
+    queued++;
     return STORE_OK;
 }
 
@@ -126,6 +135,11 @@ int lcfwd_pss_buf_delete(uint32_t kind, uint32_t vdc_id, const pss2_datum &key) 
     return request_queue(delete_action, &request);
 }
 
+void lcfwd_pss_make_room() {
+    if (lcfwd_pss_staging.used + ROUTE_BYTES > LCFWD_PSS_STAGING_SIZE || queued + ROUTE_OPS > OPS_MAX)
+        (void)ufib_platform_all_writes_ready();
+}
+
 int lcfwd_flush_pending_pss_updates() {
     int result = 0;
     if (!ufib_disable_pss) {
@@ -142,6 +156,7 @@ int lcfwd_flush_pending_pss_updates() {
         if (result == 0) result = status;
     }
     lcfwd_pss_staging_clear();
+    queued = 0;
     std::memset(lcfwd_pss_ops_add_count, 0, sizeof lcfwd_pss_ops_add_count);
     std::memset(lcfwd_pss_ops_del_count, 0, sizeof lcfwd_pss_ops_del_count);
     return result;
@@ -182,6 +197,7 @@ void lcfwd_pss_reset() {
     generic_pss_service = nullptr;
     pi_dbops = nullptr;
     lcfwd_pss_staging_clear();
+    queued = 0;
     std::memset(lcfwd_pss_ops_add_count, 0, sizeof lcfwd_pss_ops_add_count);
     std::memset(lcfwd_pss_ops_del_count, 0, sizeof lcfwd_pss_ops_del_count);
 }

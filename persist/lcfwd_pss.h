@@ -56,6 +56,10 @@ int lcfwd_pss_buf_delete(uint32_t kind, uint32_t vdc_id, const pss2_datum &key);
 /* Executes the buffer, then lets the platform library do the same to its own. Ends every write bracket. */
 void lcfwd_pss_buf_commit();
 
+/* To be called between two routes: commits hardware and store when the records of one more might not fit, so that no
+ * commit that fullness forces falls between a route's records, or between them and its hardware entry. */
+void lcfwd_pss_make_room();
+
 /* Executes the buffer only. 0, or the failing code; staging and counts are cleared in any case. */
 int lcfwd_flush_pending_pss_updates();
 

@@ -3,6 +3,7 @@
 #include "core/lcfwd_log.h"
 #include "core/ufib_funcstats.h"
 #include "core/ufib_trace.h"
+#include "persist/lcfwd_pss.h"
 #include "platform/ufib_platform.h"
 #include "ufib/ufib_adj.h"
 #include "ufib/ufib_bintrace.h"
@@ -35,7 +36,14 @@ static void guard_destroy(ufib_pfx *pfx) {
     if (ufib_hook.ipsg_destroy != nullptr) ufib_hook.ipsg_destroy(pfx);
 }
 
+/* An RNH that no route confirms is nobody's to delete: it belongs to those that resolve through it, may be the only way to
+ * a plain next hop of theirs, and goes with the last of them. */
+static bool belongs_to_dependents(const ufib_pfx *pfx) {
+    return pfx->holders == 0 && ufib_prefix_has_dependents(pfx);
+}
+
 static void destroy_with_holders_cleared(ufib_table *table, ufib_pfx *pfx, uint8_t holders) {
+    lcfwd_pss_make_room();
     pfx->holders &= static_cast<uint8_t>(~holders);
     guard_destroy(pfx);
     (void)ufib_prefix_destroy(table, pfx);
@@ -46,6 +54,7 @@ void ufib_destroy_table_prefixes(ufib_table *table) {
     ufib_walk_budget budget = {UFIB_WALK_OBJECTS, UFIB_WALK_OBJECTS};
     for (const ufib_table_side *side : {&table->main, &table->rnh})
         side_walk(side, &budget, [&](ufib_pfx *pfx) {
+            if (belongs_to_dependents(pfx)) return;
             const uint8_t lisp = pfx->map_cache != 0 ? UFIB_HOLDER_LISP : uint8_t{0};
             destroy_with_holders_cleared(table, pfx, UFIB_HOLDERS_ROUTE | lisp);
         });
@@ -80,6 +89,7 @@ void ufib_delete_stale_prefixes(ufib_table *table, uint8_t epoch) {
         side_walk(side, &budget, [&](ufib_pfx *pfx) {
             if (pfx->map_cache != 0 || pfx->epoch == epoch || (pfx->route_flags & ROUTE_NEVER_STALE) != 0)
                 return;
+            if (belongs_to_dependents(pfx)) return;
             UFIB_BL(1, UFIB_TR_STALE_PREFIX, pfx->epoch, epoch);
             if (vdc != nullptr) vdc->stale_count++;
             destroy_with_holders_cleared(table, pfx, UFIB_HOLDER_UFDM);

@@ -86,9 +86,8 @@ static void route_stands(ufib_vdc *vdc, ufib_pfx *pfx, const ufib_ha_route *reco
         ufib_journal_delete_objects();
         return;
     }
-    /* The interface first: the store may commit between two records, and an interface without its route is harmless. */
-    if ((pfx->route_flags & ROUTE_DIRECT) != 0 && !ufib_prefix_is_rnh(pfx)) ufib_pss_insert_dcsrif(pfx);
     ufib_pss_insert_prefix(pfx);
+    if ((pfx->route_flags & ROUTE_DIRECT) != 0 && !ufib_prefix_is_rnh(pfx)) ufib_pss_insert_dcsrif(pfx);
     if (old_handle != 0 && old_handle != pfx->obj.handle) forget_records(pfx, old_handle);
     ufib_journal_delete_objects();
     ufib_prefix_update_labels(vdc, pfx);

@@ -4,6 +4,7 @@
 #include "core/lcfwd_stats.h"
 #include "core/ufib_funcstats.h"
 #include "core/ufib_trace.h"
+#include "persist/lcfwd_pss.h"
 #include "platform/ufib_pi.h"
 #include "platform/ufib_platform.h"
 #include "ufib/ufib_channel.h"
@@ -95,6 +96,7 @@ static void bulk_delete(bulk *work, uint32_t table_id, const route_rec *route) {
 
 /* An opcode of neither kind is counted, and no failure. */
 static void bulk_record(bulk *work, uint32_t table_id, const route_rec *route) {
+    lcfwd_pss_make_room();
     if (route->opcode == work->family.opcode_add)
         bulk_add(work, table_id, route);
     else if (route->opcode == work->family.opcode_delete)

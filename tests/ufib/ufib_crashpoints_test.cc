@@ -21,12 +21,14 @@ static constexpr int DIED = 42, LIVED = 0;
 /* ---- the plan ---- */
 
 static uint32_t tried, failed;
-static uint64_t writes_left; /* until the process ends; 0: it lives */
+static uint64_t writes_left;  /* until the process ends; 0: it lives */
+static uint32_t commits_left; /* before they count */
 
 static void write_done() {
-    if (writes_left != 0 && --writes_left == 0) _exit(DIED);
+    if (commits_left == 0 && writes_left != 0 && --writes_left == 0) _exit(DIED);
 }
 static void store_stepped(store_step step, uint32_t) {
+    if (step == STORE_STEP_CLEARED && commits_left != 0) commits_left--;
     if (step != STORE_STEP_LOG_OP) write_done();
 }
 
@@ -208,11 +210,13 @@ protected:
         *answered = 0;
     }
 
-    /* Runs work in a copy of the process, up to a write. True: it died there. */
-    template <typename Work> bool dies_in(uint64_t write, Work work) {
+    /* Runs work in a copy of the process, up to a write, counted from the n-th commit of the store on. True: it died
+     * there. */
+    template <typename Work> bool dies_in(uint64_t write, Work work, uint32_t commits = 0) {
         const pid_t copy = fork();
         if (copy == 0) {
             writes_left = write;
+            commits_left = commits;
             store_step_hook_set(store_stepped);
             _exit(work() ? LIVED : 1);
         }
@@ -316,51 +320,64 @@ protected:
     }
 
     /* Routes in the order of their addresses, so that a beginning of the batch is a beginning of the text. */
-    bytes many(unsigned version, unsigned first, unsigned count, uint8_t flags) const {
+    bytes many(unsigned version, unsigned first, unsigned count, uint8_t flags, bool gone = false) const {
         std::vector<wire_route> routes;
         char text[64];
         for (unsigned n = first; n < first + count; n++) {
             std::snprintf(text, sizeof text, f.index == 0 ? "40.%u.%u.0/24" : "2001:db8:%x%02x::/48",
                           f.index == 0 ? n / 256 : 0x40 + n / 256, n % 256);
-            routes.push_back(add(f, text, "", ETH1, flags));
+            routes.push_back(gone ? remove(f, text) : add(f, text, "", ETH1, flags));
         }
         return batch(f, version, routes);
     }
 
-    /* The write log of the engine is shorter than the take-over of what stood before the batch. */
+    /* The write log of the engine is shorter than the take-over of what stands before the first of these batches. */
     struct large_batch {
-        unsigned standing, version, count;
+        unsigned standing; /* routes before it */
+        unsigned version, count;
         uint8_t flags;
+        bool gone; /* takes away what stood */
         bool whole;
     };
+    bytes large_begin(const large_batch &row) {
+        begin_again();
+        for (unsigned n = 0; n < row.standing; n += 2100)
+            EXPECT_NE(send(f, 0, many(0, n, 2100, row.flags)), "");
+        return many(row.version, row.gone ? 0 : row.standing, row.count, row.flags, row.gone);
+    }
+    /* False: it lived. */
+    bool large_death(const large_batch &row, const std::string &before, const std::string &end,
+                     uint64_t write, uint32_t commits) {
+        const bytes message = large_begin(row);
+        const bool died = dies_in(
+            write, [&] { return !send(f, row.version, message).empty(); }, commits);
+        EXPECT_EQ(rig.restart(), 0);
+        const std::string now = ha_routes_text();
+        const bool part = now != before && now != end;
+        parts += part;
+        std::string found = model_findings(rig) + engine_findings();
+        if (row.gone ? !before.ends_with(now) : now.size() < before.size() || !end.starts_with(now))
+            found += "not the beginning of the batch\n";
+        if (part && row.whole) found += "a part of the batch\n";
+        judge(found, "died at write " + std::to_string(write) + " after " + std::to_string(commits) +
+                         " commits of a large batch");
+        return died;
+    }
     void deaths_of(const large_batch &row) {
-        const bytes message = many(row.version, row.standing, row.count, row.flags);
-        std::string before, end;
-        uint32_t parts = 0;
-        for (uint64_t write = 0;; write += 163 * stride() + (write == 0)) {
-            begin_again();
-            for (unsigned n = 0; n < row.standing; n += 2100) ASSERT_NE(send(f, 0, many(0, n, 2100, 0)), "");
-            if (write == 0) {
-                before = ha_routes_text();
-                EXPECT_NE(send(f, row.version, message), "");
-                end = ha_routes_text();
-                continue;
-            }
-            const bool died = dies_in(write, [&] { return !send(f, row.version, message).empty(); });
-            ASSERT_EQ(rig.restart(), 0);
-            const std::string now = ha_routes_text();
-            const bool part = now != before && now != end;
-            parts += part;
-            std::string found = model_findings(rig) + engine_findings();
-            if (now.size() < before.size() || end.compare(0, now.size(), now) != 0)
-                found += "not the beginning of the batch\n";
-            if (part && row.whole) found += "a part of the batch\n";
-            judge(found, "died at write " + std::to_string(write) + " of a large batch");
-            if (!died) break;
-        }
+        const bytes message = large_begin(row);
+        const std::string before = ha_routes_text();
+        EXPECT_NE(send(f, row.version, message), "");
+        const std::string end = ha_routes_text();
+        parts = 0;
+        for (uint64_t write = 1; large_death(row, before, end, write, 0);) write += 331 * stride();
+        /* A record and its entry must not be parted: what comes right after a commit is met one by one. */
+        for (uint32_t commits = 1; large_death(row, before, end, 1, commits); commits++)
+            for (uint64_t write = 2; write < 6; write++) (void)large_death(row, before, end, write, commits);
         EXPECT_EQ(parts == 0, row.whole) << "the batch has the wrong size";
+        begin_again();
     }
 
+    uint32_t parts = 0;
     uint32_t failures = 0;        /* of this test; not all are told */
     uint32_t *answered = nullptr; /* steps; shared with the copies */
 };
@@ -375,6 +392,7 @@ TEST_P(ufib_crashpoints, deaths_of_the_recovery_itself) {
 }
 
 TEST_P(ufib_crashpoints, a_batch_stands_as_a_whole_unless_the_buffer_is_too_small_for_it) {
-    deaths_of({8400, 1, 500, 0, true});
-    deaths_of({0, 0, 2500, 0x01, false}); /* two records for each route, and commits in the middle */
+    deaths_of({8400, 1, 500, 0, false, true});
+    deaths_of({0, 0, 2500, 0x01, false, false}); /* two records for each route, and commits in the middle */
+    deaths_of({2100, 0, 2100, 0x01, true, true});
 }
