@@ -6,7 +6,8 @@
 #include "host/containers/heap.h"
 #include "host/containers/slab.h"
 #include "host/interfaces/interfaces.h"
-#include "persist/lcfwd_pss.h"
+#include "platform/ufib_platform.h"
+#include "platform/ufib_platform_calls.h"
 #include "ufib/ufib_adj.h"
 #include "ufib/ufib_dpl.h"
 #include "ufib/ufib_hooks.h"
@@ -104,8 +105,15 @@ static void ufib_idb_free(ufib_idb *idb) {
     slab_free(idb_slab, idb);
 }
 
+/* An engine that went on checking would drop for an interface that comes later under the same number. */
+static void rpf_end(const ufib_idb *idb) {
+    if ((idb->rpf_mode[0] | idb->rpf_mode[1]) == 0) return;
+    (void)ufib_platform_update_intf_rpf(idb->vdc_id, idb->if_index, 0, 0);
+}
+
 void ufib_idb_destroy(ufib_vdc *vdc, ufib_idb *idb, bool force) {
     if (idb->holders != 0 && !force) return;
+    rpf_end(idb);
     if (ufib_idb_has_adjacencies(idb)) ufib_err_raise(UFIB_ERR_ITEM, E_VDC_DEL_IDB_WITH_ADJ);
     ufib_pss_delete_rpf(idb);
     (void)ravl_delete(&vdc->idbs, &idb->by_index);
@@ -145,8 +153,7 @@ void ufib_idb_dpl_clear() {
         ufib_idb *idb = vdc == nullptr ? nullptr : ufib_idb_search(vdc, if_index);
         if (idb != nullptr) ufib_idb_destroy(vdc, idb, false);
     }
-    /* The RPF records that went with the interfaces are in the buffer: no bracket follows a timer. */
-    lcfwd_pss_buf_commit();
+    (void)ufib_platform_all_writes_ready(); /* no bracket follows a timer */
 }
 
 void ufib_idb_dpl_timer_expired(void *) { ufib_idb_dpl_clear(); }

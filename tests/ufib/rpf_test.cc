@@ -60,6 +60,17 @@ TEST_P(rpf_test, a_set_within_five_seconds_keeps_the_interface) {
     EXPECT_EQ(rig.records("rpf_vdc_1").at("0100011a"), record(2));
 }
 
+TEST_P(rpf_test, a_deleted_interface_is_checked_no_more) {
+    rig.send(OPC_RPF, rpf(1, {{3, f.afi, ETH1}}));
+    ASSERT_EQ(rig.dispatch(OPC_AM_NOTICE, wire_am_notice({{f.hop, ETH1, "", 0x10}})), 0);
+    fake_take();
+    rig.advance_seconds(6);
+    EXPECT_EQ(idb(), nullptr);
+    EXPECT_EQ(calls({"update_intf", "all_w"}),
+              (lines{"update_intf_rpf 1 0x1a010001 0 0", "all_writes_ready"}));
+    EXPECT_TRUE(rig.records("rpf_vdc_1").empty());
+}
+
 TEST_P(rpf_test, a_refused_mode_leaves_what_was) {
     rig.send(OPC_RPF, rpf(1, {{1, f.afi, ETH1}}));
     control.refuse_rpf = true;
