@@ -82,6 +82,8 @@ TEST_P(vobj_life_test, plain_hops_among_recursive_ones_forward) {
     wire_hop plain = {.address = path(1), .if_index = ETH1, .table_id = f().table};
     ASSERT_TRUE(load1(recursive(0, {through(0), plain})));
     EXPECT_EQ(paths_of(0), "1 2");
+    ufib_delete_stale_prefixes(table(), 1);
+    EXPECT_EQ(paths_of(0), "1 2") << "no route confirms a plain hop's own: it cannot be stale";
     ASSERT_TRUE(load1(remove(f(), dest(0))));
     EXPECT_EQ(rnh_of(0)->rnh->dependents.count, 0u) << "confirmed by a route: it stays";
     EXPECT_EQ(table()->rnh.prefix_count, 1u) << "the plain hop's own has gone with its last row";
