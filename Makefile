@@ -45,12 +45,15 @@ asan: deps ## tests under the address and undefined-behaviour sanitizers
 	@$(call build_all,asan)
 	@$(call run_tests,asan)
 
-hitless: build ## the proof that nobody notices a restart: crash points, kills under a probe, the whole table; minutes
+hitless: deps ## the proof that nobody notices a restart: crash points, kills under a probe, the whole table; minutes
+	@mkdir -p build
+	@$(call configure,release)
+	@$(call build_all,release) --target lcfwd lcfwdctl lcfwd_hitless ufib_crashpoints
 	@scripts/hitless.sh
 
-hitless-short: build ## a little of it, in less than a minute
+hitless-short: ## a little of it, in less than a minute
 	@HITLESS_KILLS=$${HITLESS_KILLS:-5} HITLESS_RESTARTS=$${HITLESS_RESTARTS:-6} HITLESS_ROUTES=$${HITLESS_ROUTES:-20000} \
-		CRASHPOINTS_STEP=$${CRASHPOINTS_STEP:-60} scripts/hitless.sh
+		CRASHPOINTS_STEP=$${CRASHPOINTS_STEP:-60} $(MAKE) --no-print-directory hitless
 
 soak: build ## a long random life of the model; SOAK_OPERATIONS and SOAK_SEED choose another
 	@LCFWD_RANDOM_OPERATIONS=$(SOAK_OPERATIONS) LCFWD_RANDOM_SEED=$(SOAK_SEED) \
