@@ -82,8 +82,8 @@ TEST(operator_tree, attributes_are_these_bytes) {
                                     0, 25, 0, 4,  0, 1,  0, 0xb1})); /* which history */
     EXPECT_EQ(attributes("debug", {"functions"}, {}, "on"),
               (std::vector<uint8_t>{0, 1, 0, 12, 0, 22, 0, 4, 0, 0, 0, 1}));
-    attributes("show", {"ecmp"}, options, nullptr, CTL_USAGE);           /* takes no table */
-    attributes("show", {"ip", "route"}, {}, "2001:db8::/32", CTL_USAGE); /* the other family */
-    attributes("debug", {"functions"}, {}, nullptr, CTL_USAGE);          /* on or off? */
+    attributes("show", {"ecmp"}, options, nullptr, CTL_USAGE);                  /* takes no table */
+    attributes("show", {"ip", "route"}, {}, "2001:db8::/32", CTL_USAGE);        /* the other family */
+    attributes("debug", {"history", "ecmp", "filter"}, {}, nullptr, CTL_USAGE); /* which? */
     attributes("show", {"history", "vobj"}, {}, "twelve", CTL_USAGE);
 }

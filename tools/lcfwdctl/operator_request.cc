@@ -147,7 +147,7 @@ static int add_operand(const operator_row &row, const operator_options &options,
 }
 
 static bool operand_needed(const operator_row &row) {
-    return row.operand == OPERAND_SWITCH || (row.operand == OPERAND_HISTORY_KEY && row.value >= 0);
+    return row.operand == OPERAND_HISTORY_KEY && row.value >= 0; /* a switch without a word tells its state */
 }
 
 static void add_table(const operator_options &options, attribute_writer *out) {
