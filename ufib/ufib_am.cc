@@ -120,8 +120,8 @@ static void ufib_am_notification(ufib_vdc *vdc, const ufib_am_entry &entry) {
 
 /* Behind the last entry, for each family whose check the notice ends. */
 static void am_check_end(ufib_vdc *vdc, const ufib_am_hdr &hdr, const mts_msg *message) {
-    if ((hdr.flags & UFIB_AM_LAST_V4_CHECK) != 0) ufib_consistency_adj_walk(vdc, message);
-    if ((hdr.flags & UFIB_AM_LAST_V6_CHECK) != 0) ufib_v6_consistency_adj_walk(vdc, message);
+    if ((hdr.flags & UFIB_AM_LAST_V4_CHECK) != 0) ufib_adj_consistency_walk(vdc, ufib_v4, message);
+    if ((hdr.flags & UFIB_AM_LAST_V6_CHECK) != 0) ufib_adj_consistency_walk(vdc, ufib_v6, message);
 }
 
 static void am_check_entry(ufib_vdc *vdc, const ufib_am_entry &entry, const mts_msg *message) {

@@ -111,13 +111,14 @@ static bool batch_v0(check_batch *batch, bool *end) {
 }
 
 /* A check that a bad header ends is ended all the same: its sender waits for the report. */
-static bool ufib_route_consistency_check(check_batch *batch) {
-    const bool version0 = (mts_opc_version_get(batch->message) & 0xff) == 0;
+bool ufib_route_consistency_check(const ufib_family &family, const mts_msg *message, ufib_vdc *vdc,
+                                  ufib_cc_response *response) {
+    const wire_cursor body = {mts_payload_get(message), mts_payload_size(message)};
+    check_batch batch = {family, message, vdc, response, body, 0, 0};
+    const bool version0 = (mts_opc_version_get(message) & 0xff) == 0;
     bool end = false;
-    if (!(version0 ? batch_v0(batch, &end) : batch_v1(batch, &end))) return false;
-    if (end)
-        ufib_route_consistency_end(batch->family, batch->message, batch->table_id, batch->vdc,
-                                   batch->response);
+    if (!(version0 ? batch_v0(&batch, &end) : batch_v1(&batch, &end))) return false;
+    if (end) ufib_route_consistency_end(family, message, batch.table_id, vdc, response);
     return true;
 }
 
@@ -129,14 +130,10 @@ static int consistency_check(const ufib_family &family, const char *handler, uin
         return status;
     ufib_errno = 0;
     ufib_count(control.vdc->ufib_stats, family.index, &ufib_family_stats::consistency_checks);
-    check_batch batch = {family,
-                         control.message,
-                         control.vdc->ufib,
-                         ufib_cc_response_of(control.vdc->ufib, family, true, control.message),
-                         control.body,
-                         0,
-                         0};
-    if (ufib_route_consistency_check(&batch)) return LCFWD_OK;
+    ufib_vdc *vdc = control.vdc->ufib;
+    if (ufib_route_consistency_check(family, control.message, vdc,
+                                     ufib_cc_response_of(vdc, family, true, control.message)))
+        return LCFWD_OK;
     UFIB_ERR("ERROR: %s - null payload", handler);
     return LCFWD_BAD_MESSAGE;
 }

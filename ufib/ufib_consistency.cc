@@ -103,4 +103,8 @@ void ufib_clear_cc_state(ufib_vdc *vdc, const ufib_family &family) {
         vobj->flags &= ~UFIB_VOBJ_CONSISTENCY;
 }
 
+void ufib_consistency_forget(const ufib_vdc *vdc) {
+    std::memset(&responses[vdc->desc->vdc_id], 0, sizeof responses[0]);
+}
+
 void ufib_consistency_reset() { std::memset(responses, 0, sizeof responses); }

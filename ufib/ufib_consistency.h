@@ -37,16 +37,14 @@ void ufib_cc_table(const mts_msg *message, ufib_cc_response *response, uint32_t 
 void ufib_cc_row_add(const mts_msg *message, ufib_cc_response *response, const void *row, bool missing);
 /* Sends and begins anew, for the same table. */
 void ufib_cc_send(const mts_msg *message, ufib_cc_response *response, uint8_t flags);
-inline void ufib_send_v4_cc_response(const mts_msg *message, ufib_cc_response *response) {
-    ufib_cc_send(message, response, 0);
-}
-inline void ufib_send_v6_cc_response(const mts_msg *message, ufib_cc_response *response) {
-    ufib_cc_send(message, response, 0);
-}
-void ufib_consistency_reset(); /* process teardown in tests */
+void ufib_consistency_forget(const ufib_vdc *vdc); /* the VDC goes, and what would have been told of it */
+void ufib_consistency_reset();                     /* process teardown in tests */
 
 /* ---- routes ---- */
 
+/* A whole batch: the message's payload, header included. False: it is shorter than a header. */
+[[nodiscard]] bool ufib_route_consistency_check(const ufib_family &family, const mts_msg *message,
+                                                ufib_vdc *vdc, ufib_cc_response *response);
 /* One route of a batch. 'table_id' is the batch's or the record's own. */
 void ufib_route_consistency_check_be(const ufib_family &family, const mts_msg *message,
                                      const route_rec *route, uint32_t table_id, ufib_vdc *vdc,
@@ -61,8 +59,6 @@ void ufib_route_consistency_end(const ufib_family &family, const mts_msg *messag
 [[nodiscard]] bool ufib_hardware_has_adj(ufib_adj *adj);
 /* Takes the marks off all adjacencies and virtual objects of a VDC. */
 void ufib_clear_cc_state(ufib_vdc *vdc, const ufib_family &family);
-inline void ufib_v4_clear_cc_state(ufib_vdc *vdc) { ufib_clear_cc_state(vdc, ufib_v4); }
-inline void ufib_v6_clear_cc_state(ufib_vdc *vdc) { ufib_clear_cc_state(vdc, ufib_v6); }
 
 /* Whether a prefix leads where the route says; '*flags' gets UFIB_CC_NEXT_HOPS if not. 'count' is the effective number
  * of next hops. */
@@ -80,15 +76,3 @@ void ufib_adj_consistency_check(ufib_vdc *vdc, const ufib_family &family, const 
                                 const mts_msg *message);
 /* The end of a check: reports adjacencies without a mark, takes the marks away, sends. */
 void ufib_adj_consistency_walk(ufib_vdc *vdc, const ufib_family &family, const mts_msg *message);
-inline void ufib_v4_adj_consistency_check(ufib_vdc *vdc, const ufib_am_entry &entry, const mts_msg *message) {
-    ufib_adj_consistency_check(vdc, ufib_v4, entry, message);
-}
-inline void ufib_v6_adj_consistency_check(ufib_vdc *vdc, const ufib_am_entry &entry, const mts_msg *message) {
-    ufib_adj_consistency_check(vdc, ufib_v6, entry, message);
-}
-inline void ufib_consistency_adj_walk(ufib_vdc *vdc, const mts_msg *message) {
-    ufib_adj_consistency_walk(vdc, ufib_v4, message);
-}
-inline void ufib_v6_consistency_adj_walk(ufib_vdc *vdc, const mts_msg *message) {
-    ufib_adj_consistency_walk(vdc, ufib_v6, message);
-}

@@ -19,8 +19,6 @@ constexpr uint32_t UFIB_STATS_FIRING = 16384;  /* objects of one firing */
  * that hardware refuses is logged; the totals stay as they are. 'object' null: flush only. No object may go between
  * this call and the flush. */
 void ufib_adj_stats_add(ufib_obj *object, bool flush);
-inline void ufib_v4adj_stats_add(ufib_adj *adj) { ufib_adj_stats_add(&adj->obj, false); }
-inline void ufib_v6adj_stats_add(ufib_adj *adj) { ufib_adj_stats_add(&adj->obj, false); }
 
 /* Reads one adjacency and gives its totals. 0; -1: there is none. first, next: the one with the lowest key, and the one
  * behind '*key', which may be gone; '*key' becomes its key. */
@@ -32,18 +30,6 @@ inline void ufib_v6adj_stats_add(ufib_adj *adj) { ufib_adj_stats_add(&adj->obj, 
                                                   ufib_adj_totals *out) {
     *key = {};
     return ufib_adj_stats_get_next(vdc, family, key, out);
-}
-[[nodiscard]] inline int ufib_v4adj_stats_get(ufib_vdc *vdc, const ufib_adj_key &key, ufib_adj_totals *out) {
-    return ufib_adj_stats_get(vdc, ufib_v4, key, out);
-}
-[[nodiscard]] inline int ufib_v6adj_stats_get(ufib_vdc *vdc, const ufib_adj_key &key, ufib_adj_totals *out) {
-    return ufib_adj_stats_get(vdc, ufib_v6, key, out);
-}
-[[nodiscard]] inline int ufib_v4adj_stats_get_first(ufib_vdc *vdc, ufib_adj_key *key, ufib_adj_totals *out) {
-    return ufib_adj_stats_get_first(vdc, ufib_v4, key, out);
-}
-[[nodiscard]] inline int ufib_v4adj_stats_get_next(ufib_vdc *vdc, ufib_adj_key *key, ufib_adj_totals *out) {
-    return ufib_adj_stats_get_next(vdc, ufib_v4, key, out);
 }
 
 /* Begins the counts since the last clear anew, of one adjacency or of all of a VDC; what hardware has counted so far

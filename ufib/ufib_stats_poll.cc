@@ -220,10 +220,6 @@ static bool walk_begin(poll_request *request, uint32_t families) {
     return true;
 }
 
-static const ufib_family *family_of_afi(uint8_t afi) {
-    return afi == ufib_v4.afi ? &ufib_v4 : afi == ufib_v6.afi ? &ufib_v6 : nullptr;
-}
-
 static bool names_next_hop(const poll_request &request) {
     static constexpr uint8_t zero[sizeof request.key.address] = {};
     return std::memcmp(request.key.address, zero, sizeof zero) != 0;
@@ -231,7 +227,7 @@ static bool names_next_hop(const poll_request &request) {
 
 /* One adjacency, or the few of one interface: in one go. */
 static void key_run(const poll_request &request) {
-    const ufib_family &family = *family_of_afi(request.msg.afi);
+    const ufib_family &family = ufib_families[request.msg.afi == ufib_v4.afi ? 0 : 1];
     const ufib_idb *idb = ufib_idb_search(request.vdc, wire_get(request.key.if_index));
     static ufib_stats_poll_data poll; /* too large for a stack that handlers share */
     ufib_stats_poll_data_init(&poll);
@@ -259,12 +255,20 @@ static bool key_begin(poll_request *request, const ufib_family &family) {
     return true;
 }
 
-static bool ufib_adj_stats_poll(poll_request *request) {
-    const ufib_family *family = family_of_afi(request->msg.afi);
-    if (request->msg.afi == 0) return walk_begin(request, 3);
-    if (family == nullptr) return false;
+static bool family_poll(poll_request *request, const ufib_family &family) {
     const bool keyed = wire_get(request->key.if_index) != 0;
-    return keyed ? key_begin(request, *family) : walk_begin(request, 1u << family->index);
+    return keyed ? key_begin(request, family) : walk_begin(request, 1u << family.index);
+}
+static bool ufib_v4adj_stats_poll(poll_request *request) { return family_poll(request, ufib_v4); }
+static bool ufib_v6adj_stats_poll(poll_request *request) { return family_poll(request, ufib_v6); }
+
+static bool ufib_adj_stats_poll(poll_request *request) {
+    switch (request->msg.afi) {
+    case 0: return walk_begin(request, 3);
+    case 1: return ufib_v4adj_stats_poll(request);
+    case 2: return ufib_v6adj_stats_poll(request);
+    default: return false;
+    }
 }
 
 static bool ufib_v4tunnel_stats_poll(poll_request *request) { return key_begin(request, ufib_v4); }

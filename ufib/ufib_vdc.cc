@@ -123,6 +123,7 @@ void ufib_vdc_delete(lcfwd_vdc_desc *row) {
     ufib_ecmp_db_destroy(vdc);
     ufib_adj_db_destroy(vdc);
     ufib_idb_db_destroy(vdc);
+    ufib_consistency_forget(vdc);
     (void)ufib_platform_all_writes_ready();
     ufib_pss_close_files(row);
     (void)ufib_platform_vdc_delete(row->vdc_id);
