@@ -114,10 +114,14 @@ static void prefix_move(ufib_table *table, ufib_pfx *pfx, ufib_vdc *target, uint
     ufib_obj_hold(old); /* hardware still points at it */
     ufib_prefix_link_next_obj(pfx, drop == nullptr ? nullptr : &drop->obj, true);
     ufib_platform_insert_prefix(pfx, 0);
-    ufib_pss_insert_prefix(pfx);
+    const bool stands = pfx->obj.handle != 0 || ufib_prefix_is_rnh(pfx);
+    if (stands) ufib_pss_insert_prefix(pfx);
     ufib_bt_prefix(pfx, UFIB_BT_UPDATE);
     ufib_obj_drop(old);
     ufib_obj_delete(nullptr, old);
+    if (stands) return;
+    ufib_err_raise(UFIB_ERR_ITEM, E_PFX_HW_INSTALL); /* a refused rewrite takes the entry away */
+    ufib_prefix_rollback(table, pfx);
 }
 
 void ufib_prefixes_move_vdc(ufib_table *table, ufib_vdc *target) {

@@ -138,6 +138,7 @@ static wire_route gone(const char *prefix, uint8_t flags = 0) {
     return out;
 }
 
+constexpr uint8_t WILDCARD_DROP = 0x84;
 constexpr uint8_t RECURSIVE_ROUTE = 0x20; /* the route is a recursive next hop */
 
 static wire_hop through(const char *address) {
@@ -221,6 +222,8 @@ static std::vector<request> scenario_make() {
         {"stale_v4", OPC_STALE_DELETE, 1, wire_stale_delete(1, 0, 2), false},
         {"stale_v6", OPC_STALE_DELETE, 1, wire_stale_delete(2, 0, 3), false},
         {"pending_ends", TIME, 6, {}, false},
+        batch("wildcard_v4", {route("10.10.0.0/16", {a4}, WILDCARD_DROP)}, 1,
+              2), /* another VDC takes it over */
         {"vdc_delete", OPC_VDC_DELETE, 1, wire_vdc(1), false},
         {"vdc_create", OPC_VDC_CREATE, 1, wire_vdc(1), false},
     };
@@ -239,6 +242,7 @@ private:
     static rig_options options() {
         softfwd_config_reset();
         softfwd_config_get()->slot = SLOT;
+        softfwd_config_get()->shared_wildcard_tables = true;
         rig_options out;
         out.library = softfwd_library();
         out.ufib = ufib_domain();
@@ -315,7 +319,7 @@ void fault_walk::again_without_fault() {
         EXPECT_TRUE(send(r));
         EXPECT_EQ(model_findings(rig_, {.engine = true, .records = false, .orphans = true}), "");
     }
-    rig_.send(OPC_VDC_DELETE, wire_vdc(1));
+    for (const uint16_t vdc : {uint16_t{1}, uint16_t{2}}) rig_.send(OPC_VDC_DELETE, wire_vdc(vdc));
     rig_.advance_seconds(6);
     EXPECT_EQ(model_findings(rig_), "");
     EXPECT_EQ(softfwd_prefix_count(ADDRESS_FAMILY_V4) + softfwd_prefix_count(ADDRESS_FAMILY_V6), 0u);
@@ -326,9 +330,8 @@ void fault_walk::again_without_fault() {
 
 bool fault_walk::run() {
     EXPECT_EQ(rig_.start(), 0);
-    rig_.vdc(1);
-    for (const uint8_t operation : {uint8_t{1}, uint8_t{2}})
-        rig_.send(OPC_DOWNLOAD, wire_download(operation));
+    vdc_make();
+    rig_.vdc(2);
     set(true);
     for (const request &r : scenario_) {
         SCOPED_TRACE(r.name);
