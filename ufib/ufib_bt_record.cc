@@ -83,7 +83,8 @@ int ufib_bt_add_adj(bt_desc *desc, const ufib_adj *adj, uint32_t operation) {
         .wccp_count = adj->wccp_count,
         .address = {},
     };
-    std::memcpy(record.mac, adj->rewrite.bytes + UFIB_REWRITE_DMAC, sizeof record.mac);
+    if (adj->kind == UFIB_ADJ_PLAIN) /* a tunnel's rewrite is no frame */
+        std::memcpy(record.mac, adj->rewrite.bytes + UFIB_REWRITE_DMAC, sizeof record.mac);
     std::memcpy(record.address, adj->key.address, sizeof record.address);
     return bt_add_rec(desc, &key, &record);
 }
