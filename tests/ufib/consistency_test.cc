@@ -1,7 +1,7 @@
 /* Consistency checks: what the supervisor names, against the model and the engine. */
 #include "tests/ufib/check_rig.h"
 #include "tests/ufib/vobj_rig.h"
-#include "ufib/ufib_consistency.h"
+#include "ufib/ufib_consistency_names.h"
 #include "ufib/ufib_hooks.h"
 
 constexpr uint8_t END = 0x02;
@@ -209,6 +209,22 @@ TEST_P(consistency, a_report_holds_150_rows_and_one_table) {
         out, (lines{"1 0 " + table_hex() + ":" + p("80", f.prefix3),
                     std::string(other).insert(std::string(other).size() - 1, " last") + p("80", f.prefix2)}));
     EXPECT_TRUE(rig.log_has("Failed to find table"));
+}
+
+TEST_P(consistency, a_table_that_is_not_needed_or_not_the_batchs_is_not_walked) {
+    ASSERT_TRUE(load(f, {add(f, f.prefix)}));
+    char wildcard[16];
+    std::snprintf(wildcard, sizeof wildcard, "%x", f.wildcard);
+    EXPECT_EQ(check({add(f, f.prefix2, "", ETH1, 0x84)}, END, 0),
+              lines{std::string("1 0 ") + wildcard + " last:" + p("80", f.prefix2)});
+    EXPECT_TRUE(rig.log_has(std::string("route_cc_info->hdr.table_id != table->table_idimplies bug in ") +
+                            f.name + " CC code"));
+    EXPECT_EQ(check({add(f, f.prefix2, "", ETH1, 0x84)}),
+              lines{std::string("1 0 ") + wildcard + " last:" + p("80", f.prefix2)})
+        << "version 1 has the table of the last record";
+    softfwd_config_get()->tables_not_required = 1u << 1;
+    EXPECT_EQ(check({add(f, f.prefix2)}), lines{last("0 0")});
+    softfwd_config_get()->tables_not_required = 0;
 }
 
 TEST_P(consistency, batches_that_cannot_be_read_are_survived_and_answered) {

@@ -3,7 +3,7 @@
 #include "host/bus/bus_local.h"
 #include "tests/ufib/check_rig.h"
 #include "ufib/ufib_hooks.h"
-#include "ufib/ufib_stats.h"
+#include "ufib/ufib_stats_names.h"
 
 constexpr uint32_t OPC_POLL = 74753;
 constexpr uint32_t TUNNEL_IF = 0x22000001;
