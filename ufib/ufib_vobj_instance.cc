@@ -1,5 +1,6 @@
 /* The two hardware instances of a virtual object, and what a changed path does to them. */
 #include "core/lcfwd_log.h"
+#include "core/ufib_err.h"
 #include "platform/ufib_platform.h"
 #include "ufib/ufib_bintrace.h"
 #include "ufib/ufib_dirty.h"
@@ -97,8 +98,9 @@ static bool make_room(ufib_vobj *vobj) {
     return true;
 }
 
-/* Hardware has no room for another instance: the old one serves on, with its old size. */
+/* Hardware has no room for another instance: the old one serves on, with its old size. The route that led here stands. */
 static void return_to_old(ufib_vobj *vobj) {
+    ufib_errors[E_VOBJ_HW_INSTALL]++;
     instances_swap(vobj);
     instance_forget(vobj, UFIB_VOBJ_OLD);
     ufib_remove_vobj_from_dirty_list(vobj);

@@ -214,6 +214,7 @@ TEST_P(rnh_test, a_refused_group_leaves_the_old_one_with_paths_that_live) {
     const uint32_t before = pointed_at(0);
     fake.fail_all["insert_vobj"] = 1;
     ASSERT_TRUE(load1(over(0, {2, 3, 4})));
+    EXPECT_EQ(errors(E_VOBJ_HW_INSTALL), 1u);
     EXPECT_EQ(vobj_of(0)->new_handle, before);
     EXPECT_EQ(vobj_of(0)->new_ls_count, 2);
     EXPECT_EQ(ufib_dirty_vobj_list.count, 0u);
