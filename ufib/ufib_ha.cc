@@ -161,7 +161,8 @@ static void hardware_clean(const ufib_family &family, const ufib_ha_route &recor
     (void)ufib_platform_all_writes_ready();
 }
 
-/* A record without hardware entry or table is of no use: the entry left hardware before the store was told. */
+/* A record without hardware entry is of no use, and must not wait: hardware may give its handle to another route, which
+ * a later restart would then build from this record. A table that cannot be made says nothing about the record. */
 static void replay(ufib_vdc *vdc, const ufib_ha_walk &walk, ufib_ha_route *record, uint8_t epoch) {
     const ufib_family &family = family_of(*record);
     const bool sound = record->mask_len <= family.max_len;

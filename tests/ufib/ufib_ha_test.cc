@@ -314,6 +314,8 @@ TEST_P(ufib_ha, what_hardware_was_told_after_the_last_commit_is_undone) {
     EXPECT_EQ(lookup(f, address(f, 0)), "forward");
     EXPECT_EQ(lookup(f, address(f, 2)), "forward");
     EXPECT_TRUE(rig.log_has("hardware follows the store"));
+    EXPECT_TRUE(rig.log_has("recovery of vdc 1: 2 hardware entries follow the store, 0 records deleted"));
+    EXPECT_EQ(lcfwd_vdc_row(1)->ufib_stats->entries_repaired, 2u);
     EXPECT_EQ(model_findings(rig), "");
     expect_clean_restart();
 }
