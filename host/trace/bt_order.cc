@@ -76,14 +76,25 @@ bool bt_get_first_rec_queue(const bt_order_q *queue, bt_pos *pos, bt_ordered_rec
     return visit(queue, queue->first, pos, out);
 }
 
-/* A record that is gone was among the oldest, as a rule: what came after it is found soon from that end. */
+/* The oldest record that came after a sequence, from the nearer end of the queue; 0: none. */
+static uint32_t first_after(const bt_order_q *queue, uint64_t sequence) {
+    uint32_t ref = queue->first, after = 0;
+    const uint64_t oldest = ref == 0 ? 0 : node_of(queue, ref)->sequence;
+    if (sequence < oldest || sequence - oldest < queue->sequence - sequence) {
+        while (ref != 0 && node_of(queue, ref)->sequence <= sequence) ref = node_of(queue, ref)->newer;
+        return ref;
+    }
+    for (ref = queue->last; ref != 0 && node_of(queue, ref)->sequence > sequence;
+         ref = node_of(queue, ref)->older)
+        after = ref;
+    return after;
+}
+
 bool bt_get_next_rec_queue(const bt_order_q *queue, bt_pos *pos, bt_ordered_rec *out) {
-    if (!bt_pos_in_queue(queue, pos)) return false;
-    if (const uint32_t here = find(queue, pos); here != 0)
-        return visit(queue, node_of(queue, here)->newer, pos, out);
-    uint32_t ref = queue->first;
-    while (ref != 0 && node_of(queue, ref)->sequence <= pos->sequence) ref = node_of(queue, ref)->newer;
-    return visit(queue, ref, pos, out);
+    if (!bt_pos_in_queue(queue, pos) || pos->sequence > queue->sequence) return false;
+    const uint32_t here = find(queue, pos);
+    return visit(queue, here != 0 ? node_of(queue, here)->newer : first_after(queue, pos->sequence), pos,
+                 out);
 }
 
 bool bt_pos_in_queue(const bt_order_q *queue, const bt_pos *pos) {
