@@ -158,10 +158,24 @@ static void software_engine_check(model_walk *walk, const lcfwd_rig &rig) {
     softfwd_reader_detach(reader);
 }
 
+/* Each entry that another one names is there, and a prefix leads where the model says. */
+static void fake_leads_check(model_walk *walk, uint32_t handle, const fake_entry &entry) {
+    for (const uint32_t member : entry.members)
+        if (fake.entries.count(member) == 0)
+            walk->wrong("platform: " + entry.kind + " " + std::to_string(handle) + " leads to " +
+                        std::to_string(member) + ", which is not there");
+    const auto pfx = walk->prefix_by_handle.find(handle);
+    if (entry.kind != "prefix" || pfx == walk->prefix_by_handle.end()) return;
+    const auto next = static_cast<uint32_t>(std::stoul(entry.content.substr(entry.content.rfind(' '))));
+    if (fake.entries.count(next) == 0) walk->wrong("platform: " + entry.content + " leads nowhere");
+    if (walk->exact) next_compare(walk, pfx->second, next, "platform: " + model_name(pfx->second));
+}
+
 static void fake_check(model_walk *walk) {
     std::map<std::string, size_t> counts;
     for (const auto &[handle, entry] : fake.entries) {
         counts[entry.kind]++;
+        fake_leads_check(walk, handle, entry);
         if (entry.kind == "prefix" && walk->prefix_by_handle.count(handle) == 0)
             walk->wrong("platform: prefix " + entry.content + " is not in the model");
         if (entry.kind == "ecmp" && walk->group_by_handle.count(handle) == 0)

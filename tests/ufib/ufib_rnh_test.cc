@@ -9,7 +9,6 @@ struct rnh_test : vobj_test, testing::WithParamInterface<const family *> {
     void TearDown() override {
         ufib_enable_rc_debugs = false;
         ufib_test::TearDown();
-        EXPECT_EQ(dangling(), "");
     }
     /* Prefixes 0 to count - 1 over RNH 0 with the given paths, at rest. */
     void stand(const std::vector<unsigned> &paths, unsigned count = 10) {
