@@ -44,9 +44,10 @@ function(lcfwd_part name)
     set_property(GLOBAL APPEND PROPERTY LCFWD_PARTS lcfwd_part_${name})
 endfunction()
 
-# lcfwd_test(<name> SOURCES ... LIBS ...): one GoogleTest binary, each test known to ctest by its own name.
+# lcfwd_test(<name> SOURCES ... LIBS ... [LABELS ...] [ENVIRONMENT NAME=value]): one GoogleTest binary, each test known
+# to ctest by its own name.
 function(lcfwd_test name)
-    cmake_parse_arguments(ARG "" "" "SOURCES;LIBS;LABELS" ${ARGN})
+    cmake_parse_arguments(ARG "" "" "SOURCES;LIBS;LABELS;ENVIRONMENT" ${ARGN})
     if(NOT LCFWD_TESTS)
         return()
     endif()
@@ -56,8 +57,12 @@ function(lcfwd_test name)
         # Product archives carry no type information.
         target_compile_options(${name} PRIVATE -fno-sanitize=vptr)
     endif()
+    set(properties TIMEOUT 300)
+    if(ARG_ENVIRONMENT)
+        list(APPEND properties ENVIRONMENT "${ARG_ENVIRONMENT}")
+    endif()
     gtest_discover_tests(${name} TEST_PREFIX ${name}. DISCOVERY_TIMEOUT 60
-        PROPERTIES TIMEOUT 300 LABELS "${ARG_LABELS}")
+        PROPERTIES ${properties} LABELS "${ARG_LABELS}")
 endfunction()
 
 # lcfwd_test_across_restarts(<test binaries...>): registers their tests once more, with the process dying and coming

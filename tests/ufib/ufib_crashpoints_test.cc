@@ -302,7 +302,7 @@ protected:
         const auto states = states_learn(life);
         for (uint64_t write = 5;; write += 97 * stride()) {
             bool lives = false, again = true;
-            for (uint64_t second = 1; again; second++) {
+            for (uint64_t second = 1; again; second += stride()) {
                 begin_again();
                 lives = !life_dies(life, write);
                 if (lives) break;
