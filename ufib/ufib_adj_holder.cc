@@ -37,6 +37,11 @@ ufib_adj *ufib_adj_holder_join(ufib_vdc *vdc, const ufib_family &family, const u
     return adj;
 }
 
+void ufib_adj_holder_insist(ufib_adj *adj, const ufib_platform_rewrite &rewrite, uint32_t adj_flags) {
+    ufib_adj_init_dyn(adj, &rewrite, adj_flags);
+    ufib_retry_adj(adj);
+}
+
 bool ufib_adj_holder_leave(ufib_adj *adj, uint8_t holder, bool set_drop) {
     if ((adj->holders & holder) != 0) {
         ufib_obj_drop(&adj->obj);

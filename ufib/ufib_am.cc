@@ -49,10 +49,20 @@ static const ufib_family *entry_family(const ufib_am_entry &entry) {
     return family;
 }
 
+/* AM says it once: another MAC for a neighbour that it holds, refused by hardware, is made good later. One that it did
+ * not hold gets nothing. */
 static void ufib_am_adj_resolved(ufib_vdc *vdc, const ufib_family &family, const ufib_am_entry &entry,
                                  uint32_t adj_flags) {
-    (void)ufib_adj_holder_join(vdc, family, ufib_am_to_key(family, entry), ufib_am_to_rew(entry), adj_flags,
-                               UFIB_ADJ_HELD_AM, true);
+    const ufib_adj_key key = ufib_am_to_key(family, entry);
+    const ufib_platform_rewrite rewrite = ufib_am_to_rew(entry);
+    const uint32_t error_before = ufib_errno;
+    ufib_errno = 0;
+    (void)ufib_adj_holder_join(vdc, family, key, rewrite, adj_flags, UFIB_ADJ_HELD_AM, true);
+    const bool refused = (ufib_errno & 0xffff) == E_ADJ_HW_INSTALL;
+    if (ufib_errno == 0) ufib_errno = error_before;
+    ufib_adj *adj = refused ? ufib_adj_search(vdc, family, key) : nullptr;
+    if (adj != nullptr && adj->obj.handle != 0 && (adj->holders & UFIB_ADJ_HELD_AM) != 0)
+        ufib_adj_holder_insist(adj, rewrite, adj_flags);
 }
 
 void ufib_am_adj_destroy(ufib_adj *adj, bool set_drop) {

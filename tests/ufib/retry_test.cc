@@ -41,9 +41,20 @@ TEST_P(retry_test, a_neighbour_that_leaves_is_told_until_hardware_listens) {
     second();
     second();
     EXPECT_EQ(fake_count("insert_adj"), 1u) << "once it is taken it is over";
-    fake.fail_all["insert_adj"] = 1;
     neighbour("0200000000aa");
-    EXPECT_FALSE(ufib_retry_is_waiting()) << "the request failed: nothing to make good";
+    for (const char *mac : {"0200000000bb", "0200000000cc", ""}) {
+        fake.fail_all["insert_adj"] = 1;
+        neighbour(mac);
+        EXPECT_EQ((adj->flags & UFIB_ADJ_RESOLVED) != 0, mac[0] != 0);
+        EXPECT_EQ(ufib_obj_refs(&adj->obj), mac[0] != 0 ? 2u : 1u) << "the manager holds it once";
+        fake.fail_all.clear();
+        second();
+        EXPECT_FALSE(ufib_retry_is_waiting());
+        const std::string &entry = fake.entries[adj->obj.handle].content;
+        EXPECT_NE(entry.find(mac[0] != 0 ? std::string(" mac ") + mac : " glean"), std::string::npos)
+            << entry;
+    }
+    fake.fail_all["insert_adj"] = 1;
     ASSERT_EQ(rig.dispatch(74760, bytes_from_hex("0200000000ff")), 0);
     EXPECT_EQ(ufib_retry_adjs.count, 9u) << "a router MAC concerns the globals too";
     ASSERT_TRUE(load(f(), {remove(f(), f().prefix)}));
