@@ -13,10 +13,15 @@ bool show_walk_step(show_walk *walk, bool shown) {
 
 void show_walk_end(cmd_handle *handle, show_walk *walk, const char *one) {
     cmd_prt_list_end(handle);
-    if (walk->full)
+    if (walk->full) {
         ufib_show_send_cookie(handle, walk->params);
-    else if (one != nullptr && walk->params->count == 0)
+        return;
+    }
+    const bool nothing = walk->params->count == 0;
+    if (nothing && one != nullptr) {
         cmd_prt_send_nok(handle, 4, "no such %s", one);
-    else
-        cmd_prt_send(handle);
+        return;
+    }
+    if (nothing) cmd_prt_decoration(handle, "Nothing to show\n");
+    cmd_prt_send(handle);
 }

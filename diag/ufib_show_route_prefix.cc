@@ -249,5 +249,6 @@ void ufib_show_route_prefix(const ufib_route_show *show, const ufib_pfx *pfx) {
         const ufib_show_next_type *type = ufib_show_next_of(ufib_obj_type_of(pfx->obj.next));
         (type == nullptr || type->show == nullptr ? ufib_show_route_adj : type->show)(show, pfx);
     }
-    if (detailed(show)) (void)ufib_show_route_prefix_detail_platform(show, pfx);
+    const bool in_engine = !ufib_prefix_is_rnh(pfx); /* recursive next hops are in the model only */
+    if (detailed(show) && in_engine) (void)ufib_show_route_prefix_detail_platform(show, pfx);
 }

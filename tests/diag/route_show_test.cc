@@ -369,6 +369,9 @@ TEST_P(engine_show, entries_of_the_engine_stand_beside_the_model) {
     EXPECT_EQ(times(answer.text, " leads to group "), 2u);
     EXPECT_EQ(times(answer.text, " leads to adjacency "), 1u);
     EXPECT_EQ(times(answer.json, "\"engine\":{\"handle\":"), 3u);
+    EXPECT_EQ(times(ask({detail[0], {CMD_ATTR_RNH, {}}}).text, "ERROR"), 0u) << "has no entry, needs none";
+    EXPECT_EQ(show(&rig, CMD_SHOW_FORWARDING_VLAN).json, "{\"vlans\":[]}\n");
+    EXPECT_EQ(times(show(&rig, CMD_SHOW_FORWARDING_VLAN).text, "Nothing to show\n"), 1u);
     const uint32_t adjacencies = v4() ? CMD_SHOW_V4_ADJACENCY : CMD_SHOW_V6_ADJACENCY;
     EXPECT_GE(times(show(&rig, adjacencies, detail).text, "   Engine: adjacency "), 5u)
         << "two and the globals";
