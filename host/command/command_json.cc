@@ -230,6 +230,7 @@ static void print(json_writer *writer, const cmd_piece *piece) {
         format_part part{};
         /* Literal text that no conversion follows has no value either. */
         while (format_next(&format, &part) && !part.conversion) part = {};
+        if (value.type == CMD_ARG_TEXT && value.length == 0) continue;
         put_key(writer,
                 value.key_length != 0 ? std::string(value.key, value.key_length) : key_of_text(part.literal));
         put_value(&value, writer->out);

@@ -5,7 +5,7 @@
  * JSON: the whole output is one object. A value becomes a member under its key; without one the key is the
  * text before it, in lower case, words joined by '_'. A key that the object has already gets "_2", "_3" and
  * so on. Texts without values are collected in the member "text" at the end of their object. Numbers stay
- * numbers (64-bit ones also), addresses and MACs become strings. */
+ * numbers (64-bit ones also), addresses and MACs become strings. An empty text is no member. */
 #pragma once
 
 #include "host/command/command_wire.h"

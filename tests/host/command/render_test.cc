@@ -53,7 +53,7 @@ static const render_case render_cases[] = {
          cmd_prt(h, "[%-8s][%8s][%.2s][%5.1s][%s]", cmd_text("ab", "a"), cmd_text("cd", "b"),
                  cmd_text("efg", "c"), cmd_text("hij", "d"), cmd_text(nullptr, "e"));
      },
-     "[ab      ][      cd][ef][    h][]", R"({"a":"ab","b":"cd","c":"efg","d":"hij","e":""})"},
+     "[ab      ][      cd][ef][    h][]", R"({"a":"ab","b":"cd","c":"efg","d":"hij"})"},
     {"letters_and_types_that_do_not_fit",
      [](cmd_handle *h) {
          cmd_prt(h, "%d %x %f %c", cmd_text("t", "a"), cmd_ipv4(1, "b"), cmd_u32(3, "c"), cmd_u32('z', "d"));
