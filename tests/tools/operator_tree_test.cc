@@ -65,6 +65,18 @@ static std::vector<uint8_t> attributes(const char *verb, const words &line, cons
     return bytes;
 }
 
+TEST(operator_tree, an_interface_is_a_name_or_an_index) {
+    operator_options options;
+    options.interface_given = true;
+    const std::vector<uint8_t> bytes = {0, 1, 0, 12, 0, 8, 0, 4, 0x1a, 0, 0, 4};
+    for (const char *text : {"Ethernet0/4", "0x1a000004"}) {
+        options.interface = text;
+        EXPECT_EQ(attributes("show", {"ip", "adjacency"}, options, nullptr), bytes) << text;
+    }
+    options.interface = "Nowhere1";
+    EXPECT_TRUE(attributes("show", {"ip", "adjacency"}, options, nullptr, CTL_USAGE).empty());
+}
+
 TEST(operator_tree, attributes_are_these_bytes) {
     operator_options options;
     options.table_given = options.limit_given = options.longer = true;

@@ -24,7 +24,7 @@ const ctl_command ctl_command_show = {
     "  --table ID       routes of a table\n"
     "  --longer         the prefix and all inside it\n"
     "  --longest        the longest match of the prefix\n"
-    "  --interface IF   only what leaves by this interface\n"
+    "  --interface IF   only what leaves by this interface (a name, or its index)\n"
     "  --next-hop A     only what leaves by this next hop\n"
     "  --limit N        at most N routes\n"
     "  --detail         all that is known of each\n"

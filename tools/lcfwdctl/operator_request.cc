@@ -1,6 +1,7 @@
 #include "tools/lcfwdctl/operator_request.h"
 
 #include "host/address/address.h"
+#include "host/interfaces/interfaces.h"
 #include "host/tlv/tlv.h"
 #include "tools/lcfwdctl/table.h"
 
@@ -37,7 +38,7 @@ struct attribute_writer {
 std::vector<ctl_option> operator_option_rows(operator_options *options) {
     return {ctl_text("--vrf", &options->vrf, &options->vrf_given),
             ctl_number("--table", &options->table, 0, UINT32_MAX, &options->table_given),
-            ctl_number("--interface", &options->if_index, 0, UINT32_MAX, &options->if_index_given),
+            ctl_text("--interface", &options->interface, &options->interface_given),
             ctl_text("--next-hop", &options->next_hop, &options->next_hop_given),
             ctl_number("--limit", &options->limit, 0, UINT32_MAX, &options->limit_given),
             ctl_flag("--longer", &options->longer),
@@ -56,7 +57,7 @@ static bool options_fit(const operator_row &row, const operator_options &options
                 {options.table_given, OPERATOR_TABLE, "--table"},
                 {options.longer, OPERATOR_MATCH, "--longer"},
                 {options.longest, OPERATOR_MATCH, "--longest"},
-                {options.if_index_given, OPERATOR_THROUGH, "--interface"},
+                {options.interface_given, OPERATOR_THROUGH, "--interface"},
                 {options.next_hop_given, OPERATOR_THROUGH, "--next-hop"},
                 {options.limit_given, OPERATOR_LIMIT, "--limit"},
                 {options.detail, OPERATOR_DETAIL, "--detail"},
@@ -146,8 +147,8 @@ static int add_operand(const operator_row &row, const operator_options &options,
     return CTL_GOOD;
 }
 
-static bool operand_needed(const operator_row &row) {
-    return row.operand == OPERAND_HISTORY_KEY && row.value >= 0; /* a switch without a word tells its state */
+bool operator_operand_needed(const operator_row &row) {
+    return row.operand == OPERAND_HISTORY_KEY && row.value >= 0;
 }
 
 static void add_table(const operator_options &options, attribute_writer *out) {
@@ -170,23 +171,35 @@ static int add_next_hop(const operator_options &options, attribute_writer *out) 
     return CTL_GOOD;
 }
 
+/* By its index, or by a name that tells it. */
+static int add_interface(const operator_options &options, attribute_writer *out) {
+    const char *text = options.interface.c_str();
+    uint32_t if_index = 0;
+    if (!options.interface_given) return CTL_GOOD;
+    if (!ctl_number_parse(text, 0, UINT32_MAX, &if_index) &&
+        vsh_interface_name_to_ifindex(text, &if_index) != 0)
+        return no_good("interface", text);
+    out->number(CMD_ATTR_IF_INDEX, if_index, 4);
+    return CTL_GOOD;
+}
+
 int operator_attributes(const operator_row &row, const operator_options &options, const char *operand,
                         std::vector<uint8_t> *out) {
     if (!options_fit(row, options)) return CTL_USAGE;
     attribute_writer writer;
     int status = CTL_GOOD;
-    if (operand == nullptr && operand_needed(row)) {
+    if (operand == nullptr && operator_operand_needed(row)) {
         ctl_error("\"%s %s\" needs %s", row.verb, row.words.c_str(), operator_operand_text(row.operand));
         return CTL_USAGE;
     }
     if (operand != nullptr) status = add_operand(row, options, operand, &writer);
+    if (status == CTL_GOOD) status = add_interface(options, &writer);
     if (status == CTL_GOOD) status = add_next_hop(options, &writer);
     if (status != CTL_GOOD) return status;
     if (row.history == 0) add_table(options, &writer);
     if (row.history != 0) writer.number(CMD_ATTR_HISTORY, row.history, 4);
     if (row.show_class != 0) writer.number(CMD_ATTR_CLASS, row.show_class, 1);
     if (row.value >= 0) writer.number(CMD_ATTR_VALUE, static_cast<uint64_t>(row.value), 4);
-    if (options.if_index_given) writer.number(CMD_ATTR_IF_INDEX, options.if_index, 4);
     if (options.limit_given) writer.number(CMD_ATTR_LIMIT, options.limit, 4);
     writer.flag(CMD_ATTR_LONGER, options.longer);
     writer.flag(CMD_ATTR_LONGEST, options.longest);

@@ -58,7 +58,12 @@ static int answer_take(asking *ask, uint32_t token, cmd_answer_kind *kind) {
         cmd_answer_read(message.payload, message.payload_size, &answer) != 0)
         return refuse(ask, "an answer that is none");
     *kind = answer.kind;
-    if (answer.kind == CMD_ANSWER_NOK) return refuse(ask, reason_of(answer));
+    if (answer.kind == CMD_ANSWER_NOK) {
+        if (ctl.json) static_cast<void>(cmd_renderer_feed(ask->renderer, answer.pieces, answer.pieces_size));
+        return refuse(ask, reason_of(answer));
+    }
+    if (answer.kind == CMD_ANSWER_OK && strcmp(ask->row->verb, "show") == 0)
+        ctl_error("slot %u: VDC %u is not active", ask->session->slot, ctl.vdc);
     ask->cookie.assign(answer.cookie, answer.cookie + answer.cookie_length);
     if (cmd_renderer_feed(ask->renderer, answer.pieces, answer.pieces_size) != 0)
         return refuse(ask, "an answer that is none");
@@ -83,7 +88,6 @@ int operator_ask(ctl_session *session, const operator_row &row, const std::vecto
     if (ask.renderer == nullptr) return refuse(&ask, "out of memory");
     const int status = ask_all(&ask);
     cmd_renderer_finish(ask.renderer);
-    if (ctl.json) fputc('\n', stdout);
     if (failure != nullptr)
         *failure = ask.failure;
     else if (!ask.failure.empty())
@@ -144,11 +148,11 @@ std::string operator_help(const char *verb) {
         if (strcmp(row.verb, verb) != 0 || !history_line(row, &words)) continue;
         const char *operand = operator_operand_text(row.operand);
         if (*operand != '\0')
-            words += std::string(row.operand == OPERAND_SWITCH ? " " : " [") + operand +
-                     (row.operand == OPERAND_SWITCH ? "" : "]");
+            words +=
+                operator_operand_needed(row) ? " " + std::string(operand) : " [" + std::string(operand) + "]";
         char line[160];
         snprintf(line, sizeof line, "  %s %-32s %s\n", verb, words.c_str(), row.summary);
         text += line;
     }
-    return text;
+    return text + "\n" + operator_history_help();
 }

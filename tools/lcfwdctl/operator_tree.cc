@@ -90,7 +90,7 @@ static constexpr plain_row plain_rows[] = {
     {"show", "oif-list", CMD_SHOW_MCAST_OIFLIST, OPERAND_HANDLE, 0, false, "lists of outgoing interfaces"},
     {"clear", "counters", CMD_CLEAR_INTERNAL_COUNTS, OPERAND_NONE, 0, false, "error counters back to 0"},
     {"clear", "route-counters", CMD_CLEAR_CUMULATIVE_COUNTERS, OPERAND_NONE, OPERATOR_STATISTICS, false,
-     "cumulative route counters back to 0; with --statistics those of adjacencies since their last clear"},
+     "routes added and deleted back to 0; with --statistics packets by adjacency"},
     {"clear", "messages", CMD_CLEAR_MSG_CNTS, OPERAND_NONE, 0, false, "message counters back to 0"},
     {"debug", "disable-tracing", CMD_DISABLE_TRACING, OPERAND_SWITCH, 0, false, "no trace records at all"},
     {"debug", "route-log", CMD_ENABLE_RC_DEBUGS, OPERAND_SWITCH, 0, false, "log each route in detail: slow"},
@@ -153,6 +153,13 @@ static void add_history(const history_row &row, std::vector<operator_row> *out) 
     get("debug", " no-filter", CMD_SET_HISTORY_FILTER, OPERAND_HISTORY_KEY, 0, "take a filter away");
     get("debug", " sticky", CMD_SET_HISTORY_STICKY, OPERAND_HISTORY_KEY, 1, "never evict this entry");
     get("debug", " no-sticky", CMD_SET_HISTORY_STICKY, OPERAND_HISTORY_KEY, 0, "may be evicted again");
+}
+
+std::string operator_history_help() {
+    std::string text = "NAME is one of";
+    for (const history_row &row : history_rows)
+        if (row.in_report) text += std::string(row.number == history_rows[0].number ? " " : ", ") + row.name;
+    return text + ".\nKEY is a prefix, the handle of an adjacency or a group, or the id of a vobj.\n";
 }
 
 static void add_families(const family_row &row, std::vector<operator_row> *out) {
@@ -250,7 +257,7 @@ const operator_row *operator_find(const char *verb, std::span<const char *const>
         for (const operator_row *row : under) {
             std::string own;
             const std::vector<std::string> parts = split(row->words);
-            for (size_t i = 0; i < count; i++) own += parts[i] + " ";
+            for (size_t i = 0; i < count; i++) own += (i == 0 ? "" : " ") + parts[i];
             spelled.insert(own);
             if (word_count(*row) == count) exact = row;
         }

@@ -58,5 +58,8 @@ struct operator_row {
 /* The words that may follow 'words' (whole words), sorted, without repetition; operands as "<...>". */
 [[nodiscard]] std::vector<std::string> operator_follow(const char *verb, std::span<const char *const> words);
 
+/* Lines of help that tell what NAME and KEY of histories may be. */
+[[nodiscard]] std::string operator_history_help();
+
 /* "PREFIX", "on|off" ... ; "" for none. */
 [[nodiscard]] const char *operator_operand_text(operator_operand operand);
