@@ -14,9 +14,11 @@ struct asking {
     std::vector<uint8_t> cookie;
     cmd_renderer *renderer;
     std::string failure;
+    cmd_answer_kind kind; /* of the last answer */
 };
 
 static void print_bytes(void *, const char *bytes, size_t size) { fwrite(bytes, 1, size, stdout); }
+static void print_nothing(void *, const char *, size_t) {}
 
 static int refuse(asking *ask, const std::string &why) {
     ask->failure = why;
@@ -46,8 +48,8 @@ static std::string reason_of(const cmd_answer &answer) {
     return text.empty() ? "refused with code " + std::to_string(answer.code) : text;
 }
 
-/* Takes one answer or part. '*kind' is what it was. */
-static int answer_take(asking *ask, uint32_t token, cmd_answer_kind *kind) {
+/* Takes one answer or part. */
+static int answer_take(asking *ask, uint32_t token) {
     mts_msg message{};
     const int error = bus_client_answer(ask->session->client, token, static_cast<int>(ctl.timeout_ms),
                                         nullptr, nullptr, &message);
@@ -57,13 +59,11 @@ static int answer_take(asking *ask, uint32_t token, cmd_answer_kind *kind) {
     if ((message.flags & MTS_FLAG_REJECT) != 0 ||
         cmd_answer_read(message.payload, message.payload_size, &answer) != 0)
         return refuse(ask, "an answer that is none");
-    *kind = answer.kind;
+    ask->kind = answer.kind;
     if (answer.kind == CMD_ANSWER_NOK) {
         if (ctl.json) static_cast<void>(cmd_renderer_feed(ask->renderer, answer.pieces, answer.pieces_size));
         return refuse(ask, reason_of(answer));
     }
-    if (answer.kind == CMD_ANSWER_OK && strcmp(ask->row->verb, "show") == 0)
-        ctl_error("slot %u: VDC %u is not active", ask->session->slot, ctl.vdc);
     ask->cookie.assign(answer.cookie, answer.cookie + answer.cookie_length);
     if (cmd_renderer_feed(ask->renderer, answer.pieces, answer.pieces_size) != 0)
         return refuse(ask, "an answer that is none");
@@ -71,23 +71,30 @@ static int answer_take(asking *ask, uint32_t token, cmd_answer_kind *kind) {
 }
 
 static int ask_all(asking *ask) {
-    for (cmd_answer_kind kind = CMD_ANSWER_MORE; kind == CMD_ANSWER_MORE;) {
+    for (ask->kind = CMD_ANSWER_MORE; ask->kind == CMD_ANSWER_MORE;) {
         uint32_t token = 0;
         int status = request_send(ask, &token);
-        kind = CMD_ANSWER_PART;
-        while (status == CTL_GOOD && kind == CMD_ANSWER_PART) status = answer_take(ask, token, &kind);
+        ask->kind = CMD_ANSWER_PART;
+        while (status == CTL_GOOD && ask->kind == CMD_ANSWER_PART) status = answer_take(ask, token);
         if (status != CTL_GOOD) return status;
     }
     return CTL_GOOD;
 }
 
+/* A show of an active VDC always has output. */
+static bool is_inactive(const asking &ask) {
+    return ask.kind == CMD_ANSWER_OK && strcmp(ask.row->verb, "show") == 0;
+}
+
 int operator_ask(ctl_session *session, const operator_row &row, const std::vector<uint8_t> &attributes,
                  std::string *failure) {
-    asking ask = {session, &row, &attributes, {}, nullptr, {}};
+    asking ask = {session, &row, &attributes, {}, nullptr, {}, CMD_ANSWER_DONE};
     ask.renderer = cmd_renderer_create(ctl.json ? CMD_FORM_JSON : CMD_FORM_TEXT, print_bytes, nullptr);
     if (ask.renderer == nullptr) return refuse(&ask, "out of memory");
     const int status = ask_all(&ask);
     cmd_renderer_finish(ask.renderer);
+    if (status == CTL_GOOD && is_inactive(ask))
+        ctl_error("slot %u: VDC %u is not active", session->slot, ctl.vdc);
     if (failure != nullptr)
         *failure = ask.failure;
     else if (!ask.failure.empty())
@@ -95,13 +102,43 @@ int operator_ask(ctl_session *session, const operator_row &row, const std::vecto
     return status;
 }
 
+bool operator_vdc_is_active(ctl_session *session) {
+    static constexpr const char *words[] = {"table"};
+    std::string why;
+    size_t used = 0;
+    const operator_row *tables = operator_find("show", words, &used, &why);
+    std::vector<uint8_t> attributes;
+    if (operator_attributes(*tables, {}, nullptr, &attributes) != CTL_GOOD) return false;
+    asking ask = {session, tables, &attributes, {}, nullptr, {}, CMD_ANSWER_DONE};
+    ask.renderer = cmd_renderer_create(CMD_FORM_TEXT, print_nothing, nullptr);
+    const bool active = ask.renderer != nullptr && ask_all(&ask) == CTL_GOOD && !is_inactive(ask);
+    if (ask.renderer != nullptr) cmd_renderer_finish(ask.renderer);
+    return active;
+}
+
 struct operator_plan {
     const operator_row *row;
     std::vector<uint8_t> attributes;
+    uint32_t slots_begun;
 };
 
+/* Of several slots each show has a head, or is a member of one JSON object. */
+static void slot_begin(operator_plan *plan, uint32_t slot) {
+    const bool first = plan->slots_begun++ == 0;
+    if (ctl.slots.size() == 1) return;
+    if (ctl.json)
+        printf("%s\"%u\":", first ? "{" : ",", slot);
+    else if (strcmp(plan->row->verb, "show") == 0)
+        printf("%sSlot %u:\n", first ? "" : "\n", slot);
+}
+
+static void slots_end(const operator_plan &plan) {
+    if (ctl.slots.size() != 1 && ctl.json) printf("%s}\n", plan.slots_begun == 0 ? "{" : "");
+}
+
 static int work(ctl_session *session, void *context) {
-    const auto *plan = static_cast<const operator_plan *>(context);
+    auto *plan = static_cast<operator_plan *>(context);
+    slot_begin(plan, session->slot);
     const int status = operator_ask(session, *plan->row, plan->attributes);
     if (status == CTL_GOOD && strcmp(plan->row->verb, "show") != 0 && !ctl.quiet && !ctl.json)
         printf("slot %u: done\n", session->slot);
@@ -128,6 +165,7 @@ int operator_run(int argc, char **argv) {
     if (status != CTL_GOOD) return status;
     if (strcmp(argv[0], "show") == 0) ctl_pager_begin();
     status = ctl_for_each_slot(work, &plan);
+    slots_end(plan);
     ctl_pager_end();
     return status;
 }

@@ -10,6 +10,9 @@
 [[nodiscard]] int operator_ask(ctl_session *session, const operator_row &row,
                                const std::vector<uint8_t> &attributes, std::string *failure = nullptr);
 
+/* Whether the process serves the VDC of this call. */
+[[nodiscard]] bool operator_vdc_is_active(ctl_session *session);
+
 /* Does a whole command line for a verb: argv[0] is the verb. */
 [[nodiscard]] int operator_run(int argc, char **argv);
 

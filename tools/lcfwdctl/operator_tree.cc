@@ -35,7 +35,7 @@ static constexpr family_row family_rows[] = {
     {"adjacency", CMD_SHOW_V4_ADJACENCY, CMD_SHOW_V6_ADJACENCY, false,
      OPERATOR_THROUGH | OPERATOR_DETAIL | OPERATOR_STATISTICS | OPERATOR_LIMIT, 0, true, "neighbours"},
     {"stored-route", CMD_SHOW_V4_PSS_ROUTES, CMD_SHOW_V6_PSS_ROUTES, true, OPERATOR_TABLE | OPERATOR_LIMIT, 0,
-     false, "routes as the store keeps them for a restart"},
+     true, "routes as the store keeps them for a restart"},
 };
 
 struct plain_row {
@@ -56,9 +56,9 @@ static constexpr plain_row plain_rows[] = {
     {"show", "table", CMD_SHOW_TABLES, OPERAND_NONE, 0, true, "forwarding tables"},
     {"show", "vlan", CMD_SHOW_FORWARDING_VLAN, OPERAND_VLAN, OPERATOR_LIMIT, true, "VLANs with an interface"},
     {"show", "otv overlay", CMD_SHOW_OTV_OVERLAY, OPERAND_NONE, 0, false, "overlays"},
-    {"show", "security mac", CMD_SHOW_V4_SECURITY_MAC, OPERAND_NONE, OPERATOR_TABLE, false,
+    {"show", "security mac", CMD_SHOW_V4_SECURITY_MAC, OPERAND_NONE, OPERATOR_TABLE, true,
      "source guard bindings"},
-    {"show", "security sgt", CMD_SHOW_V4_SECURITY_SGT, OPERAND_NONE, OPERATOR_TABLE, false,
+    {"show", "security sgt", CMD_SHOW_V4_SECURITY_SGT, OPERAND_NONE, OPERATOR_TABLE, true,
      "security group tags"},
     {"show", "counters", CMD_SHOW_INTERNAL_COUNTS, OPERAND_NONE, 0, true, "objects and errors"},
     {"show", "messages", CMD_SHOW_MSG_CNTS, OPERAND_NONE, 0, true, "messages by kind"},

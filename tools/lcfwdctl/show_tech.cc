@@ -21,6 +21,7 @@ struct outside_row {
     const char *arguments[2];
 };
 static constexpr size_t MAX_WORDS = 4;
+static constexpr uint32_t VDC_FIRST = 1, VDC_LAST = 5;
 static const outside_row outside_rows[] = {
     {&ctl_command_status, FORM_VALUE, {}},       {&ctl_command_engine, FORM_VALUE, {}},
     {&ctl_command_store, FORM_VALUE, {"list"}},  {&ctl_command_log, FORM_TEXT_LINES, {"--lines", "2000"}},
@@ -81,18 +82,58 @@ static int outside(const outside_row &row) {
     return status;
 }
 
-static int inside(ctl_session *session, void *) {
+/* Slot and VDC stand before a name where there may be several, so that names neither repeat nor change. */
+static std::string inside_name(const ctl_session *session, const operator_row &row,
+                               const operator_options &options) {
+    std::string name;
+    if (ctl.slots.size() > 1) name += "slot " + std::to_string(session->slot) + " ";
+    if (ctl.vdc != VDC_FIRST) name += "vdc " + std::to_string(ctl.vdc) + " ";
+    return name + "show " + row.words + (options.statistics ? " --statistics" : "");
+}
+
+static int inside_ask(ctl_session *session, const operator_row &row, const operator_options &options) {
+    std::vector<uint8_t> attributes;
+    std::string failure;
+    section(inside_name(session, row, options), false);
+    int status = operator_attributes(row, options, nullptr, &attributes);
+    if (status == CTL_GOOD) status = operator_ask(session, row, attributes, &failure);
+    if (!failure.empty() && !ctl.json) printf("%s\n", failure.c_str());
+    return status;
+}
+
+/* The same whichever VDC asks. */
+static bool is_of_process(const operator_row &row) {
+    return row.history != 0 || row.command == CMD_SHOW_HISTORY_TIME || row.command == CMD_SHOW_PROCESS ||
+           row.command == CMD_SHOW_FUNCSTATS;
+}
+
+static int vdc_inside(ctl_session *session, bool process_too) {
+    int status = CTL_GOOD;
     for (const operator_row &row : operator_rows()) {
-        if (!row.in_report) continue;
-        std::vector<uint8_t> attributes;
-        std::string failure;
-        section("show " + row.words, false);
-        int status = operator_attributes(row, {}, nullptr, &attributes);
-        if (status == CTL_GOOD) status = operator_ask(session, row, attributes, &failure);
-        if (!failure.empty() && !ctl.json) printf("%s\n", failure.c_str());
+        if (!row.in_report || (is_of_process(row) && !process_too)) continue;
+        operator_options options;
+        options.vrf_given = (row.options & OPERATOR_TABLE) != 0 && row.history == 0;
+        options.vrf = "all";
+        status = inside_ask(session, row, options);
+        options.statistics = (row.options & OPERATOR_STATISTICS) != 0;
+        if (options.statistics && status != CTL_UNREACHABLE) status = inside_ask(session, row, options);
         if (status == CTL_UNREACHABLE) return status;
     }
     return CTL_GOOD;
+}
+
+static int inside(ctl_session *session, void *) {
+    const uint32_t before = ctl.vdc;
+    int status = CTL_GOOD;
+    bool process_too = true;
+    for (ctl.vdc = VDC_FIRST; ctl.vdc <= VDC_LAST && status != CTL_UNREACHABLE; ctl.vdc++) {
+        if (!operator_vdc_is_active(session)) continue;
+        status = vdc_inside(session, process_too);
+        process_too = false;
+    }
+    ctl.vdc = before;
+    if (process_too) ctl_error("slot %u: no VDC is active, and the process tells nothing", session->slot);
+    return process_too ? CTL_REFUSED : status;
 }
 
 /* The standard output goes to a file from here on. */
