@@ -5,6 +5,7 @@ void bench_containers_figures();
 void bench_store_figures();
 void bench_bus_figures();
 void bench_path_figures();
+void bench_restart_figures();
 void bench_codec_figures();
 void bench_ecmp_figures();
 void bench_rnh_figures();

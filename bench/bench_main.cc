@@ -13,6 +13,7 @@ int main(int argc, char **argv) {
     }
     setvbuf(stdout, nullptr, _IOLBF, 0);
     bench_path_figures();
+    bench_restart_figures();
     bench_ecmp_figures();
     bench_rnh_figures();
     bench_show_figures();

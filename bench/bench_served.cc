@@ -8,6 +8,7 @@
 #include "softfwd/softfwd_config.h"
 #include "ufib/ufib_vdc.h"
 
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -17,11 +18,11 @@
 
 constexpr uint32_t BATCH = 500;
 
-static void serve(const std::string &root, const platform_library *library) {
+static void serve(const std::string &root, const platform_library *library, lcfwd_start_mode mode) {
     lcfwd_options options = {};
     options.root = root.c_str();
     options.slot = BENCH_SERVED_SLOT;
-    options.start_mode = LCFWD_START_COLD;
+    options.start_mode = mode;
     softfwd_config_get()->slot = BENCH_SERVED_SLOT;
     platform_library_use(library);
     lcfwd_domain_bind(LCFWD_DOMAIN_UFIB, ufib_domain());
@@ -36,7 +37,7 @@ bool bench_served_start(const platform_library *library, bench_served *out) {
     if (mkdtemp(root) == nullptr) return false;
     out->root = root;
     out->pid = fork();
-    if (out->pid == 0) serve(out->root, library);
+    if (out->pid == 0) serve(out->root, library, LCFWD_START_COLD);
     ctl.root = out->root;
     ctl.quiet = true;
     ctl.vdc = 1;
@@ -46,6 +47,21 @@ bool bench_served_start(const platform_library *library, bench_served *out) {
     return ctl_subscribe(&out->session) == CTL_GOOD &&
            ctl_tell(&out->session, CTL_OPC_VDC_CREATE, ctl_vdc_make(1)) == CTL_GOOD &&
            ctl_await_report(&out->session, 5000) == CTL_GOOD;
+}
+
+bool bench_served_restart(const platform_library *library, bench_served *process, double *seconds) {
+    ctl_session_close(&process->session);
+    kill(process->pid, SIGKILL);
+    waitpid(process->pid, nullptr, 0);
+    const auto begin = std::chrono::steady_clock::now();
+    process->pid = fork();
+    if (process->pid == 0) serve(process->root, library, LCFWD_START_AUTO);
+    const bool answers = ctl_session_open(BENCH_SERVED_SLOT, &process->session) == CTL_GOOD &&
+                         ctl_subscribe(&process->session) == CTL_GOOD &&
+                         ctl_tell(&process->session, CTL_OPC_STATUS_REQUEST, {}) == CTL_GOOD &&
+                         ctl_await_report(&process->session, 60000) == CTL_GOOD;
+    *seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    return answers;
 }
 
 void bench_served_stop(bench_served *process) {

@@ -18,6 +18,9 @@ struct bench_served {
 /* Starts it with VDC 1 on a platform library. False when it does not answer; stop it all the same. */
 [[nodiscard]] bool bench_served_start(const platform_library *library, bench_served *out);
 void bench_served_stop(bench_served *process);
+/* Kills it and starts it again on what it left. '*seconds': from its start to the answer of VDC 1. False as above. */
+[[nodiscard]] bool bench_served_restart(const platform_library *library, bench_served *process,
+                                        double *seconds);
 inline constexpr uint32_t BENCH_SERVED_SLOT = 1;
 
 /* The Internet's routes of a family (4 or 6) with covering prefixes; empty when they cannot be read. */
