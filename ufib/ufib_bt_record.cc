@@ -6,16 +6,21 @@
 #include "ufib/ufib_ecmp.h"
 #include "ufib/ufib_vobj.h"
 
+#include <bit>
 #include <cstring>
+#include <endian.h>
 
-static wire_be<uint32_t> now() { return wire_put(host_clock_wall_seconds()); }
+/* As wire_put(), in one instruction: records of prefixes are made on the way of a route. */
+static wire_be<uint32_t> put(uint32_t value) { return std::bit_cast<wire_be<uint32_t>>(htobe32(value)); }
+
+static wire_be<uint32_t> now() { return put(host_clock_wall_seconds()); }
 
 /* ---- prefixes and recursive next hops ---- */
 
 static void key_of_prefix(const ufib_pfx *pfx, ufib_bt_pfx_key *key) {
     *key = {};
     key->mask_len = pfx->mask_len;
-    key->table_id = wire_put(pfx->table->table_id);
+    key->table_id = put(pfx->table->table_id);
     std::memcpy(key->address, ufib_pfx_address(pfx), ufib_prefix_family(pfx).addr_bytes);
 }
 
@@ -25,17 +30,22 @@ static uint32_t next_handle(const ufib_obj *next, uint32_t type) {
     return ufib_obj_get_hardware_handle(tunnel ? next->next : next);
 }
 
+/* The update that made a prefix has asked the clock already. */
+static wire_be<uint32_t> time_of_prefix(const ufib_pfx *pfx, uint32_t operation) {
+    return operation == UFIB_BT_CREATE && pfx->last_update != 0 ? put(pfx->last_update) : now();
+}
+
 static ufib_bt_pfx_head head_of_prefix(const ufib_pfx *pfx, uint32_t operation) {
     const ufib_obj *next = pfx->obj.next;
     const uint32_t type = next == nullptr ? 0 : ufib_obj_type_of(next);
     return {
-        .kind = wire_put(ufib_prefix_family(pfx).prefix_type),
-        .time = now(),
-        .handle = wire_put(pfx->obj.handle),
-        .next_handle = wire_put(next == nullptr ? 0 : next_handle(next, type)),
-        .next_type = wire_put(type),
-        .path_count = wire_put(uint32_t{pfx->nh_count}),
-        .operation = wire_put(operation),
+        .kind = put(ufib_prefix_family(pfx).prefix_type),
+        .time = time_of_prefix(pfx, operation),
+        .handle = put(pfx->obj.handle),
+        .next_handle = put(next == nullptr ? 0 : next_handle(next, type)),
+        .next_type = put(type),
+        .path_count = put(uint32_t{pfx->nh_count}),
+        .operation = put(operation),
     };
 }
 
@@ -44,7 +54,7 @@ int ufib_bt_add_prefix(bt_desc *desc, const ufib_pfx *pfx, uint32_t operation) {
     if (desc->enabled == 0) return 0;
     ufib_bt_pfx_key key;
     key_of_prefix(pfx, &key);
-    const ufib_bt_pfx_record record = {head_of_prefix(pfx, operation), wire_put(uint32_t{1})};
+    const ufib_bt_pfx_record record = {head_of_prefix(pfx, operation), put(1)};
     return bt_add_rec(desc, &key, &record);
 }
 

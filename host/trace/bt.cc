@@ -41,9 +41,8 @@ static uint32_t ring_next(const bt_desc *desc, bt_entry *entry) {
     return place;
 }
 
-int bt_add_rec(bt_desc *desc, const void *key, const void *rec) {
-    if (desc->enabled == 0 || !bt_filters_pass(desc, key)) return 0;
-    bt_slot *slot = bt_slot_get_create(desc, key);
+int bt_add_now(bt_desc *desc, const void *key, uint32_t hash, const void *rec) {
+    bt_slot *slot = bt_slot_get_create(desc, key, hash);
     if (slot == nullptr) return -1;
     if (slot->state == BT_SLOT_LISTED && desc->newest != &slot->newer) {
         bt_slot_unlist(desc, slot);
@@ -56,7 +55,13 @@ int bt_add_rec(bt_desc *desc, const void *key, const void *rec) {
     return 0;
 }
 
+uint32_t bt_get_num_entries(const bt_desc *desc) {
+    bt_flush(desc);
+    return desc->entries;
+}
+
 int bt_delete_all_entries(bt_desc *desc) {
+    bt_flush(desc);
     const auto gone = static_cast<int>(desc->entries);
     if (desc->pool == nullptr) return gone;
     for (uint32_t number = 0; number < desc->pool->used; number++)

@@ -1,8 +1,9 @@
 /* host/trace/bt.h: binary histories: for each key the last few records of what happened to it, kept in memory after the
  * object is gone. Keys and records are bytes of a fixed length for each instance; what they mean is the caller's.
  *
- * A record costs one look-up and one copy. Room for all entries of an instance is taken at its first record, in one
- * piece, so that the system gives memory only for what is used; nothing is allocated after that. At the maximum of
+ * A record costs one look-up and one copy; short records of an order queue wait for a few others first, since together
+ * they cost half as much. Room for all entries of an instance is taken at its first record, in one piece, so that the
+ * system gives memory only for what is used; nothing is allocated after that. At the maximum of
  * entries a new key takes the place of the entry that has waited longest for a record. Sticky entries stay.
  *
  * Instances may be joined in an order queue, which walks the records of all of them by arrival. One thread. */
@@ -17,6 +18,8 @@ inline constexpr uint32_t BT_KEY_MAX = RAVL_KEY_BYTES_MAX;
 inline constexpr uint32_t BT_FILTERS_MAX = 16;
 inline constexpr uint32_t BT_ENTRY_HEAD = 38;     /* bytes of an entry before its key */
 inline constexpr uint32_t BT_ORDER_ROWS_MAX = 31; /* instances in one order queue */
+inline constexpr uint32_t BT_STAGED_MAX = 16;
+inline constexpr uint32_t BT_STAGED_BYTES = 64; /* key and record of one that may wait */
 inline constexpr uint32_t BT_ENTRIES_MAX = 1u << 19;
 
 struct bt_entry;
@@ -37,7 +40,7 @@ struct bt_desc {
     void (*release)(void *block);
     bt_slot *oldest; /* entries that may be taken away, by their last record */
     bt_slot **newest;
-    uint32_t entries; /* that exist */
+    uint32_t entries; /* that exist, but for records that wait */
     uint32_t key_len; /* bytes */
     uint32_t rec_len;
     uint32_t head_len; /* of an entry, key included */
@@ -71,7 +74,7 @@ int bt_add_rec(bt_desc *desc, const void *key, const void *rec);
 
 void bt_enable(bt_desc *desc, bool on);   /* entries stay either way */
 int bt_delete_all_entries(bt_desc *desc); /* sticky ones too; how many there were */
-[[nodiscard]] inline uint32_t bt_get_num_entries(const bt_desc *desc) { return desc->entries; }
+[[nodiscard]] uint32_t bt_get_num_entries(const bt_desc *desc);
 [[nodiscard]] inline uint32_t bt_get_num_records(const bt_desc *desc) { return desc->records_per_entry; }
 
 /* Entries in the order of their keys' bytes. They note their place in '*pos'; next goes on from there, whether that
@@ -109,11 +112,21 @@ struct bt_order_row {
     struct bt_order_q *queue;
     bt_pool *pool; /* of the instance */
 };
+
+/* A record that waits: key, then record. */
+struct bt_staged {
+    bt_desc *desc;
+    uint32_t hash; /* of the key */
+    uint8_t bytes[BT_STAGED_BYTES];
+};
+
 struct bt_order_q {
     uint32_t rows;
     uint32_t first, last; /* references to nodes; 0: none */
     uint64_t sequence;    /* of the newest record */
     bt_order_row row[BT_ORDER_ROWS_MAX];
+    uint32_t staged_count;
+    bt_staged staged[BT_STAGED_MAX];
 };
 
 /* 0; -1 for more than BT_ORDER_ROWS_MAX rows. */
@@ -127,6 +140,6 @@ struct bt_ordered_rec {
     const void *rec;
 };
 /* Oldest first; false at the end. When the record of '*pos' is gone, next goes on with the first that came after it. */
-[[nodiscard]] bool bt_get_first_rec_queue(const bt_order_q *queue, bt_pos *pos, bt_ordered_rec *out);
-[[nodiscard]] bool bt_get_next_rec_queue(const bt_order_q *queue, bt_pos *pos, bt_ordered_rec *out);
+[[nodiscard]] bool bt_get_first_rec_queue(bt_order_q *queue, bt_pos *pos, bt_ordered_rec *out);
+[[nodiscard]] bool bt_get_next_rec_queue(bt_order_q *queue, bt_pos *pos, bt_ordered_rec *out);
 [[nodiscard]] bool bt_pos_in_queue(const bt_order_q *queue, const bt_pos *pos);

@@ -51,7 +51,8 @@ static bool pool_make(bt_desc *desc) {
 
 /* ---- look-up ---- */
 
-static uint32_t key_hash(const uint8_t *key, uint32_t len) {
+uint32_t bt_key_hash(const void *bytes, uint32_t len) {
+    const auto *key = static_cast<const uint8_t *>(bytes);
     uint64_t hash = len;
     while (len != 0) {
         const uint32_t step = len < 8 ? len : 8;
@@ -76,7 +77,7 @@ static bt_slot *find(const bt_desc *desc, const void *key, uint32_t hash) {
 
 bt_slot *bt_slot_find(const bt_desc *desc, const void *key) {
     if (desc->pool == nullptr) return nullptr;
-    return find(desc, key, key_hash(static_cast<const uint8_t *>(key), desc->key_len));
+    return find(desc, key, bt_key_hash(key, desc->key_len));
 }
 
 static void bucket_leave(bt_pool *pool, uint32_t number) {
@@ -156,9 +157,8 @@ static bt_slot *slot_make(bt_desc *desc, const void *key, uint32_t hash) {
     return slot;
 }
 
-bt_slot *bt_slot_get_create(bt_desc *desc, const void *key) {
+bt_slot *bt_slot_get_create(bt_desc *desc, const void *key, uint32_t hash) {
     if (desc->pool == nullptr && !pool_make(desc)) return nullptr;
-    const uint32_t hash = key_hash(static_cast<const uint8_t *>(key), desc->key_len);
     bt_slot *slot = find(desc, key, hash);
     return slot != nullptr ? slot : slot_make(desc, key, hash);
 }

@@ -70,7 +70,8 @@ const void *bt_get_next_filter(const bt_desc *desc, bt_pos *pos) {
 /* ---- sticky entries ---- */
 
 int bt_sticky_add(bt_desc *desc, const void *key) {
-    bt_slot *slot = bt_slot_get_create(desc, key);
+    bt_flush(desc);
+    bt_slot *slot = bt_slot_get_create(desc, key, bt_key_hash(key, desc->key_len));
     if (slot == nullptr) return -1;
     if (slot->state == BT_SLOT_LISTED) bt_slot_unlist(desc, slot);
     slot->state = BT_SLOT_STICKY;
@@ -78,6 +79,7 @@ int bt_sticky_add(bt_desc *desc, const void *key) {
 }
 
 int bt_sticky_delete(bt_desc *desc, const void *key) {
+    bt_flush(desc);
     bt_slot *slot = bt_slot_find(desc, key);
     if (slot == nullptr || slot->state != BT_SLOT_STICKY) return -1;
     bt_slot_list(desc, slot);

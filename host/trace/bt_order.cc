@@ -72,7 +72,8 @@ static uint32_t find(const bt_order_q *queue, const bt_pos *pos) {
     return 0;
 }
 
-bool bt_get_first_rec_queue(const bt_order_q *queue, bt_pos *pos, bt_ordered_rec *out) {
+bool bt_get_first_rec_queue(bt_order_q *queue, bt_pos *pos, bt_ordered_rec *out) {
+    bt_flush_queue(queue);
     return visit(queue, queue->first, pos, out);
 }
 
@@ -90,7 +91,8 @@ static uint32_t first_after(const bt_order_q *queue, uint64_t sequence) {
     return after;
 }
 
-bool bt_get_next_rec_queue(const bt_order_q *queue, bt_pos *pos, bt_ordered_rec *out) {
+bool bt_get_next_rec_queue(bt_order_q *queue, bt_pos *pos, bt_ordered_rec *out) {
+    bt_flush_queue(queue);
     if (!bt_pos_in_queue(queue, pos) || pos->sequence > queue->sequence) return false;
     const uint32_t here = find(queue, pos);
     return visit(queue, here != 0 ? node_of(queue, here)->newer : first_after(queue, pos->sequence), pos,

@@ -75,15 +75,24 @@ inline uint8_t *bt_record_at(const bt_pool *pool, uint32_t number, uint32_t plac
     return pool->records + (size_t{place} * pool->entries_max + number) * pool->rec_len;
 }
 
+[[nodiscard]] uint32_t bt_key_hash(const void *key, uint32_t len);
 /* The slot of a key; null: none. */
 [[nodiscard]] bt_slot *bt_slot_find(const bt_desc *desc, const void *key);
 /* Found or made, without records and newest of all. Null: no memory, or all are sticky. */
-[[nodiscard]] bt_slot *bt_slot_get_create(bt_desc *desc, const void *key);
+[[nodiscard]] bt_slot *bt_slot_get_create(bt_desc *desc, const void *key, uint32_t hash);
 void bt_slot_list(bt_desc *desc, bt_slot *slot);   /* as the newest */
 void bt_slot_unlist(bt_desc *desc, bt_slot *slot); /* off the list; it keeps its state */
 void bt_slot_free(bt_desc *desc, bt_slot *slot);   /* the entry and its records are gone */
 
 [[nodiscard]] bool bt_filters_pass(const bt_desc *desc, const void *key);
+
+/* A record that need not wait. As bt_add_rec(). */
+int bt_add_now(bt_desc *desc, const void *key, uint32_t hash, const void *rec);
+/* Keeps the records that wait; called before anything is read or steered. */
+void bt_flush_queue(bt_order_q *queue);
+inline void bt_flush(const bt_desc *desc) {
+    if (desc->order != nullptr) bt_flush_queue(desc->order->queue);
+}
 
 /* Gives a record the newest place in the queue; takes one out that is in it. */
 void bt_order_append(const bt_order_row *row, uint32_t number, uint32_t place);

@@ -5,6 +5,7 @@
 
 /* Entries that nobody has walked over yet enter the tree. */
 static void tree_complete(bt_desc *desc) {
+    bt_flush(desc);
     bt_pool *pool = desc->pool;
     for (uint32_t number = 0; pool != nullptr && pool->loose != 0 && number < pool->used; number++) {
         bt_entry *entry = bt_entry_at(pool, number);
@@ -34,6 +35,7 @@ const bt_entry *bt_get_next_entry(bt_desc *desc, bt_pos *pos) {
 }
 
 const bt_entry *bt_get_entry(const bt_desc *desc, const void *key) {
+    bt_flush(desc);
     const bt_slot *slot = bt_slot_find(desc, key);
     return slot == nullptr ? nullptr : bt_entry_at(desc->pool, bt_slot_number(desc->pool, slot));
 }

@@ -158,7 +158,7 @@ struct bt_test : testing::Test {
             filters.push_back(text_of(k, KEY));
         ASSERT_EQ(filters, m.filters);
     }
-    std::vector<ordered> queued() const {
+    std::vector<ordered> queued() {
         std::vector<ordered> out;
         bt_pos pos = {};
         bt_ordered_rec rec;
