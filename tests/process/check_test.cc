@@ -55,3 +55,23 @@ TEST_F(check_life, packets_are_counted_and_damage_is_found) {
     expect_ctl(1, {"engine", "corrupt", "mac", "4000000", "--damage-forwarding"});
     expect_ctl(2, {"check", "routes"});
 }
+
+/* The report has every VDC, the store's routes too, and no name twice; refusals are JSON as well. */
+TEST_F(check_life, a_report_tells_everything_once) {
+    start(root);
+    const std::string list = write("list", "20.0.0.0/24 2\n");
+    for (const char *vdc : {"1", "2"}) {
+        expect_ctl(0, {"vdc", "create", vdc});
+        expect_ctl(0, {"load", list, "--next-hops", "2", "--vdc", vdc});
+    }
+    const std::string report = expect_ctl(0, {"show", "tech", "--json"}).out;
+    for (const char *name : {"\n\"show ip stored-route\": ", "\n\"vdc 2 show ip route\": ",
+                             "\n\"show process\": ", "\n\"show ip adjacency --statistics\": "}) {
+        const size_t at = report.find(name);
+        ASSERT_NE(at, std::string::npos) << name;
+        EXPECT_EQ(report.find(name, at + 1), std::string::npos) << name;
+    }
+    EXPECT_EQ(expect_ctl(1, {"show", "ip", "route", "9.9.9.9", "--json"}).out,
+              "{\"error\":\"no exact match in table 0x1\"}\n");
+    EXPECT_NE(expect_ctl(0, {"show", "ip", "route", "--vdc", "3"}).err.find("not active"), std::string::npos);
+}
