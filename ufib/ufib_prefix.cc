@@ -152,7 +152,7 @@ static ufib_pfx *prefix_make(ufib_table *table, const uint8_t *address, uint32_t
     return pfx;
 }
 
-static ufib_pfx *ufib_prefix_create(ufib_table *table, const ufib_prefix_update &update, bool rnh) {
+ufib_pfx *ufib_prefix_create(ufib_table *table, const ufib_prefix_update &update, bool rnh) {
     const route_rec *route = update.route;
     ufib_pfx *pfx = prefix_make(table, route->prefix, route->prefix_len,
                                 ufib_effective_nh_count(ufib_table_family(table), update), rnh);

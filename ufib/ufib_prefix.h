@@ -118,6 +118,10 @@ struct ufib_prefix_update {
 [[nodiscard]] ufib_pfx *ufib_get_create_prefix(ufib_table *table, const ufib_prefix_update &update,
                                                bool *existed);
 
+/* Makes the prefix of an update that is known to be new; it has neither flags, holders nor next object yet. Null:
+ * E_PFX_NOMEM. */
+[[nodiscard]] ufib_pfx *ufib_prefix_create(ufib_table *table, const ufib_prefix_update &update, bool rnh);
+
 /* How many paths a route effectively has: twice the same hop is one, and so is a host route on a platform that
  * cannot share load for hosts. */
 [[nodiscard]] uint8_t ufib_effective_nh_count(const ufib_family &family, const ufib_prefix_update &update);

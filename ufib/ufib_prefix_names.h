@@ -15,6 +15,12 @@ using ufib_v6prefix = ufib_pfx;
                                                          bool *existed) {
     return ufib_get_create_prefix(table, update, existed);
 }
+[[nodiscard]] inline ufib_pfx *ufib_v4prefix_create(ufib_table *table, const ufib_prefix_update &update) {
+    return ufib_prefix_create(table, update, false);
+}
+[[nodiscard]] inline ufib_pfx *ufib_v6prefix_create(ufib_table *table, const ufib_prefix_update &update) {
+    return ufib_prefix_create(table, update, false);
+}
 [[nodiscard]] inline ufib_pfx *ufib_v4prefix_search(ufib_table *table, uint32_t address, uint32_t mask_len) {
     return ufib_prefix_search(table, wire_put(address).raw, mask_len, false);
 }

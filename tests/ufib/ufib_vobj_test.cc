@@ -189,7 +189,9 @@ TEST_P(vobj_life_test, a_vdc_dies_in_the_middle_of_a_move) {
     load_many(0, 20, {through(0)});
     ASSERT_TRUE(load1(over(0, {1, 2, 4})));
     (void)ufib_dirty_vobjs_do_pfx_backwalk(7);
+    ASSERT_NE(ufib_vobj_fec_paths_add(vobj_of(0)), nullptr) << "a label leads to it beyond the routes";
     rig.send(OPC_VDC_DELETE, wire_vdc(1));
+    EXPECT_EQ(fake_count("delete_vobj_fec 2"), 1u);
     EXPECT_EQ(ufib_dirty_vobj_list.count + ufib_vobj_rpf_list.count + ufib_rnh_update_pending_list.count, 0u);
     EXPECT_TRUE(fake_entries("vobj").empty());
     second();
