@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-static constexpr char ROW[] = "%-6s  %-44s  %-6s  %-22s  %-12s  %#-10x  %#x\n";
+static constexpr char ROW[] = "%-6s  %-44s  %-6s  %-22s  %#-12x  %#-10x  %#x\n";
 static constexpr char HEADS[] =
     "Object  Name                                          Part    Problem                 "
     "Table         Model       Found\n";
@@ -18,11 +18,9 @@ void check_object_begin(check_report *report, const char *object, const char *na
 void check_wrong(check_report *report, const char *part, const char *problem, uint32_t model,
                  uint32_t found) {
     if (report->limit_reached) return;
-    char table[16] = "-";
-    if (report->table != 0) std::snprintf(table, sizeof table, "%#x", report->table);
     cmd_prt_row_begin(report->handle);
     cmd_prt(report->handle, ROW, cmd_text(report->object, "object"), cmd_text(report->name, "name"),
-            cmd_text(part, "part"), cmd_text(problem, "problem"), cmd_text(table, "table"),
+            cmd_text(part, "part"), cmd_text(problem, "problem"), cmd_u32(report->table, "table"),
             cmd_u32(model, "model"), cmd_u32(found, "found"));
     cmd_prt_row_end(report->handle);
     report->rows++;

@@ -94,6 +94,8 @@ TEST(operator_tree, attributes_are_these_bytes) {
                                     0, 25, 0, 4,  0, 1,  0, 0xb1})); /* which history */
     EXPECT_EQ(attributes("debug", {"functions"}, {}, "on"),
               (std::vector<uint8_t>{0, 1, 0, 12, 0, 22, 0, 4, 0, 0, 0, 1}));
+    EXPECT_EQ(attributes("show", {"ip", "route"}, {}, "10.1.0.1"), /* the route that it takes */
+              (std::vector<uint8_t>{0, 3, 0, 21, 0, 4, 0, 4, 10, 1, 0, 1, 0, 5, 0, 1, 32, 0, 7, 0, 0}));
     attributes("show", {"ecmp"}, options, nullptr, CTL_USAGE);                  /* takes no table */
     attributes("show", {"ip", "route"}, {}, "2001:db8::/32", CTL_USAGE);        /* the other family */
     attributes("debug", {"history", "ecmp", "filter"}, {}, nullptr, CTL_USAGE); /* which? */

@@ -23,7 +23,7 @@ const ctl_command ctl_command_show = {
     "  --vrf NAME|all   routes of a VRF, or of all (default: the default table)\n"
     "  --table ID       routes of a table\n"
     "  --longer         the prefix and all inside it\n"
-    "  --longest        the longest match of the prefix\n"
+    "  --longest        the longest match of the prefix; also without it, for an address\n"
     "  --interface IF   only what leaves by this interface (a name, or its index)\n"
     "  --next-hop A     only what leaves by this next hop\n"
     "  --limit N        at most N routes\n"

@@ -183,6 +183,12 @@ static int add_interface(const operator_options &options, attribute_writer *out)
     return CTL_GOOD;
 }
 
+/* An address without a length asks for the route that it takes. */
+static bool wants_longest(const operator_row &row, const operator_options &options, const char *operand) {
+    const bool address = operand != nullptr && strchr(operand, '/') == nullptr && !options.longer;
+    return options.longest || (address && (row.options & OPERATOR_MATCH) != 0);
+}
+
 int operator_attributes(const operator_row &row, const operator_options &options, const char *operand,
                         std::vector<uint8_t> *out) {
     if (!options_fit(row, options)) return CTL_USAGE;
@@ -202,7 +208,7 @@ int operator_attributes(const operator_row &row, const operator_options &options
     if (row.value >= 0) writer.number(CMD_ATTR_VALUE, static_cast<uint64_t>(row.value), 4);
     if (options.limit_given) writer.number(CMD_ATTR_LIMIT, options.limit, 4);
     writer.flag(CMD_ATTR_LONGER, options.longer);
-    writer.flag(CMD_ATTR_LONGEST, options.longest);
+    writer.flag(CMD_ATTR_LONGEST, wants_longest(row, options, operand));
     writer.flag(CMD_ATTR_DETAIL, options.detail);
     writer.flag(CMD_ATTR_RNH, options.rnh);
     writer.flag(CMD_ATTR_STATISTICS, options.statistics);
