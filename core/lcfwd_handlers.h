@@ -36,6 +36,8 @@ int ufib_fu_clear_forwarding_adj_request(fu_event *event, fu_event_node **out);
 int ufib_fu_get_aged_routes(fu_event *event, fu_event_node **out);
 int ufib_fu_lc_upgrade(fu_event *event, fu_event_node **out);
 int ufib_fu_sal_lc_upgrade(fu_event *event, fu_event_node **out);
+int ufib_eltmc_pervpn_ilm_alloc(fu_event *event, fu_event_node **out);
+int ufib_nve_peer_get_mac_counters(fu_event *event, fu_event_node **out);
 int ufib_fu_hw_res_request(fu_event *event, fu_event_node **out);
 int ufib_fu_nf_request(fu_event *event, fu_event_node **out);
 int lcfwd_process_intf_stats_req(fu_event *event, fu_event_node **out);

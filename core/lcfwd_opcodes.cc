@@ -109,7 +109,7 @@ const mts_row lcfwd_mts_msg_info_array[] = {
     row(74796, LCFWD_Q_PD, nullptr),
     row(73756, LCFWD_Q_PD, nullptr),
     row(74795, LCFWD_Q_UCAST, nullptr),
-    row(73751, LCFWD_Q_UCAST, nullptr),
+    row(73751, LCFWD_Q_UCAST, ufib_eltmc_pervpn_ilm_alloc),
     row(73752, LCFWD_Q_PD, nullptr),
     row(77843, LCFWD_Q_UCAST, ufib_fu_get_aged_routes),
     row(74809, LCFWD_Q_UCAST, nullptr),
@@ -118,7 +118,7 @@ const mts_row lcfwd_mts_msg_info_array[] = {
     row(164877, LCFWD_Q_UCAST, nullptr),
     row(77848, LCFWD_Q_UCAST, nullptr),
     row(164878, LCFWD_Q_UCAST, nullptr),
-    row(77849, LCFWD_Q_LP, nullptr),
+    row(77849, LCFWD_Q_LP, ufib_nve_peer_get_mac_counters),
 };
 
 const mts_row lcfwd_mts_cmi_msg_info_array[] = {

@@ -26,6 +26,11 @@ struct ufib_platform_table_request { /* argument of table_required */
     uint32_t route_flags;
 };
 
+/* nve_peer_get_mac_counters: bytes behind 'request', zero behind the message's, and room behind 'answer'. The result
+ * is the answer's length; 0 or below: the message is rejected. */
+constexpr size_t UFIB_NVE_REQUEST_BYTES = 1024;
+constexpr size_t UFIB_NVE_ANSWER_BYTES = 8192;
+
 struct ufib_platform_rewrite { /* 24 bytes; of a plain adjacency: destination MAC at byte 14 */
     uint8_t bytes[24];
 };

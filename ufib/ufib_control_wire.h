@@ -1,5 +1,5 @@
 /* ufib/ufib_control_wire.h: layouts of the small messages of the unicast channel: MACs, reverse-path modes, tunnels,
- * clear requests, aged routes, upgrade. Network order, packed. One thread; messages are read in place. */
+ * clear requests, aged routes, label base, upgrade. Network order, packed. One thread; messages are read in place. */
 #pragma once
 
 #include "core/wire.h"
@@ -86,6 +86,11 @@ constexpr uint8_t UFIB_AGED_NO_TABLE = 0x03;
 constexpr uint16_t UFIB_AGED_TLV_V4 = 1; /* 5 bytes */
 constexpr uint16_t UFIB_AGED_TLV_V6 = 2; /* 17 bytes */
 constexpr uint32_t UFIB_AGED_BUFFER = 120808;
+
+struct ufib_ilm_msg { /* where the labels of VPNs begin */
+    wire_be<uint32_t> base;
+};
+static_assert(sizeof(ufib_ilm_msg) == 4);
 
 struct ufib_upgrade_msg { /* versions of the images follow when the message has a version */
     wire_be<uint16_t> operation;

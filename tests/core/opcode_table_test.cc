@@ -38,7 +38,7 @@ static const struct {
     {77833, 0x5, 5, nullptr},
     {8931, 0x5, 4, lcfwd_handle_feature_set_notif},
     {75787, 0x5, 4, mfib_fu_mfdm_download},
-    {77849, 0x5, 6, nullptr},
+    {77849, 0x5, 6, ufib_nve_peer_get_mac_counters},
     {7679, 0, 7, lcfwd_fu_cmi_message},
 };
 

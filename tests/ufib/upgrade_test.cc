@@ -3,6 +3,9 @@
 
 #include "core/lcfwd_report.h"
 #include "host/interfaces/interfaces.h"
+#include "platform/ufib_platform.h"
+
+#include <cstring>
 
 static bytes upgrade(unsigned operation, unsigned slot) {
     bytes out;
@@ -53,6 +56,27 @@ TEST_P(upgrade_test, of_another_card_reaches_the_platform_alone) {
     EXPECT_EQ(state(), before);
     EXPECT_EQ(rig.dispatch(OPC_LC_UPGRADE, bytes(3)), 16);
     EXPECT_EQ(rig.dispatch(OPC_SAL_LC_UPGRADE, bytes(8)), 0);
+}
+
+/* Messages whose contents are the library's. */
+TEST_P(upgrade_test, the_library_gets_what_is_its_own) {
+    fake_take();
+    EXPECT_EQ(rig.dispatch(73751, bytes_from_hex("00001267")), 0);
+    EXPECT_EQ(fake_take({"pervpn"}), (lines{"pervpn_ilm_base 4711"}));
+    rig.stop();
+    ASSERT_EQ(rig.start(), 0);
+    EXPECT_EQ(fake_take({"pervpn"}), (lines{"pervpn_ilm_base 4711"})) << "and again after a restart";
+    EXPECT_EQ(rig.dispatch(73751, bytes(3)), 16);
+
+    EXPECT_EQ(ask(77849, bytes{7}), "reject") << "no library that knows peers";
+    ufib_platform_table.nve_peer_get_mac_counters = [](const void *request, void *answer, size_t room) {
+        const auto *in = static_cast<const uint8_t *>(request);
+        std::memcpy(answer, in, 3);
+        return in[0] == 8 ? static_cast<int>(room) + 1 : in[UFIB_NVE_REQUEST_BYTES - 1] + 3;
+    };
+    EXPECT_EQ(ask(77849, bytes{7, 9}), "070900") << "zero behind what came";
+    EXPECT_EQ(ask(77849, bytes{8}), "reject") << "more than there is room for";
+    EXPECT_EQ(rig.dispatch(77849, {}), 16);
 }
 
 TEST_P(upgrade_test, opcodes_that_nobody_serves_are_rejected) {
