@@ -39,7 +39,8 @@ void ufib_ha_restore_rpf_info(ufib_vdc *vdc) {
 
 /* ---- tables ---- */
 
-constexpr uint32_t TABLE_ROOM = 512;
+/* As long as an array can be: the library alone decides how many of the bytes are its own. */
+constexpr uint32_t TABLE_ROOM = sizeof(uint32_t) + UINT16_MAX;
 constexpr uint32_t TABLE_FLAG_LISP_ETR = 0x02;
 
 static void table_restore_flags(ufib_vdc *vdc, ufib_table *table, const uint8_t *array, uint32_t room) {
@@ -88,10 +89,10 @@ static bool table_restore(ufib_vdc *vdc, uint32_t table_id, const uint8_t *value
 }
 
 void ufib_ha_restore_table_info(ufib_vdc *vdc) {
+    static uint8_t value[TABLE_ROOM]; /* too large for a stack that handlers share */
     ufib_ha_walk walk;
     for (bool more = ufib_ha_walk_first(&walk, LCFWD_PSS_UFIB_TABLE, vdc); more;
          more = ufib_ha_walk_next(&walk)) {
-        uint8_t value[TABLE_ROOM];
         const uint32_t len = ufib_ha_walk_value(walk, value, sizeof value);
         if (walk.key_len != sizeof(uint32_t) || !table_restore(vdc, ufib_ha_walk_handle(walk), value, len))
             ufib_ha_walk_delete(walk, vdc);

@@ -365,6 +365,8 @@ TEST_P(ufib_ha, what_only_a_client_holds_comes_back_with_its_counts) {
 }
 
 TEST_P(ufib_ha, reverse_path_modes_and_stored_tables_come_back) {
+    softfwd_config_get()->caps.table_pss_space_len = 3000; /* of the library's own, beside the flags */
+    restart();
     ASSERT_TRUE(load(f, {add(f, prefix(f, 0))}));
     put(LCFWD_PSS_RPF, raw32(ETH2), {3, 1});
     ufib_table *table = ufib_table_search(ufib_vdc_get(1), f.table);
