@@ -5,10 +5,13 @@
 #include "host/command/command.h"
 #include "ufib/ufib_bintrace.h"
 
+#include <algorithm>
 #include <cstring>
 
 static constexpr uint32_t PIECE_RECORDS = 1000;
 static constexpr uint32_t PIECE_LINES = 4000; /* records of groups have many lines each */
+
+static constexpr uint32_t TIME_LIMIT_MAX = 10000; /* so far a show looks back before it begins */
 
 enum instance : uint32_t { V4_PFX, V6_PFX, V4_RNH, V6_RNH, V4_ADJ, V6_ADJ, ECMP, VOBJ };
 
@@ -176,11 +179,13 @@ static void entries_clear(cmd_handle *handle, const history_row &row) {
 
 /* ---- by time ---- */
 
-static bool time_begin(cmd_handle *handle, bt_pos *pos, bt_ordered_rec *rec, bool *more) {
+/* With a limit it is what happened last that counts. */
+static bool time_begin(cmd_handle *handle, uint32_t limit, bt_pos *pos, bt_ordered_rec *rec, bool *more) {
     const int resumed = cookie_take(handle, pos);
     if (resumed < 0) return false;
     if (resumed == 0) {
-        *more = bt_get_first_rec_queue(&rec_order_q, pos, rec);
+        *more = limit == 0 ? bt_get_first_rec_queue(&rec_order_q, pos, rec)
+                           : bt_get_newest_rec_queue(&rec_order_q, limit, pos, rec);
     } else if (pos->instance == CMD_SHOW_HISTORY_TIME && bt_pos_in_queue(&rec_order_q, pos)) {
         *more = bt_get_next_rec_queue(&rec_order_q, pos, rec);
     } else {
@@ -194,13 +199,14 @@ static bool time_begin(cmd_handle *handle, bt_pos *pos, bt_ordered_rec *rec, boo
 void lcfwd_show_bt_rec_queue(cmd_handle *handle, uint32_t) {
     history_request request;
     if (!history_request_get(handle, &request)) return;
+    const uint32_t limit = std::min(request.limit, TIME_LIMIT_MAX);
     bt_pos pos;
     bt_ordered_rec rec;
     bool more = false;
-    if (!time_begin(handle, &pos, &rec, &more)) return;
+    if (!time_begin(handle, limit, &pos, &rec, &more)) return;
     const uint32_t end = pos.shown + PIECE_RECORDS / 8;
     cmd_prt_list_begin(handle, "records");
-    for (; more && (request.limit == 0 || pos.shown < request.limit);
+    for (; more && (limit == 0 || pos.shown < limit);
          more = bt_get_next_rec_queue(&rec_order_q, &pos, &rec)) {
         if (const history_row *row = history_of_desc(rec.desc); row != nullptr) {
             cmd_prt_row_begin(handle);

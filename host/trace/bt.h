@@ -141,5 +141,8 @@ struct bt_ordered_rec {
 };
 /* Oldest first; false at the end. When the record of '*pos' is gone, next goes on with the first that came after it. */
 [[nodiscard]] bool bt_get_first_rec_queue(bt_order_q *queue, bt_pos *pos, bt_ordered_rec *out);
+/* The oldest of the newest 'count' records (at least 1); takes so many steps. */
+[[nodiscard]] bool bt_get_newest_rec_queue(bt_order_q *queue, uint32_t count, bt_pos *pos,
+                                           bt_ordered_rec *out);
 [[nodiscard]] bool bt_get_next_rec_queue(bt_order_q *queue, bt_pos *pos, bt_ordered_rec *out);
 [[nodiscard]] bool bt_pos_in_queue(const bt_order_q *queue, const bt_pos *pos);

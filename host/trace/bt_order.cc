@@ -77,6 +77,13 @@ bool bt_get_first_rec_queue(bt_order_q *queue, bt_pos *pos, bt_ordered_rec *out)
     return visit(queue, queue->first, pos, out);
 }
 
+bool bt_get_newest_rec_queue(bt_order_q *queue, uint32_t count, bt_pos *pos, bt_ordered_rec *out) {
+    bt_flush_queue(queue);
+    uint32_t ref = queue->last;
+    for (uint32_t i = 1; i < count && ref != queue->first; i++) ref = node_of(queue, ref)->older;
+    return visit(queue, ref, pos, out);
+}
+
 /* The oldest record that came after a sequence, from the nearer end of the queue; 0: none. */
 static uint32_t first_after(const bt_order_q *queue, uint64_t sequence) {
     uint32_t ref = queue->first, after = 0;
