@@ -34,8 +34,8 @@ static constexpr family_row family_rows[] = {
      "routes on the punt adjacency"},
     {"adjacency", CMD_SHOW_V4_ADJACENCY, CMD_SHOW_V6_ADJACENCY, false,
      OPERATOR_THROUGH | OPERATOR_DETAIL | OPERATOR_STATISTICS | OPERATOR_LIMIT, 0, true, "neighbours"},
-    {"stored-route", CMD_SHOW_V4_PSS_ROUTES, CMD_SHOW_V6_PSS_ROUTES, true, OPERATOR_TABLE | OPERATOR_LIMIT, 0,
-     true, "routes as the store keeps them for a restart"},
+    {"stored-route", CMD_SHOW_V4_PSS_ROUTES, CMD_SHOW_V6_PSS_ROUTES, true,
+     OPERATOR_TABLE | OPERATOR_LIMIT | OPERATOR_RNH, 0, true, "routes as the store keeps them for a restart"},
 };
 
 struct plain_row {
@@ -70,12 +70,12 @@ static constexpr plain_row plain_rows[] = {
     {"show", "process", CMD_SHOW_PROCESS, OPERAND_NONE, 0, true, "queues, store, memory"},
     {"show", "history time", CMD_SHOW_HISTORY_TIME, OPERAND_NONE, OPERATOR_LIMIT, true,
      "what happened to everything, by time"},
-    {"show", "consistency", CMD_CHECK_CONSISTENCY, OPERAND_NONE, OPERATOR_TABLE, true,
+    {"show", "consistency", CMD_CHECK_CONSISTENCY, OPERAND_NONE, OPERATOR_TABLE | OPERATOR_LIMIT, true,
      "compare model, records and engine"},
-    {"show", "ip consistency", CMD_CHECK_CONSISTENCY, OPERAND_PREFIX_V4, OPERATOR_TABLE, false,
+    {"show", "ip consistency", CMD_CHECK_CONSISTENCY, OPERAND_PREFIX_V4, OPERATOR_TABLE | OPERATOR_RNH, false,
      "compare model, record and engine of a route"},
-    {"show", "ipv6 consistency", CMD_CHECK_CONSISTENCY, OPERAND_PREFIX_V6, OPERATOR_TABLE, false,
-     "compare model, record and engine of a route"},
+    {"show", "ipv6 consistency", CMD_CHECK_CONSISTENCY, OPERAND_PREFIX_V6, OPERATOR_TABLE | OPERATOR_RNH,
+     false, "compare model, record and engine of a route"},
     {"show", "mpls label", CMD_SHOW_LABELS, OPERAND_NONE, 0, false, "labels"},
     {"show", "mpls label-space", CMD_SHOW_LABEL_SPACE, OPERAND_NONE, 0, false, "label spaces"},
     {"show", "mpls tunnel", CMD_SHOW_TE, OPERAND_NONE, 0, false, "traffic-engineering tunnels"},
