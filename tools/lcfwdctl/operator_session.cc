@@ -122,13 +122,18 @@ struct operator_plan {
     uint32_t slots_begun;
 };
 
+/* A switch tells how it stands. */
+static bool is_telling(const operator_row &row) {
+    return strcmp(row.verb, "show") == 0 || row.operand == OPERAND_SWITCH;
+}
+
 /* Of several slots each show has a head, or is a member of one JSON object. */
 static void slot_begin(operator_plan *plan, uint32_t slot) {
     const bool first = plan->slots_begun++ == 0;
     if (ctl.slots.size() == 1) return;
     if (ctl.json)
         printf("%s\"%u\":", first ? "{" : ",", slot);
-    else if (strcmp(plan->row->verb, "show") == 0)
+    else if (is_telling(*plan->row))
         printf("%sSlot %u:\n", first ? "" : "\n", slot);
 }
 
@@ -140,7 +145,7 @@ static int work(ctl_session *session, void *context) {
     auto *plan = static_cast<operator_plan *>(context);
     slot_begin(plan, session->slot);
     const int status = operator_ask(session, *plan->row, plan->attributes);
-    if (status == CTL_GOOD && strcmp(plan->row->verb, "show") != 0 && !ctl.quiet && !ctl.json)
+    if (status == CTL_GOOD && !is_telling(*plan->row) && !ctl.quiet && !ctl.json)
         printf("slot %u: done\n", session->slot);
     return status;
 }
