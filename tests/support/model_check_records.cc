@@ -3,6 +3,7 @@
 #include "tests/support/lcfwd_rig.h"
 #include "tests/support/model_check_private.h"
 
+#include <algorithm>
 #include <cstring>
 
 using record_map = std::map<std::string, std::string>; /* hex key, hex value */
@@ -120,13 +121,20 @@ static std::string pbr_count_value(const ufib_ecmp *group) {
                            static_cast<uint8_t>(group->pbr_count >> 8)});
 }
 
+/* '?' stands for any digit. */
+static bool agrees(const std::string &is, const std::string &should) {
+    if (should.empty()) return true;
+    return std::equal(is.begin(), is.end(), should.begin(), should.end(),
+                      [](char digit, char wanted) { return digit == wanted || wanted == '?'; });
+}
+
 static void compare(model_walk *walk, const std::string &file, const record_map &is,
                     const record_map &should) {
     for (const auto &[key, value] : should) {
         const auto found = is.find(key);
         if (found == is.end())
             walk->wrong("store: " + file + " lacks " + key);
-        else if (walk->values && !value.empty() && found->second != value)
+        else if (walk->values && !agrees(found->second, value))
             walk->wrong("store: " + file + " " + key + " is " + found->second + ", not " + value);
     }
     for (const auto &[key, value] : is)
@@ -151,7 +159,10 @@ static void prefixes_wanted(const model_walk &walk, wanted_records *wanted) {
         const ufib_obj *next = pfx->obj.next;
         const bool of_before =
             ufib_obj_is_vobj(next) && model_is_moving(reinterpret_cast<const ufib_vobj *>(next));
-        wanted->file("prefix", vdc_id)[key_of(pfx->obj.handle)] = of_before ? "" : prefix_value(pfx);
+        std::string value = of_before ? "" : prefix_value(pfx);
+        /* The number of paths is that of the last write; it may be of a time when hardware refused that size. */
+        if (ufib_obj_is_vobj(next) && !of_before) value.replace(14, 2, "??");
+        wanted->file("prefix", vdc_id)[key_of(pfx->obj.handle)] = value;
         if ((pfx->route_flags & ROUTE_DIRECT) != 0)
             wanted->file("dcsrif", vdc_id)[key_of(pfx->obj.handle)] = key_of(pfx->attached_if_index);
     }
