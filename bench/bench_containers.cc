@@ -68,8 +68,7 @@ static std::vector<bench_route> routes_make(bool v6) {
 static std::vector<bench_route> routes_load(bool v6) {
     const char *folder = std::getenv("LCFWD_DATA");
     const std::string file = std::string(v6 ? "internet-v6" : "internet-v4") + ".txt.xz";
-    const std::string beside =
-        std::string(__FILE__).substr(0, std::string(__FILE__).rfind('/')) + "/../data/" + file;
+    const std::string beside = LCFWD_SOURCE_DIR "/data/" + file;
     for (const std::string &path : {std::string(folder != nullptr ? folder : "data") + "/" + file, beside}) {
         FILE *pipe = popen(("xz -dc '" + path + "' 2>/dev/null").c_str(), "r");
         if (pipe == nullptr) continue;

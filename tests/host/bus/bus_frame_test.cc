@@ -5,7 +5,6 @@
 
 #include <cstring>
 #include <deque>
-#include <filesystem>
 #include <fstream>
 #include <random>
 #include <string>
@@ -123,8 +122,7 @@ TEST(frame_fifo, behaves_like_a_queue_of_strings) {
 
 /* The bytes of an example of the page that describes the bus, by the name in its mark. */
 static std::vector<uint8_t> documented_example(const std::string &name) {
-    const auto page = std::filesystem::path(__FILE__).parent_path() / "../../../docs/bus.md";
-    std::ifstream file(page);
+    std::ifstream file(DOCS_FOLDER "/bus.md");
     std::vector<uint8_t> bytes;
     std::string line;
     while (std::getline(file, line) && line != "<!-- example: " + name + " -->") {
