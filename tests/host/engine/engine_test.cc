@@ -76,19 +76,8 @@ struct engine : testing::Test {
         ASSERT_EQ(mts_start(&config), 0);
         const uint32_t options[3] = {1, 4096, 378};
         proc.queue = static_cast<uint32_t>(mts_bind(4, SAP, options, "test"));
-        rows[0] = {.opcode = 74767,
-                   .flags = 5,
-                   .queue = 3,
-                   .active = handler_a,
-                   .standby = nullptr,
-                   .framework = {}};
-        rows[1] = {.opcode = 77843,
-                   .flags = 5,
-                   .queue = 3,
-                   .active = handler_b,
-                   .standby = nullptr,
-                   .framework = {}};
-        rows[2] = rows[1];
+        rows[0] = {74767, 5, 3, handler_a, nullptr, {}};
+        rows[1] = rows[2] = {77843, 5, 3, handler_b, nullptr, {}};
         EXPECT_EQ(fu_global_initialize_default_arg(&arg), 0);
         arg.dequeue = dequeue;
         arg.demux = demux;
@@ -120,15 +109,6 @@ struct engine : testing::Test {
     }
 };
 
-TEST_F(engine, opcode_table_finds_rows_and_names_what_is_unknown) {
-    mts_row *row = nullptr;
-    EXPECT_EQ(fu_hashtable_find(fu_global_get()->opcodes, 74767, &row), FU_ENOTABLE);
-    start();
-    ASSERT_EQ(fu_hashtable_find(fu_global_get()->opcodes, 77843, &row), 0) << "stands twice, same handler";
-    EXPECT_EQ(row->active, handler_b);
-    EXPECT_EQ(fu_hashtable_find(fu_global_get()->opcodes, 77844, &row), FU_ENOTFOUND);
-}
-
 TEST_F(engine, start_refuses_unlike_rows_of_one_opcode_and_missing_callbacks) {
     rows[2].active = handler_a;
     EXPECT_EQ(fu_global_initialize(&arg), FU_ESTART);
@@ -140,32 +120,13 @@ TEST_F(engine, start_refuses_unlike_rows_of_one_opcode_and_missing_callbacks) {
     EXPECT_EQ(fu_global_initialize(&arg), 5);
 }
 
-TEST_F(engine, cold_start_removes_what_a_dead_run_left_and_a_restart_keeps_it) {
+TEST_F(engine, cold_start_removes_what_a_dead_run_left) {
     const std::string file = root + "/dev/shm/lcfwd_left_1";
     std::filesystem::create_directories(root + "/dev/shm");
     ASSERT_TRUE(std::ofstream(file) << "not a database");
     EXPECT_EQ(fu_global_initialize(&arg), 0);
     EXPECT_TRUE(fu_is_stateless_restart());
     EXPECT_FALSE(std::filesystem::exists(file));
-
-    fu_reset();
-    fu_pss_service_arg service;
-    fu_global_pss_service_default_arg(&service);
-    service.id = 2;
-    ASSERT_EQ(fu_pss_service_arg_uri_set(&service, "saved_config"), 0);
-    ASSERT_EQ(fu_init_arg_add_pss_service(&arg, &service), 0);
-    ASSERT_EQ(fu_global_initialize(&arg), 0);
-    const pss2_datum key = {"key", 3};
-    ASSERT_EQ(fu_vdc_pss_store(1, 2, &key, &key), 0) << "the service is open";
-
-    fu_reset();
-    store_reset();
-    ASSERT_EQ(fu_global_initialize(&arg), 0);
-    EXPECT_FALSE(fu_is_stateless_restart());
-    pss2_service *open = nullptr;
-    pss2_datum value;
-    ASSERT_EQ(fu_pss_service_get(2, &open), 0);
-    EXPECT_EQ(pss2_fetch(open, &key, &value), 0);
 }
 
 TEST_F(engine, a_step_serves_one_message_and_frees_what_came_of_it) {

@@ -1,9 +1,7 @@
 #include "host/interfaces/interfaces.h"
 
 #include "host/bus/bus.h"
-#include "host/interfaces/im.h"
 #include "host/interfaces/l3vm.h"
-#include "host/system/mtrack.h"
 #include "host/system/system.h"
 #include "host/tlv/tlv.h"
 
@@ -187,16 +185,6 @@ TEST_F(interfaces, contexts_belong_to_the_vdc_in_context) {
     EXPECT_EQ(l3vm_context_get_table_id("default", 2, "base"), 0x80000001u);
 }
 
-TEST_F(interfaces, the_database_is_attached_for_the_vdc_in_context) {
-    EXPECT_EQ(l3vm_fsrv_sdb_init(), ENXIO);
-    ASSERT_EQ(sysmgr_set_vdc_ctxt(4), 0);
-    EXPECT_EQ(l3vm_fsrv_sdb_init(), 0);
-    EXPECT_TRUE(l3vm_fsrv_sdb_attached(4));
-    EXPECT_FALSE(l3vm_fsrv_sdb_attached(1));
-    EXPECT_EQ(l3vm_fsrv_sdb_close(), 0);
-    EXPECT_FALSE(l3vm_fsrv_sdb_attached(4));
-}
-
 TEST_F(interfaces, bridge_domains_leave_with_their_vdc) {
     ASSERT_EQ(parse("bridge-domain 1 10 100\nbridge-domain 2 10 200\n"), 0);
     vlan_set_bd(1, 10, 101);
@@ -236,32 +224,4 @@ TEST_F(interfaces, a_change_notice_reads_the_file_again_and_a_bad_file_changes_n
     EXPECT_EQ(fsrv_counters_get()->reloads, 1u);
     EXPECT_EQ(fsrv_counters_get()->failed_reloads, 1u);
     unlink(path);
-}
-
-TEST_F(interfaces, line_card_notices_are_parsed_within_their_size_and_answered) {
-    const std::vector<uint8_t> payload = {0, 3, 0, 2, 0, 0, 1, 5, 0, 0, 0, 124};
-    vmm_pld *parsed;
-    for (size_t size = 0; size < payload.size(); size++) {
-        const std::vector<uint8_t> cut(payload.begin(), payload.begin() + static_cast<ptrdiff_t>(size));
-        EXPECT_EQ(im_parse_vmm_pld(cut.data(), size, &parsed), EBADMSG) << size;
-        EXPECT_EQ(parsed, nullptr);
-    }
-    ASSERT_EQ(im_parse_vmm_pld(payload.data(), payload.size(), &parsed), 0);
-    EXPECT_EQ(parsed->slot, 3);
-    EXPECT_EQ(parsed->vdc_id, 2);
-    EXPECT_EQ(parsed->module_type, 0x105u);
-    EXPECT_EQ(parsed->sw_card_id, 124u);
-    void *answer;
-    size_t size = 0;
-    ASSERT_EQ(im_vmm_resp_pld_to_tlv(parsed, &answer, &size), 0);
-    const std::vector<uint8_t> want = {0, 2, 0, 28, 0, 1,   0, 12, 0, 3, 0, 2, 0, 0,
-                                       1, 5, 0, 0,  0, 124, 0, 2,  0, 4, 0, 0, 0, 0};
-    EXPECT_EQ(std::vector<uint8_t>(static_cast<uint8_t *>(answer), static_cast<uint8_t *>(answer) + size),
-              want);
-    mtrack_free(answer);
-    im_free_vmm_pld(parsed);
-    EXPECT_EQ(mtrack_blocks_in_use(), 0u);
-    im_fail_next_init(5);
-    EXPECT_EQ(im_ext_sbcr_init(378, 6, "lcfwd"), 5);
-    EXPECT_EQ(im_ext_sbcr_init(378, 6, "lcfwd"), 0);
 }

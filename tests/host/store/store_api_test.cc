@@ -172,30 +172,3 @@ TEST_F(store_api, a_reader_from_outside_sees_only_whole_records_of_a_busy_writer
     kill(child, SIGKILL);
     ASSERT_EQ(waitpid(child, nullptr, 0), child);
 }
-
-TEST_F(store_api, fault_knobs_fail_the_nth_call_once) {
-    pss2_service *service = open(41, "prefix_vdc_1");
-    const fu_pss_service_arg arg = args(44, "v4adj_vdc_1");
-    const pss2_datum k{"k", 1};
-    int status = 0;
-    pss2_ops *ops = queue();
-    store_fault_set(STORE_FAULT_OPEN, 1, 0x111);
-    EXPECT_EQ(fu_pss_entry_install(nullptr, 1, &arg), 0x111);
-    EXPECT_EQ(fu_pss_entry_install(nullptr, 1, &arg), 0);
-    store_fault_set(STORE_FAULT_ADD_DB, 2, 0x40480013);
-    EXPECT_EQ(pss2_ops_add_db(ops, service), 0);
-    EXPECT_EQ(pss2_ops_add_db(ops, service), 0x40480013);
-    store_fault_set(STORE_FAULT_ADD, 1, 0x40480013);
-    EXPECT_EQ(pss2_ops_add(ops, PSS2_OP_STORE, &k, &k), 0x40480013);
-    EXPECT_EQ(pss2_ops_add(ops, PSS2_OP_STORE, &k, &k), 0);
-    store_fault_set(STORE_FAULT_EXEC, 1, 0x222);
-    EXPECT_EQ(pss2_ops_exec(ops), 0x222);
-    EXPECT_TRUE(all(service).empty());
-    EXPECT_EQ(pss2_ops_exec(ops), 0);
-    store_fault_set(STORE_FAULT_INIT, 1, 0x333);
-    EXPECT_EQ(pss2_ops_init(area, sizeof area, &status), nullptr);
-    EXPECT_EQ(status, 0x333);
-    store_fault_set(STORE_FAULT_MAX_DBSIZE, 1, 0x444);
-    EXPECT_EQ(pss2_set_max_dbsize(service, 1), 0x444);
-    EXPECT_EQ(pss2_set_max_dbsize(service, 1), 0);
-}

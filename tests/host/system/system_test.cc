@@ -67,16 +67,6 @@ TEST_F(system_service, the_context_of_calls_can_be_set_taken_back_and_refused) {
     EXPECT_EQ(sysmgr_vdc_ctxt_get(), 0u);
 }
 
-TEST_F(system_service, platform_information_may_be_missing) {
-    plat_info info{7};
-    host_system.platform_info_fails = true;
-    EXPECT_NE(get_platform_info(&info), 0);
-    EXPECT_EQ(info.max_slots, 7u);
-    host_system_reset();
-    EXPECT_EQ(get_platform_info(&info), 0);
-    EXPECT_EQ(info.max_slots, 18u);
-}
-
 TEST_F(system_service, a_yield_is_due_after_the_run_time_and_starts_a_new_one) {
     host_manual_clock clock{1000000000, 0};
     host_manual_clock_set(&clock);
@@ -89,18 +79,6 @@ TEST_F(system_service, a_yield_is_due_after_the_run_time_and_starts_a_new_one) {
     EXPECT_FALSE(tsp_should_sched_yield());
     EXPECT_EQ(host_system_counters_get()->yields, 1u);
     EXPECT_EQ(timer_diff_cycle_in_usec(5000, timer_get_cycles()), (clock.monotonic_ns - 5000) / 1000);
-}
-
-TEST_F(system_service, feature_notices_are_read_within_their_size) {
-    const uint8_t notice[] = {0, 0, 1, 2, 0, 0, 0, 3};
-    uint32_t feature = 9, status = 9;
-    EXPECT_EQ(fm_get_feature_set_status_from_notif(notice, 7, &feature, &status), EBADMSG);
-    EXPECT_EQ(fm_get_feature_set_status_from_notif(nullptr, 8, &feature, &status), EBADMSG);
-    EXPECT_EQ(feature, 9u);
-    EXPECT_EQ(fm_get_feature_set_status_from_notif(notice, 8, &feature, &status), 0);
-    EXPECT_EQ(feature, 0x102u);
-    EXPECT_EQ(status, 3u);
-    EXPECT_EQ(host_system_counters_get()->bad_feature_notices, 2u);
 }
 
 TEST_F(system_service, the_newest_capabilities_are_known) {
