@@ -174,22 +174,12 @@ TEST_F(log_targets, long_lines_are_cut_to_the_buffers) {
 }
 
 TEST(errors, have_their_names_numbers_and_counters) {
-    const struct {
-        uint32_t code;
-        const char *name;
-    } names[] = {{0, "E_SUCCESS"},
-                 {1, "E_PARTIAL"},
-                 {13, "E_ROUTE_INV_OPCODE"},
-                 {22, "E_ADJ_HW_INSTALL"},
-                 {23, "unknown"},
-                 {24, "E_ECMP_NOMEM"},
-                 {56, "E_PSS_SAVE"},
-                 {82, "E_V4RTUP_NO_VDC_CTXT"},
-                 {98, "E_ROUTE_NHINFO_INVALID"},
-                 {108, "E_VOBJ_HW_UPDATE"},
-                 {109, "unknown"},
-                 {0xffffffff, "unknown"}};
-    for (const auto &row : names) EXPECT_STREQ(ufib_err_str(row.code), row.name);
+    std::string names;
+    for (uint32_t code : {0u, 1u, 13u, 22u, 23u, 24u, 56u, 82u, 98u, 108u, 109u, 0xffffffffu})
+        names += ufib_err_str(code) + std::string(" ");
+    EXPECT_EQ(names,
+              "E_SUCCESS E_PARTIAL E_ROUTE_INV_OPCODE E_ADJ_HW_INSTALL unknown E_ECMP_NOMEM E_PSS_SAVE "
+              "E_V4RTUP_NO_VDC_CTXT E_ROUTE_NHINFO_INVALID E_VOBJ_HW_UPDATE unknown unknown ");
     const uint32_t before = ufib_errors[E_V4RTUP_NO_VDC_CTXT];
     EXPECT_EQ(ufib_err_raise(UFIB_ERR_REQUEST, E_V4RTUP_NO_VDC_CTXT), 4390994u);
     EXPECT_EQ(ufib_errno, 4390994u);

@@ -59,16 +59,6 @@ TEST_F(opcode_table, rows_have_their_queue_flags_and_handler) {
         << "command rows come last, and repeat one opcode";
 }
 
-TEST_F(opcode_table, is_made_once) {
-    ASSERT_EQ(rig.start(), 0);
-    mts_row *before = mts_msg_info_ptr;
-    before[5].flags = 0x99;
-    EXPECT_EQ(lcfwd_create_mts_opc_list(), 0);
-    EXPECT_EQ(mts_msg_info_ptr, before);
-    EXPECT_EQ(before[5].flags, 0x99u);
-    EXPECT_EQ(lcfwd_sizeof_mts_msg_info_array, 89u);
-}
-
 TEST_F(opcode_table, delivery_options_follow_the_flags) {
     ASSERT_EQ(rig.start(), 0);
     const struct {

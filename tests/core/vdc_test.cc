@@ -113,14 +113,7 @@ TEST_F(vdc, information_record_has_its_24_bytes_in_place) {
     std::memcpy(row->mac, "\x00\x11\x22\x33\x44\x55", 6);
     row->router_mac = 0x01020304;
     lcfwd_state_change(row, LCFWD_STATE_LOADING, false);
-    const std::string value = "0200"
-                              "01"
-                              "00"
-                              "04000000"
-                              "05000000"
-                              "001122334455"
-                              "0000"
-                              "04030201";
+    const std::string value = "020001000400000005000000001122334455000004030201";
     EXPECT_EQ(rig.records("vdc"), (std::map<std::string, std::string>{{"0200", value}}));
     bytes out(24);
     EXPECT_EQ(lcfwd_ha_get_vdc_info(2, out.data()), 0);
@@ -192,11 +185,8 @@ TEST_F(vdc, line_cards_make_and_remove_their_vdc) {
         EXPECT_EQ(lcfwd_vdc_active_row(4) != nullptr, follows) << card;
         ASSERT_TRUE(inserted.has_value());
         /* array of two elements: the notice, and a status of 0 */
-        EXPECT_EQ(hex_from_bytes(inserted->payload), "0002001c"
-                                                     "0001000c" +
-                                                         hex_from_bytes(notice) +
-                                                         "00020004"
-                                                         "00000000");
+        EXPECT_EQ(hex_from_bytes(inserted->payload),
+                  "0002001c0001000c" + hex_from_bytes(notice) + "0002000400000000");
         const auto removed = rig.send(OPC_LC_REMOVED, notice);
         EXPECT_EQ(lcfwd_vdc_active_row(4), nullptr) << card;
         ASSERT_TRUE(removed.has_value());
