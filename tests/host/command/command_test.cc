@@ -166,16 +166,3 @@ TEST_F(command, an_answer_that_the_bus_refuses_is_counted) {
     EXPECT_EQ(cmd_counters_get()->send_failures, 1u);
     mts_local_hook_set(nullptr, nullptr);
 }
-
-TEST_F(command, start_and_integer_ranges) {
-    cmd_fail_next_init(9);
-    EXPECT_EQ(cmd_backend_init(1), 9);
-    EXPECT_EQ(cmd_backend_init(1), 0);
-    uint32_t low = 7, high = 7;
-    EXPECT_EQ(cli_get_dynamic_integer_range("<mcast-ent>", &low, &high), ENOENT);
-    cli_set_dynamic_integer_range("<mcast-ent>", 0, 4000);
-    cli_set_dynamic_integer_range("<mcast-ent>", 0, 8000);
-    EXPECT_EQ(cli_get_dynamic_integer_range("<mcast-ent>", &low, &high), 0);
-    EXPECT_EQ(low, 0u);
-    EXPECT_EQ(high, 8000u);
-}

@@ -51,46 +51,6 @@ TEST_P(trie_of_width, agrees_with_a_sorted_map_under_random_changes) {
     EXPECT_EQ(lpm_arena_used_bytes(&rig.arena), 0u);
 }
 
-TEST_P(trie_of_width, walk_goes_on_from_a_route_that_the_walker_deleted) {
-    prefix_source source{std::mt19937(test_seed()), GetParam()};
-    trie_rig rig;
-    for (unsigned i = 0; i < 3000; i++) (void)rig.add(source.prefix(), source.value(), false);
-    auto want = rig.model.routes;
-    lpm_entry entry{};
-    for (bool more = lpm_first(rig.arena.base, &rig.trie, &entry); more;
-         more = lpm_next(rig.arena.base, &rig.trie, entry.key, entry.bits, &entry)) {
-        ASSERT_FALSE(want.empty());
-        ASSERT_EQ(entry.value, want.begin()->second);
-        want.erase(want.begin());
-        if (source.below(3) != 0) {
-            ASSERT_EQ(lpm_delete(&rig.arena, &rig.trie, entry.key, entry.bits, nullptr), 0);
-        }
-    }
-    EXPECT_TRUE(want.empty());
-    lpm_clear(&rig.arena, &rig.trie);
-    EXPECT_EQ(lpm_arena_used_bytes(&rig.arena), 0u);
-}
-
-TEST_P(trie_of_width, many_lookups_at_once_equal_single_ones) {
-    prefix_source source{std::mt19937(test_seed()), GetParam()};
-    trie_rig rig;
-    for (unsigned i = 0; i < 3000; i++) (void)rig.add(source.prefix(), source.value(), false);
-    std::vector<lpm_key> keys;
-    std::vector<uint32_t> v4, want, got;
-    for (unsigned i = 0; i < 1003; i++) {
-        keys.push_back(lpm_key_load(source.address().data(), source.width));
-        v4.push_back(static_cast<uint32_t>(keys.back().hi >> 32));
-        want.push_back(lpm_match(rig.arena.base, &rig.trie, keys.back(), nullptr));
-    }
-    got.resize(want.size());
-    lpm_match_many(rig.arena.base, &rig.trie, keys.data(), got.data(), keys.size());
-    EXPECT_EQ(got, want);
-    if (source.width != 32) return;
-    got.assign(want.size(), 0);
-    lpm_match_v4_many(rig.arena.base, &rig.trie, v4.data(), got.data(), v4.size());
-    EXPECT_EQ(got, want);
-}
-
 TEST(lpm_trie, edges_of_lengths_and_values) {
     trie_rig rig;
     const lpm_key zero{0, 0}, ones{~0ull, ~0ull};
@@ -128,18 +88,6 @@ TEST(lpm_trie, a_position_is_not_used_after_another_change) {
     rig.trie = {}; /* an owner that lets go of its root */
     EXPECT_EQ(lpm_add(&rig.arena, &rig.trie, key, 24, 10, false, &spot), 0);
     EXPECT_EQ(lpm_exact(rig.arena.base, &rig.trie, key, 24), 10u);
-}
-
-TEST(lpm_trie, a_thousand_small_tables_cost_what_their_routes_cost) {
-    trie_rig rig;
-    std::vector<lpm_trie> tables(1000);
-    std::mt19937 random(test_seed());
-    for (lpm_trie &table : tables)
-        for (unsigned i = 0; i < 100; i++)
-            ASSERT_EQ(lpm_add(&rig.arena, &table, lpm_key_v4(static_cast<uint32_t>(random())), 32, i + 1,
-                              true, nullptr),
-                      0);
-    EXPECT_LT(lpm_arena_touched_bytes(&rig.arena), 1000u * 100u * 30u);
 }
 
 /* --- a full arena --- */

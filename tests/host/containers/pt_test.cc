@@ -97,15 +97,3 @@ TEST_F(model_trie, keeps_each_record_through_a_walk_that_deletes) {
     }
     EXPECT_TRUE(pt_is_empty(&root));
 }
-
-TEST_F(model_trie, reset_gives_the_memory_back) {
-    const uint8_t key[4] = {192, 0, 2, 0};
-    ASSERT_EQ(pt_add(v4, &root, key, 24, slab_calloc(pool)), 0);
-    EXPECT_GT(pt_used_bytes(), 0u);
-    containers_reset();
-    root = {};
-    EXPECT_EQ(pt_used_bytes(), 0u);
-    pool = slab_create("record", 24, 64);
-    EXPECT_EQ(pt_add(v4, &root, key, 24, slab_calloc(pool)), 0);
-    EXPECT_NE(pt_lookup(v4, &root, key, 24, true), nullptr);
-}

@@ -1,21 +1,8 @@
 #include "host/tlv/tlv.h"
 
+#include "tests/host/tlv/tlv_hex.h"
+
 #include <gtest/gtest.h>
-#include <string>
-#include <vector>
-
-using bytes = std::vector<uint8_t>;
-
-static bytes from_hex(const std::string &hex) {
-    bytes out;
-    unsigned nibbles = 0, value = 0;
-    for (char c : hex) {
-        if (c == ' ') continue;
-        value = value << 4 | static_cast<unsigned>(c <= '9' ? c - '0' : c - 'a' + 10);
-        if (++nibbles % 2 == 0) out.push_back(static_cast<uint8_t>(value));
-    }
-    return out;
-}
 
 /* An exact heap copy, so that the address sanitizer sees a read of one byte too many. */
 static std::string walk(const bytes &array, uint32_t room, uint32_t align) {

@@ -1,24 +1,12 @@
 /* The walker over tables of the test's own: one field of each kind, with padding between them. */
 #include "host/tlv/tlvu.h"
 
+#include "tests/host/tlv/tlv_hex.h"
+
 #include <gtest/gtest.h>
 
 #include <cstddef>
 #include <cstring>
-#include <string>
-#include <vector>
-
-using bytes = std::vector<uint8_t>;
-
-static bytes from_hex(const std::string &hex) {
-    std::string digits;
-    for (char c : hex)
-        if (c != ' ') digits += c;
-    bytes out;
-    for (size_t i = 0; i < digits.size(); i += 2)
-        out.push_back(static_cast<uint8_t>(std::stoul(digits.substr(i, 2), nullptr, 16)));
-    return out;
-}
 
 struct pair {
     uint8_t low;

@@ -8,7 +8,6 @@
 #include <fstream>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <vector>
 
 static constexpr bl_level levels[] = {{}, {{0x13880001, 0x6d}}, {{0x13880002, 0x6d}}};
 static constexpr bl_level small_levels[] = {{{4u << 16 | 1}}};
@@ -33,8 +32,8 @@ protected:
         ASSERT_EQ(bl_reg_trace_formats(1, formats, std::size(formats)), 0);
     }
     /* All records of the log as text. */
-    std::vector<std::string> read(uint32_t vdc, uint64_t *lost = nullptr) {
-        std::vector<std::string> out;
+    texts read(uint32_t vdc) {
+        texts out;
         bl_reader *reader;
         EXPECT_EQ(bl_reader_open(vdc, 1, &reader), 0);
         if (reader == nullptr) return out;
@@ -43,13 +42,10 @@ protected:
             bl_render(bl_reader_format(reader, record.event), &record, text, sizeof text);
             out.push_back(text);
         }
-        if (lost != nullptr) *lost = bl_reader_lost(reader);
         bl_reader_close(reader);
         return out;
     }
 };
-
-using texts = std::vector<std::string>;
 
 TEST_F(bl_trace, every_type_of_argument_is_shown_as_its_format_says) {
     ASSERT_EQ(bl_open(1, 1, 1, levels, 3), 0);

@@ -7,20 +7,8 @@
 #include <fstream>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <vector>
 
 using history = trace_rig;
-using texts = std::vector<std::string>;
-
-static texts read(uint32_t uuid, uint32_t instance) {
-    texts out;
-    history_reader *reader;
-    EXPECT_EQ(history_reader_open(uuid, instance, &reader), 0);
-    if (reader == nullptr) return out;
-    for (history_event event; history_reader_next(reader, &event);) out.push_back(event.text);
-    history_reader_close(reader);
-    return out;
-}
 
 /* Texts of every length, so that records begin and wrap at every offset. */
 static std::string numbered(size_t i) { return std::to_string(i) + ":" + std::string(i * 7 % 300, 'x'); }
@@ -31,7 +19,7 @@ TEST_F(history, the_newest_texts_are_kept_whole_however_the_ring_wraps) {
     for (size_t count = 0; count < 400; count++) {
         const std::string text = numbered(count);
         ASSERT_TRUE(history_add(ring, 5, text.data(), text.size()));
-        const texts seen = read(378, 1);
+        const texts seen = read_history(378, 1);
         ASSERT_FALSE(seen.empty());
         for (size_t i = 0; i < seen.size(); i++) ASSERT_EQ(seen[i], numbered(count + 1 - seen.size() + i));
         ASSERT_TRUE(seen.size() == count + 1 || seen.size() >= 10);
@@ -45,7 +33,7 @@ TEST_F(history, a_long_text_is_cut_and_an_empty_one_is_an_event) {
     const std::string text(HISTORY_TEXT_MAX + 1, 'y');
     history_add(ring, 1, text.data(), text.size());
     history_add(ring, 1, "", 0);
-    EXPECT_EQ(read(378, 1), (texts{text.substr(1), ""}));
+    EXPECT_EQ(read_history(378, 1), (texts{text.substr(1), ""}));
     history_close(ring);
     EXPECT_EQ(history_open(378, 2, 4095, &ring), EINVAL);
 }
@@ -65,13 +53,13 @@ TEST_F(history, survives_the_process_but_not_another_size) {
     history_ring *ring;
     ASSERT_EQ(history_open(378, 3, 8192, &ring), 0);
     history_add(ring, 1, "after", 5);
-    const texts seen = read(378, 3);
+    const texts seen = read_history(378, 3);
     ASSERT_GT(seen.size(), 10u);
     EXPECT_EQ(seen[seen.size() - 2], numbered(99));
     EXPECT_EQ(seen.back(), "after");
     history_close(ring);
     ASSERT_EQ(history_open(378, 3, 16384, &ring), 0);
-    EXPECT_TRUE(read(378, 3).empty());
+    EXPECT_TRUE(read_history(378, 3).empty());
     history_close(ring);
 }
 
@@ -87,7 +75,7 @@ TEST_F(history, a_reader_that_is_overtaken_goes_on_with_the_oldest_text) {
     for (size_t i = 0; i < 200; i++) history_add(ring, 1, numbered(i).data(), numbered(i).size());
     texts seen;
     while (history_reader_next(reader, &event)) seen.push_back(event.text);
-    EXPECT_EQ(seen, read(1, 1));
+    EXPECT_EQ(seen, read_history(1, 1));
     EXPECT_EQ(history_reader_skips(reader), 1u);
     history_reader_close(reader);
     history_close(ring);
@@ -140,7 +128,7 @@ TEST_F(history, a_damaged_file_is_never_read_or_written_outside_its_bounds) {
         ASSERT_EQ(history_open(9, 1, 4096, &ring), 0);
         for (size_t i = 0; i < 30; i++)
             ASSERT_TRUE(history_add(ring, 1, numbered(i).data(), numbered(i).size()));
-        EXPECT_EQ(read(9, 1).back(), numbered(29)) << "byte " << at;
+        EXPECT_EQ(read_history(9, 1).back(), numbered(29)) << "byte " << at;
         history_close(ring);
     }
 }

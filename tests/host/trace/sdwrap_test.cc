@@ -1,12 +1,10 @@
 #include "host/trace/sdwrap.h"
 
 #include "host/bus/bus.h"
-#include "host/trace/history.h"
 #include "host/trace/syslog.h"
 #include "tests/host/trace/trace_rig.h"
 
 #include <cerrno>
-#include <vector>
 
 static constexpr sdwrap_dbg_elem elements[] = {{99, "High Availability"}, {100, "FSM"}, {102, "Error"}};
 static constexpr uint32_t FAMILY = 0x730000;
@@ -19,14 +17,6 @@ protected:
         sdwrap_set_buginf_sink(sink, &printed);
         ASSERT_EQ(sdwrap_dbg_init(1, "name", "title", std::size(elements), elements), 0);
     }
-    std::vector<std::string> read(uint32_t uuid, uint32_t instance) {
-        std::vector<std::string> out;
-        history_reader *reader;
-        if (history_reader_open(uuid, instance, &reader) != 0) return {"no history"};
-        for (history_event event; history_reader_next(reader, &event);) out.push_back(event.text);
-        history_reader_close(reader);
-        return out;
-    }
     int message(uint32_t opcode, std::vector<uint8_t> payload) {
         mts_msg m{};
         m.opcode = opcode;
@@ -36,8 +26,6 @@ protected:
     }
     std::string printed;
 };
-
-using texts = std::vector<std::string>;
 
 TEST_F(sdwrap, events_go_to_the_history_of_their_name_and_others_are_counted) {
     ASSERT_EQ(sdwrap_hist_init(0x80000), 0);
@@ -50,9 +38,9 @@ TEST_F(sdwrap, events_go_to_the_history_of_their_name_and_others_are_counted) {
     sdwrap_his_log_event_for_uuid_inst(378, FAMILY, 1, 0, 8, "instance");
     sdwrap_his_log_event_for_uuid_inst(378, FAMILY, 2, 0, 4, "none");
     sdwrap_his_log_event_for_uuid_inst(652, FAMILY, 1, 0, 4, "none");
-    EXPECT_EQ(read(SDWRAP_MAIN_UUID, SDWRAP_MAIN_INSTANCE), (texts{"main", "main"}));
-    EXPECT_EQ(read(115, 0), (texts{"uui"}));
-    EXPECT_EQ(read(378, 1), (texts{"instance"}));
+    EXPECT_EQ(read_history(SDWRAP_MAIN_UUID, SDWRAP_MAIN_INSTANCE), (texts{"main", "main"}));
+    EXPECT_EQ(read_history(115, 0), (texts{"uui"}));
+    EXPECT_EQ(read_history(378, 1), (texts{"instance"}));
     EXPECT_EQ(sdwrap_counters_get()->events, 4u);
     EXPECT_EQ(sdwrap_counters_get()->dropped, 2u);
 }
@@ -89,23 +77,16 @@ TEST_F(sdwrap, switch_messages_are_consumed_and_only_good_ones_act) {
 TEST_F(sdwrap, debug_lines_go_to_the_sink_and_to_their_history) {
     buginf("%s %d\n", "line", 1);
     EXPECT_EQ(printed, "line 1\n");
-    EXPECT_EQ(read(SDWRAP_DEBUG_UUID, SDWRAP_DEBUG_INSTANCE), (texts{"line 1\n"}));
+    EXPECT_EQ(read_history(SDWRAP_DEBUG_UUID, SDWRAP_DEBUG_INSTANCE), (texts{"line 1\n"}));
     EXPECT_EQ(sdwrap_dbg_set(98, true), ENOENT);
     EXPECT_STREQ(sdwrap_dbg_name(102), "Error");
     EXPECT_STREQ(sdwrap_dbg_name(98), "");
 }
 
-TEST_F(sdwrap, start_up_fails_on_demand_and_without_a_facility) {
+TEST_F(sdwrap, start_up_needs_a_facility_and_captures_once) {
     EXPECT_EQ(sdwrap_sys_init_helper(1, "name", "title", 2128), EINVAL);
-    const sdwrap_facility facility{"lcfwd"};
-    sdwrap_sys_facility = &facility;
-    EXPECT_EQ(sdwrap_sys_init_helper(1, "name", "title", 2128), 0);
-    sdwrap_faults = {5, 6, 7, true};
-    EXPECT_EQ(sdwrap_dbg_init(1, "name", "title", 3, elements), 5);
-    EXPECT_EQ(sdwrap_sys_init_helper(1, "name", "title", 2128), 6);
+    sdwrap_faults.hist_init = 7;
     EXPECT_EQ(sdwrap_hist_init(0x80000), 7);
-    EXPECT_EQ(capture_init(32768), nullptr);
-    trace_reset();
     void *capture = capture_init(32768);
     EXPECT_NE(capture, nullptr);
     EXPECT_EQ(capture_init(32768), capture);

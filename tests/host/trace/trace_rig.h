@@ -3,11 +3,25 @@
 
 #include "host/system/root.h"
 #include "host/timer/clock.h"
+#include "host/trace/history.h"
 #include "host/trace/trace.h"
 
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <string>
+#include <vector>
+
+using texts = std::vector<std::string>;
+
+/* The events of a history, "no history" where there is none. */
+inline texts read_history(uint32_t uuid, uint32_t instance) {
+    texts out;
+    history_reader *reader;
+    if (history_reader_open(uuid, instance, &reader) != 0) return {"no history"};
+    for (history_event event; history_reader_next(reader, &event);) out.push_back(event.text);
+    history_reader_close(reader);
+    return out;
+}
 
 class trace_rig : public testing::Test {
 protected:
