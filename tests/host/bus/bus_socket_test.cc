@@ -1,10 +1,10 @@
 #include "tests/host/bus/socket_rig.h"
+#include "tests/host/child.h"
 
 #include <fcntl.h>
 #include <grp.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -161,23 +161,14 @@ TEST_F(bus_socket, connections_beyond_the_bound_and_without_descriptors_are_refu
 }
 
 TEST_F(bus_socket, a_second_process_of_the_slot_is_refused_and_a_dead_one_is_replaced) {
-    const pid_t child = fork();
-    if (child == 0) {
-        mts_config config;
-        _exit(mts_start(&config) == EADDRINUSE && strstr(mts_error_text(), "slot 1") != nullptr ? 0 : 1);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
     /* The child inherits the lock's descriptor; opening it anew is what must fail. */
-    EXPECT_EQ(WEXITSTATUS(status), 0);
+    EXPECT_EQ(in_child([] {
+                  mts_config config;
+                  _exit(mts_start(&config) == EADDRINUSE && strstr(mts_error_text(), "slot 1") ? 0 : 1);
+              }),
+              0);
     mts_reset();
-
-    const pid_t victim = fork();
-    if (victim == 0) {
-        start();
-        raise(SIGKILL);
-    }
-    ASSERT_EQ(waitpid(victim, &status, 0), victim);
+    in_child([this] { start(), raise(SIGKILL); });
     EXPECT_TRUE(std::filesystem::exists(root + "/var/run/lcfwd/slot1/sap200")) << "left behind";
     start();
     const int fd = raw_connect(UCAST);
@@ -193,16 +184,13 @@ TEST_F(bus_socket, a_sender_of_another_user_is_ignored_and_counted) {
     for (const char *part :
          {"/var", "/var/run", "/var/run/lcfwd", "/var/run/lcfwd/slot1", "/var/run/lcfwd/slot1/sap200"})
         ASSERT_EQ(chmod((root + part).c_str(), 0777), 0);
-    const pid_t child = fork();
-    if (child == 0) {
+    const int status = in_child([] {
         if (setgroups(0, nullptr) != 0 || setgid(65534) != 0 || setuid(65534) != 0) _exit(1);
         const int fd = raw_connect(UCAST);
         const std::vector<uint8_t> frame = frame_of(1);
         _exit(send(fd, frame.data(), frame.size(), MSG_NOSIGNAL) > 0 ? 0 : 2);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(WEXITSTATUS(status), 0);
+    });
+    EXPECT_EQ(status, 0);
     EXPECT_EQ(serve(ucast), opcodes{});
     EXPECT_EQ(mts_counters_get()->foreign_senders, 1u);
     EXPECT_EQ(mts_counters_get()->received, 0u);

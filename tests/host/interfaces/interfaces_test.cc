@@ -3,16 +3,15 @@
 #include "host/bus/bus.h"
 #include "host/interfaces/l3vm.h"
 #include "host/system/system.h"
-#include "host/tlv/tlv.h"
 
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <sstream>
 #include <string>
 #include <unistd.h>
-#include <vector>
 
 class interfaces : public testing::Test {
 protected:
@@ -119,28 +118,15 @@ TEST_F(interfaces, null0_is_of_type_23_whatever_the_table_calls_so) {
 
 TEST_F(interfaces, one_bad_row_refuses_the_file_and_is_named) {
     ASSERT_EQ(parse("interface 1 kept type 9\n"), 0);
-    const std::string long_name(IF_NAME_MAX, 'n');
-    for (const std::string &row : std::vector<std::string>{"interface",
-                                                           "interface 1",
-                                                           "interface 0 zero",
-                                                           "interface 1x name",
-                                                           "interface -1 name",
-                                                           "interface 4294967296 name",
-                                                           "interface 1 " + long_name,
-                                                           "interface 1 n type",
-                                                           "interface 1 n type 256",
-                                                           "interface 1 n mac 02:00:00:00:00",
-                                                           "interface 1 n mac 02-00-00-00-00-01",
-                                                           "interface 1 n colour 3",
-                                                           "interface 1 n mac 0g:00:00:00:00:01",
-                                                           "context 0 name",
-                                                           "context 1",
-                                                           "context 1 n ipv5 1",
-                                                           "context 1 n ipv4",
-                                                           "bridge-domain 1 2",
-                                                           "bridge-domain 1 4096 5",
-                                                           "bridge-domain 1 2 3 4",
-                                                           "word"}) {
+    std::istringstream rows(
+        "interface;interface 1;interface 0 zero;interface 1x name;interface -1 name;"
+        "interface 4294967296 name;interface 1 n type;interface 1 n type 256;"
+        "interface 1 n mac 02:00:00:00:00;interface 1 n mac 02-00-00-00-00-01;"
+        "interface 1 n mac 0g:00:00:00:00:01;interface 1 n colour 3;context 0 name;context 1;"
+        "context 1 n ipv5 1;context 1 n ipv4;bridge-domain 1 2;bridge-domain 1 4096 5;"
+        "bridge-domain 1 2 3 4;word;interface 1 " +
+        std::string(IF_NAME_MAX, 'n'));
+    for (std::string row; std::getline(rows, row, ';');) {
         uint32_t line = 0;
         EXPECT_EQ(parse("interface 2 other type 9\n# comment\n" + row + "\n", &line), EBADMSG) << row;
         EXPECT_EQ(line, 3u) << row;

@@ -1,4 +1,5 @@
 /* Codes, names, ownership, knobs. */
+#include "tests/host/child.h"
 #include "tests/host/store/store_rig.h"
 
 #include <sys/stat.h>
@@ -137,16 +138,13 @@ TEST_F(store_api, knows_a_cold_start_from_a_restart) {
 
 TEST_F(store_api, has_one_owner_at_a_time_and_any_readers) {
     ASSERT_EQ(put(open(30, "vdc"), "k", "v"), 0);
-    const pid_t child = fork();
-    if (child == 0) {
+    const int status = in_child([this] {
         start(); /* closes the child's copies; the parent still holds the lock */
         const fu_pss_service_arg arg = args(30, "vdc");
         const bool refused = fu_pss_entry_install(nullptr, 1, &arg) == STORE_IN_USE;
         store_file_info info;
         _exit(refused && file_records(file("vdc"), &info).at("k") == "v" && !store_usable_state() ? 0 : 1);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
+    });
     EXPECT_EQ(status, 0);
 }
 

@@ -1,11 +1,10 @@
 /* Files that were damaged from outside: nothing false is believed, what is good is used, all of it is said. */
 #include "host/store/store_layout.h"
 #include "host/store/store_redo.h"
+#include "tests/host/child.h"
 #include "tests/host/store/store_rig.h"
 
 #include <csignal>
-#include <sys/wait.h>
-#include <unistd.h>
 
 class store_damage : public store_rig {
 protected:
@@ -136,8 +135,7 @@ static void die_sealed(store_step step, uint32_t) {
 
 TEST_F(store_damage, of_the_redo_log_loses_the_batch_whole_or_not_at_all) {
     file_write(path, bytes);
-    const pid_t child = fork();
-    if (child == 0) {
+    const int status = in_child([this] {
         start();
         pss2_service *service = open(41, "prefix_vdc_1");
         store_step_hook_set(die_sealed);
@@ -145,10 +143,7 @@ TEST_F(store_damage, of_the_redo_log_loses_the_batch_whole_or_not_at_all) {
         for (uint32_t i = 0; i < 40; i++)
             static_cast<void>(batch.add(service, PSS2_OP_STORE, u32_key(i), "batch"));
         static_cast<void>(pss2_ops_exec(batch.ops));
-        _exit(1);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
+    });
     ASSERT_TRUE(WIFSIGNALED(status));
     bool pending = false;
     const auto ignore = [](void *, const store_file_info *) {};

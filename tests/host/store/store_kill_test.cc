@@ -1,4 +1,5 @@
 /* A process that ends in the middle of a batch: the next one finds all of it or nothing. */
+#include "tests/host/child.h"
 #include "tests/host/store/store_rig.h"
 
 #include <csignal>
@@ -70,16 +71,13 @@ protected:
         put_both(u32_key(1002), std::string(8000, 'h'));
         return pss2_ops_exec(batch.ops);
     }
-    template <typename Work> int in_child(uint32_t steps, Work work) {
-        const pid_t child = fork();
-        if (child == 0) {
+    template <typename Work> int die_at(uint32_t steps, Work work) {
+        const int status = in_child([&] {
             kill_plan = {steps, sealed};
             store_step_hook_set(kill_hook);
             work();
-            _exit(HasFailure() ? 1 : 0);
-        }
-        int status = 0;
-        EXPECT_EQ(waitpid(child, &status, 0), child);
+            if (HasFailure()) _exit(1);
+        });
         EXPECT_TRUE(WIFSIGNALED(status) || WEXITSTATUS(status) == 0);
         return status;
     }
@@ -114,7 +112,7 @@ TEST_F(store_kill, at_every_step_of_a_batch_gives_all_or_nothing) {
     uint32_t steps = 1;
     for (bool whole = false; !whole; steps++) {
         fresh();
-        whole = WIFEXITED(in_child(steps, [&] { EXPECT_EQ(change(), 0); }));
+        whole = WIFEXITED(die_at(steps, [&] { EXPECT_EQ(change(), 0); }));
         ASSERT_LT(steps, 1000u);
         start();
         EXPECT_TRUE(store_usable_state());
@@ -129,8 +127,8 @@ TEST_F(store_kill, again_during_the_recovery_still_gives_the_whole_batch) {
     for (uint32_t first = 30; first < 90; first += 7) {
         for (uint32_t second = 1;; second++) {
             fresh();
-            in_child(first, [&] { EXPECT_EQ(change(), 0); });
-            const int status = in_child(second, [&] { EXPECT_TRUE(store_usable_state()); });
+            die_at(first, [&] { EXPECT_EQ(change(), 0); });
+            const int status = die_at(second, [&] { EXPECT_TRUE(store_usable_state()); });
             start();
             expect_state(*sealed ? after : before, first * 1000 + second);
             if (HasFailure()) return;

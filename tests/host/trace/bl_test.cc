@@ -1,13 +1,12 @@
 #include "host/trace/bl_reader.h"
 
+#include "tests/host/child.h"
 #include "tests/host/trace/trace_rig.h"
 
 #include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <fstream>
-#include <sys/wait.h>
-#include <unistd.h>
 
 static constexpr bl_level levels[] = {{}, {{0x13880001, 0x6d}}, {{0x13880002, 0x6d}}};
 static constexpr bl_level small_levels[] = {{{4u << 16 | 1}}};
@@ -116,15 +115,11 @@ TEST_F(bl_trace, a_reader_goes_on_with_new_records_and_counts_those_it_missed) {
 }
 
 TEST_F(bl_trace, a_new_process_goes_on_where_a_killed_one_stopped) {
-    const pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
+    const int status = in_child([] {
         if (bl_open(3, 1, 1, small_levels, 1) != 0) _exit(1);
         for (unsigned i = 1; i <= 6; i++) bl_log(3, 1, 1, 0, 1, 3, i);
         kill(getpid(), SIGKILL);
-    }
-    int status;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
+    });
     ASSERT_TRUE(WIFSIGNALED(status));
     EXPECT_EQ(read(3).size(), 4u);
     ASSERT_EQ(bl_open(3, 1, 1, small_levels, 1), 0);

@@ -1,12 +1,11 @@
 #include "host/trace/history.h"
 
+#include "tests/host/child.h"
 #include "tests/host/trace/trace_rig.h"
 
 #include <cerrno>
 #include <csignal>
 #include <fstream>
-#include <sys/wait.h>
-#include <unistd.h>
 
 using history = trace_rig;
 
@@ -39,18 +38,13 @@ TEST_F(history, a_long_text_is_cut_and_an_empty_one_is_an_event) {
 }
 
 TEST_F(history, survives_the_process_but_not_another_size) {
-    const pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        history_ring *ring;
+    history_ring *ring;
+    const int status = in_child([&] {
         if (history_open(378, 3, 8192, &ring) != 0) _exit(1);
         for (size_t i = 0; i < 100; i++) history_add(ring, 1, numbered(i).data(), numbered(i).size());
         kill(getpid(), SIGKILL);
-    }
-    int status;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
+    });
     ASSERT_TRUE(WIFSIGNALED(status));
-    history_ring *ring;
     ASSERT_EQ(history_open(378, 3, 8192, &ring), 0);
     history_add(ring, 1, "after", 5);
     const texts seen = read_history(378, 3);
