@@ -10,6 +10,16 @@ struct exported : core_test {
     exported() { EXPECT_EQ(rig.start(), 0); }
 };
 
+TEST_F(exported, entry_points_give_a_host_their_fixed_results) {
+    EXPECT_TRUE(lcfwd_sysmgr_init() == 1 && lcfwd_sysmgr_notify_init() == 1);
+    EXPECT_TRUE(lcfwd_other_msg_handler() == 0 && lcfwd_timer_msg_handler() == 0);
+    lcfwd_sp_mq_handler();
+    EXPECT_EQ(lcfwd_inited_as_library(), 1);
+    EXPECT_TRUE(is_lcfwd_lib);
+    lcfwd_service_cleanup();
+    EXPECT_EQ(fu_counters_get()->cleanups_done, 1u);
+}
+
 TEST_F(exported, termination_only_marks_the_process) {
     EXPECT_EQ(application_is_healthy, 1);
     lcfwd_sigterm_signal_handler(15);

@@ -61,6 +61,9 @@ TEST_F(opcode_table, rows_have_their_queue_flags_and_handler) {
 
 TEST_F(opcode_table, delivery_options_follow_the_flags) {
     ASSERT_EQ(rig.start(), 0);
+    const mts_row *made = mts_msg_info_ptr;
+    EXPECT_EQ(lcfwd_create_mts_opc_list(), 0);
+    EXPECT_EQ(mts_msg_info_ptr, made) << "it is made once";
     const struct {
         uint32_t queue, opcode, value;
     } wants[] = {{fib_q_mts_ucast, 74767, 17}, {fib_q_mts_lp, 74753, 16}, {fib_q_mts_cmi, 7679, 0},

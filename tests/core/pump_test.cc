@@ -78,10 +78,7 @@ TEST_F(pump, gives_every_message_of_the_pd_queue_to_the_library) {
 }
 
 TEST_F(pump, lets_debug_and_database_services_look_first) {
-    bytes payload;
-    put32(&payload, 109);
-    put32(&payload, 1);
-    EXPECT_EQ(rig.dispatch(1360, payload), 0);
+    EXPECT_EQ(rig.dispatch(1360, bytes_from_hex("0000006d 00000001")), 0);
     EXPECT_TRUE(sdwrap_chk_int(109));
     EXPECT_EQ(rig.dispatch(FSRV_OPC_SDB_CHANGE, {1}), FSRV_SDB_CONSUMED);
 }
@@ -172,9 +169,7 @@ TEST_F(pump, standby_holds_no_model_and_takes_no_message) {
 }
 
 TEST_F(pump, standby_shows_an_unwrapped_message_to_the_debug_service_twice) {
-    bytes payload;
-    put32(&payload, 109);
-    put32(&payload, 1);
+    bytes payload = bytes_from_hex("0000006d 00000001");
     for (const auto &[category, text] :
          {std::pair{FU_EVENT_CAT_STDBY_MTS, false}, {FU_EVENT_CAT_STDBY_WRAP, true}}) {
         local_message debug(1360);

@@ -4,6 +4,7 @@
 #include "core/lcfwd_stats.h"
 #include "core/lcfwd_timer.h"
 #include "host/bus/bus_local.h"
+#include "host/system/system.h"
 #include "host/trace/bl.h"
 #include "tests/core/core_rig.h"
 
@@ -162,7 +163,8 @@ TEST_F(report, status_request_is_answered_by_a_report_in_every_state) {
 TEST_F(report, feature_notices_are_taken_and_bad_ones_survived) {
     EXPECT_EQ(rig.dispatch(OPC_FEATURE_SET, bytes_from_hex("00000007 00000003")), 0);
     EXPECT_TRUE(rig.log_has("feature set 7 status 3"));
-    EXPECT_EQ(rig.dispatch(OPC_FEATURE_SET, {1, 2, 3}), 0);
+    EXPECT_EQ(rig.dispatch(OPC_FEATURE_SET, bytes(7)), 0);
+    EXPECT_EQ(host_system_counters_get()->bad_feature_notices, 1u);
     EXPECT_EQ(rig.dispatch(OPC_FEATURE_SET, {}), 16);
 }
 

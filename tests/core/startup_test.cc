@@ -99,7 +99,9 @@ TEST_F(startup, survives_what_it_can_do_without) {
     fake_domains.pss_init_result = -1;
     fu_fault_set(FU_FAULT_ASCII_GEN, 22);
     mtrack_fail_next_init();
+    host_system.platform_info_fails = true;
     EXPECT_EQ(rig.start(), 0);
+    EXPECT_EQ(max_slots, 0u);
     EXPECT_TRUE(rig.log_has("(Error) ufib_pss_init failed"));
     EXPECT_TRUE(rig.log_has("(Error) mfib_pss_init failed"));
     EXPECT_TRUE(rig.log_has("in adding ascii gen info"));
@@ -251,13 +253,6 @@ TEST_F(startup, card_decides_the_bound_of_multicast_entries) {
         EXPECT_EQ(high, known ? 8000u : 9u);
         rig.stop();
     }
-}
-
-TEST_F(startup, platform_that_does_not_tell_its_slots_is_survived) {
-    rig.prepare();
-    host_system.platform_info_fails = true;
-    ASSERT_EQ(rig.start(), 0);
-    EXPECT_EQ(max_slots, 0u);
 }
 
 TEST_F(startup, memory_types_have_the_names_that_accounting_knows) {

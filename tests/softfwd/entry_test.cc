@@ -3,7 +3,20 @@
 
 #include <cstring>
 
-struct entry : softfwd_rig {};
+struct entry : softfwd_rig {
+    uint32_t table = 0;
+    fake_adj next;
+    fake_prefix pfx;
+
+    /* A table with one prefix and its next hop. */
+    void begin() {
+        start(0);
+        table = api.insert_v4_table(vdc, table_id, nullptr, 0);
+        next = adj(1);
+        pfx = prefix("10.0.0.0/8", &next);
+        insert(table, &pfx);
+    }
+};
 
 TEST_F(entry, the_longest_match_forwards_with_its_rewrite) {
     start(0);
@@ -13,8 +26,8 @@ TEST_F(entry, the_longest_match_forwards_with_its_rewrite) {
     fake_prefix all = prefix("0.0.0.0/0", &first), wide = prefix("10.0.0.0/8", &second);
     fake_prefix host = prefix("10.1.2.3/32", &first), six = prefix("2001:db8::/32", &third);
     fake_prefix all6 = prefix("::/0", &third);
-    for (fake_prefix *pfx : {&all, &wide, &host}) ASSERT_NE(insert(v4, pfx), 0u);
-    for (fake_prefix *pfx : {&six, &all6}) ASSERT_NE(insert(v6, pfx), 0u);
+    for (fake_prefix *each : {&all, &wide, &host}) ASSERT_NE(insert(v4, each), 0u);
+    for (fake_prefix *each : {&six, &all6}) ASSERT_NE(insert(v6, each), 0u);
 
     const struct {
         const char *address, *covering;
@@ -46,11 +59,8 @@ TEST_F(entry, the_longest_match_forwards_with_its_rewrite) {
 }
 
 TEST_F(entry, actions_follow_the_adjacency_through_its_rewrites) {
-    start(0);
-    const uint32_t table = api.insert_v4_table(vdc, table_id, nullptr, 0);
-    fake_adj next = adj(1);
-    fake_prefix pfx = prefix("10.0.0.0/8", &next);
-    const uint32_t handle = insert(table, &pfx), adj_handle = next.handle;
+    begin();
+    const uint32_t handle = pfx.handle, adj_handle = next.handle;
 
     const struct {
         bool resolved, glean, drop, punt;
@@ -78,7 +88,7 @@ TEST_F(entry, actions_follow_the_adjacency_through_its_rewrites) {
 
 TEST_F(entry, updates_keep_the_handle_and_deletes_uncover_the_shorter_prefix) {
     start(0);
-    const uint32_t table = api.insert_v6_table(vdc, table6_id, nullptr, 0);
+    table = api.insert_v6_table(vdc, table6_id, nullptr, 0);
     fake_adj one = adj(1, false), two = adj(2, false);
     fake_prefix wide = prefix("2001:db8::/32", &one), narrow = prefix("2001:db8:1::/48", &two);
     insert(table, &wide);
@@ -108,12 +118,12 @@ TEST_F(entry, updates_keep_the_handle_and_deletes_uncover_the_shorter_prefix) {
 
 TEST_F(entry, tables_are_named_by_vdc_id_and_family_and_take_their_routes_along) {
     start(0);
-    const uint32_t table = api.insert_v4_table(vdc, table_id, nullptr, 0);
+    table = api.insert_v4_table(vdc, table_id, nullptr, 0);
     EXPECT_EQ(api.insert_v4_table(vdc, table_id, nullptr, 0), table);
     EXPECT_NE(api.insert_v6_table(vdc, table_id, nullptr, 0), table);
     EXPECT_NE(api.insert_v4_table(2, table_id, nullptr, 0), table);
     EXPECT_EQ(softfwd_table_count(), 3u);
-    fake_adj next = adj(1);
+    next = adj(1);
     fake_prefix a = prefix("10.0.0.0/8", &next), b = prefix("10.1.0.0/16", &next),
                 c = prefix("10.0.0.0/8", &next);
     insert(table, &a), insert(table, &b);
@@ -133,12 +143,11 @@ TEST_F(entry, tables_are_named_by_vdc_id_and_family_and_take_their_routes_along)
 
 TEST_F(entry, a_thousand_small_tables_cost_little) {
     start(0);
-    fake_adj next = adj(1);
-    std::vector<fake_prefix> model;
+    next = adj(1);
     for (uint32_t id = 1; id <= 1000; id++) {
-        const uint32_t table = api.insert_v4_table(vdc, id, nullptr, 0);
+        table = api.insert_v4_table(vdc, id, nullptr, 0);
         for (uint32_t i = 0; i < 100; i++) {
-            fake_prefix pfx = prefix("0.0.0.0/24", &next);
+            pfx = prefix("0.0.0.0/24", &next);
             pfx.address = 0x0a000000 + (i << 8) + (id << 16);
             ASSERT_NE(insert(table, &pfx), 0u);
         }
@@ -158,12 +167,13 @@ TEST_F(entry, full_tables_refuse_and_take_again_after_a_removal) {
     softfwd_config_get()->max_adjacencies = 1;
     softfwd_config_get()->max_tables = 1;
     start(0);
-    const uint32_t table = api.insert_v4_table(vdc, table_id, nullptr, 0);
+    table = api.insert_v4_table(vdc, table_id, nullptr, 0);
     EXPECT_EQ(api.insert_v4_table(vdc, 2, nullptr, 0), 0u);
-    fake_adj next = adj(1), other;
+    fake_adj other;
+    next = adj(1);
     EXPECT_EQ(insert(&other), 0u);
-    fake_prefix a = prefix("10.0.0.0/8", &next), b = prefix("11.0.0.0/8", &next),
-                c = prefix("12.0.0.0/8", &next);
+    fake_prefix a = prefix("10.0.0.0/8", &next), b = a, c = a;
+    b.address += 1 << 24, c.address += 2 << 24;
     insert(table, &a), insert(table, &b);
     EXPECT_EQ(insert(table, &c), 0u);
     EXPECT_EQ(lookup("12.0.0.1").hop.action, SOFTFWD_NO_ROUTE);
@@ -178,11 +188,8 @@ TEST_F(entry, full_tables_refuse_and_take_again_after_a_removal) {
 }
 
 TEST_F(entry, counters_are_deltas_and_survive_rewrites_and_restarts) {
-    start(0);
-    const uint32_t table = api.insert_v4_table(vdc, table_id, nullptr, 0);
-    fake_adj next = adj(1), idle = adj(2);
-    fake_prefix pfx = prefix("10.0.0.0/8", &next);
-    insert(table, &pfx);
+    begin();
+    fake_adj idle = adj(2);
     for (int i = 0; i < 3; i++) lookup("10.1.1.1");
     ufib_platform_stats rows[3] = {
         {&next, next.handle, 0, 0, 0}, {&idle, idle.handle, 0, 5, 5}, {nullptr, 99, 0, 5, 5}};
@@ -201,11 +208,7 @@ TEST_F(entry, counters_are_deltas_and_survive_rewrites_and_restarts) {
 }
 
 TEST_F(entry, a_route_ages_when_nothing_hit_it_since_the_last_look) {
-    start(0);
-    const uint32_t table = api.insert_v4_table(vdc, table_id, nullptr, 0);
-    fake_adj next = adj(1);
-    fake_prefix pfx = prefix("10.0.0.0/8", &next);
-    insert(table, &pfx);
+    begin();
     EXPECT_TRUE(api.is_v4route_aged(&pfx));
     lookup("10.1.1.1");
     EXPECT_FALSE(api.is_v4route_aged(&pfx));
@@ -215,11 +218,7 @@ TEST_F(entry, a_route_ages_when_nothing_hit_it_since_the_last_look) {
 }
 
 TEST_F(entry, consistency_checks_find_a_damaged_entry) {
-    start(0);
-    const uint32_t table = api.insert_v4_table(vdc, table_id, nullptr, 0);
-    fake_adj next = adj(1);
-    fake_prefix pfx = prefix("10.0.0.0/8", &next);
-    insert(table, &pfx);
+    begin();
     EXPECT_TRUE(api.prefix_check(&pfx) && api.consistency_check_nh(&pfx) && api.consistency_check_adj(&next));
     ASSERT_TRUE(softfwd_damage_entry(SOFTFWD_DAMAGE_NEXT, pfx.handle));
     EXPECT_TRUE(api.prefix_check(&pfx));
@@ -238,12 +237,8 @@ TEST_F(entry, consistency_checks_find_a_damaged_entry) {
 TEST_F(entry, an_overwritten_tail_is_noticed) {
     softfwd_config_get()->caps.v4prefix_space_len = 8;
     softfwd_config_get()->caps.v4adj_space_len = 16;
-    start(0);
+    begin();
     EXPECT_EQ(caps.v4prefix_space_len, 8u);
-    const uint32_t table = api.insert_v4_table(vdc, table_id, nullptr, 0);
-    fake_adj next = adj(1);
-    fake_prefix pfx = prefix("10.0.0.0/8", &next);
-    insert(table, &pfx);
     pfx.space[8] = next.space[16] = 1; /* behind the tails */
     insert(table, &pfx), insert(&next);
     EXPECT_EQ(counters().space_overruns, 0u);

@@ -8,16 +8,12 @@
 
 struct fake_adj {
     bool v4 = true;
-    uint32_t vdc_id = 1;
-    uint32_t if_index = 0;
-    uint32_t address = 0; /* IPv4, host order */
+    uint32_t vdc_id = 1, if_index = 0, address = 0; /* IPv4, host order */
     std::array<uint8_t, 16> address6{};
     std::array<uint8_t, 6> dmac{}, smac{};
     bool resolved = false, glean = false, drop = false, punt = false, global = false, has_smac = false;
-    uint32_t format = 1;
     uint8_t tunnel_type = 0;
-    uint32_t tunnel_source = 0, tunnel_destination = 0;
-    uint32_t handle = 0;
+    uint32_t format = 1, tunnel_source = 0, tunnel_destination = 0, handle = 0;
     uint8_t space[32] = {};
 };
 
@@ -35,17 +31,13 @@ struct fake_vobj : fake_group { /* its handle is that of the current instance, i
 
 struct fake_prefix {
     bool v4 = true;
-    uint32_t vdc_id = 1;
-    uint32_t table_id = 1;
-    uint32_t table_handle = 0;
-    uint32_t address = 0; /* IPv4, host order */
+    uint32_t vdc_id = 1, table_id = 1, table_handle = 0;
+    uint32_t address = 0, bits = 0; /* IPv4, host order */
     std::array<uint8_t, 16> address6{};
-    uint32_t bits = 0;
     fake_adj *next = nullptr;
     fake_group *group = nullptr; /* in the place of 'next' */
-    bool local = false, direct = false;
+    bool local = false, direct = false, tagged = false;
     uint32_t attached = 0; /* interface of a direct one */
-    bool tagged = false;
     uint16_t tag = 0;
     uint32_t handle = 0;
     uint8_t space[32] = {};

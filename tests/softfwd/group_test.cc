@@ -9,6 +9,7 @@
 struct groups : softfwd_rig {
     uint32_t table = 0;
     std::vector<fake_adj> adjs; /* sixty-four, installed */
+    fake_prefix pfx = prefix("10.0.0.0/8", nullptr);
 
     void begin() {
         start(0);
@@ -29,9 +30,9 @@ struct groups : softfwd_rig {
     uint32_t insert_group(fake_group *out, uint32_t ha = 0) {
         return out->handle = api.insert_ecmp(out, ha, 0);
     }
-    uint32_t lead(fake_prefix *pfx, fake_group *to) {
-        pfx->group = to;
-        return insert(table, pfx);
+    uint32_t lead(fake_prefix *from, fake_group *to) {
+        from->group = to;
+        return insert(table, from);
     }
     static softfwd_flow flow(uint32_t n) {
         softfwd_flow out = {};
@@ -56,7 +57,6 @@ struct groups : softfwd_rig {
 
 TEST_F(groups, spread_flows_over_all_members_and_keep_each_flow_on_its_own) {
     begin();
-    fake_prefix pfx = prefix("10.0.0.0/8", nullptr);
     for (const uint32_t count : {1u, 2u, 3u, 17u, 64u}) {
         fake_group some = group_of(count);
         lead(&pfx, &some);
@@ -79,7 +79,6 @@ TEST_F(groups, spread_flows_over_all_members_and_keep_each_flow_on_its_own) {
 
 TEST_F(groups, a_member_that_stands_twice_gets_two_shares) {
     begin();
-    fake_prefix pfx = prefix("10.0.0.0/8", nullptr);
     fake_group weighted = group({0, 0, 1});
     lead(&pfx, &weighted);
     std::map<uint32_t, uint32_t> met;
@@ -89,7 +88,6 @@ TEST_F(groups, a_member_that_stands_twice_gets_two_shares) {
 
 TEST_F(groups, a_changed_member_moves_only_its_own_flows) {
     begin();
-    fake_prefix pfx = prefix("10.0.0.0/8", nullptr);
     fake_group some = group({0, 1, 2, 3, 4, 5, 6, 7});
     lead(&pfx, &some);
     const std::vector<uint32_t> before = spread(2000);
@@ -152,7 +150,6 @@ TEST_F(groups, member_handles_lead_to_their_adjacencies) {
 
 TEST_F(groups, count_packets_by_member_and_by_adjacency) {
     begin();
-    fake_prefix pfx = prefix("10.0.0.0/8", nullptr);
     fake_group some = group({0, 1}), other = group({0, 1, 2});
     lead(&pfx, &some);
     (void)spread(100);
@@ -204,7 +201,6 @@ TEST_F(groups, refuse_when_full_or_told_to_and_tails_are_checked) {
 
 TEST_F(groups, come_back_after_a_restart_without_a_write) {
     begin();
-    fake_prefix pfx = prefix("10.0.0.0/8", nullptr);
     fake_group some = group_of(5), lost = group_of(7);
     lead(&pfx, &some);
     api.all_writes_ready();

@@ -109,6 +109,13 @@ struct engine : testing::Test {
     }
 };
 
+TEST_F(engine, opcode_table_names_what_is_unknown) {
+    mts_row *row = nullptr;
+    EXPECT_EQ(fu_hashtable_find(fu_global_get()->opcodes, 74767, &row), FU_ENOTABLE);
+    start();
+    EXPECT_EQ(fu_hashtable_find(fu_global_get()->opcodes, 77844, &row), FU_ENOTFOUND);
+}
+
 TEST_F(engine, start_refuses_unlike_rows_of_one_opcode_and_missing_callbacks) {
     rows[2].active = handler_a;
     EXPECT_EQ(fu_global_initialize(&arg), FU_ESTART);
@@ -127,6 +134,22 @@ TEST_F(engine, cold_start_removes_what_a_dead_run_left) {
     EXPECT_EQ(fu_global_initialize(&arg), 0);
     EXPECT_TRUE(fu_is_stateless_restart());
     EXPECT_FALSE(std::filesystem::exists(file));
+}
+
+TEST_F(engine, a_restart_finds_what_its_services_stored) {
+    fu_pss_service_arg service;
+    fu_global_pss_service_default_arg(&service);
+    service.id = 2;
+    ASSERT_EQ(fu_pss_service_arg_uri_set(&service, "saved_config"), 0);
+    ASSERT_EQ(fu_init_arg_add_pss_service(&arg, &service), 0);
+    ASSERT_EQ(fu_global_initialize(&arg), 0);
+    const pss2_datum key = {"key", 3};
+    ASSERT_EQ(fu_vdc_pss_store(1, 2, &key, &key), 0) << "the service is open";
+    fu_reset();
+    store_reset();
+    ASSERT_EQ(fu_global_initialize(&arg), 0);
+    EXPECT_FALSE(fu_is_stateless_restart());
+    EXPECT_EQ(fu_vdc_pss_delete(1, 2, &key), 0);
 }
 
 TEST_F(engine, a_step_serves_one_message_and_frees_what_came_of_it) {
