@@ -1,11 +1,9 @@
-#include "host/bus/bus_frame.h"
 #include "host/bus/bus_local.h"
 #include "host/bus/fu_mts.h"
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <cstring>
 
 static constexpr uint32_t SAP = 200;
 

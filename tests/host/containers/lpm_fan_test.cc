@@ -2,6 +2,7 @@
 #include "host/containers/lpm_trie_private.h"
 #include "tests/host/containers/trie_rig.h"
 
+#include <atomic>
 #include <csignal>
 #include <cstring>
 #include <vector>
@@ -98,6 +99,7 @@ struct fan_segment {
     lpm_arena_head head;
     lpm_trie trie;
     alignas(8) uint8_t memory[6 << 20];
+    std::atomic<bool> begun; /* a busy machine may start the writer late */
 };
 
 class shared_fan : public testing::Test {
@@ -136,12 +138,15 @@ protected:
     }
 
     void kill_writer_after(unsigned microseconds) {
+        segment->begun = false;
         const pid_t writer = fork();
         ASSERT_GE(writer, 0);
         if (writer == 0) {
+            segment->begun = true;
             (void)add_last();
             pause();
         }
+        while (!segment->begun) usleep(20);
         usleep(microseconds);
         ASSERT_EQ(kill(writer, SIGKILL), 0);
         ASSERT_EQ(waitpid(writer, nullptr, 0), writer);

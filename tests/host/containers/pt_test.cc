@@ -7,7 +7,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <set>
 #include <vector>
 
 class model_trie : public testing::Test {
