@@ -111,9 +111,15 @@ void ufib_vdc_create(lcfwd_vdc_desc *row, bool restart) {
         ufib_create_global_adjs(vdc);
 }
 
+/* The counters are there also where memory for the model was not. */
+static void counters_release(lcfwd_vdc_desc *row) {
+    std::free(row->ufib_stats);
+    row->ufib_stats = nullptr;
+}
+
 void ufib_vdc_delete(lcfwd_vdc_desc *row) {
     ufib_vdc *vdc = row->ufib;
-    if (vdc == nullptr) return;
+    if (vdc == nullptr) return counters_release(row);
     ufib_cur_vdc_id = row->vdc_id;
     ufib_prefix_db_destroy(vdc);
     ufib_table_db_destroy(vdc);
@@ -128,8 +134,7 @@ void ufib_vdc_delete(lcfwd_vdc_desc *row) {
     ufib_pss_close_files(row);
     (void)ufib_platform_vdc_delete(row->vdc_id);
     (void)bl_close(row->vdc_id, UFIB_TRACE_LOG);
-    std::free(row->ufib_stats);
-    row->ufib_stats = nullptr;
+    counters_release(row);
     std::free(vdc);
     row->ufib = nullptr;
 }
@@ -137,7 +142,7 @@ void ufib_vdc_delete(lcfwd_vdc_desc *row) {
 /* Objects lie in slabs and tries, which the host services release as a whole; what does not is freed here. */
 static void vdc_forget(lcfwd_vdc_desc *row) {
     ufib_vdc *vdc = row->ufib;
-    if (vdc == nullptr) return;
+    if (vdc == nullptr) return counters_release(row);
     for (ufib_idb *idb = ufib_idb_get_first(vdc); idb != nullptr; idb = ufib_idb_get_next(idb))
         for (const ufib_family &family : ufib_families)
             for (ufib_adj *adj = ufib_adj_if_get_first(idb, family); adj != nullptr;
@@ -156,9 +161,8 @@ static void vdc_forget(lcfwd_vdc_desc *row) {
     ufib_vobj_db_forget(vdc);
     ufib_ecmp_db_forget(vdc);
     ufib_delete_vdc_global_dummy_idb(vdc);
-    std::free(row->ufib_stats);
+    counters_release(row);
     std::free(vdc);
-    row->ufib_stats = nullptr;
     row->ufib = nullptr;
 }
 
