@@ -1,13 +1,12 @@
 /* Readers beside a writer that changes tables, is killed, or starts anew. */
 #include "softfwd/softfwd_reader_private.h"
+#include "tests/host/child.h"
 #include "tests/softfwd/softfwd_rig.h"
 
 #include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <random>
-#include <sys/wait.h>
-#include <unistd.h>
 
 struct reading : softfwd_rig {};
 
@@ -118,14 +117,10 @@ TEST_F(reading, what_a_reader_may_hold_is_not_used_again_unless_the_reader_is_de
     const uint32_t reused = insert(table, &other);
     EXPECT_LE(reused, 2u) << "both entries are free again";
 
-    const pid_t child = fork();
-    if (child == 0) {
+    const int status = in_child([] {
         softfwd_reader *dying = nullptr;
         if (softfwd_reader_attach(slot, false, &dying) == 0 && softfwd_enter(dying)) kill(getpid(), SIGKILL);
-        _exit(1);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
+    });
     ASSERT_TRUE(WIFSIGNALED(status));
     remove(table, &other);
     (void)api.all_writes_ready();
