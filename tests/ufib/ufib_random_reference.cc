@@ -93,7 +93,7 @@ bool ref_model::remove(const ref_table &table, const ref_prefix &prefix) {
     const route gone = found->second;
     attached_drop_ends(table, gone);
     rows.erase(found);
-    if (rows.empty()) emptied_.insert(table);
+    if (rows.empty() && table.vdc == 0) emptied_.insert({table.v6, owner[table.v6 ? 1 : 0]});
     changed(table.vdc, table.v6);
     neighbours_give_back(table, gone);
     return true;
@@ -156,8 +156,10 @@ void ref_model::vdc_delete(uint32_t vdc) {
 }
 
 void ref_model::empty_wildcards_end() {
-    for (const ref_table &table : emptied_)
-        if (table.vdc == 0 && tables_[table].empty()) owner[table.v6 ? 1 : 0] = 0;
+    for (const auto &[v6, owned_by] : emptied_) {
+        uint32_t &now = owner[v6 ? 1 : 0];
+        if (now == owned_by && tables_[{0, v6, v6 ? 65535u : 65534u}].empty()) now = 0;
+    }
     emptied_.clear();
 }
 

@@ -113,7 +113,9 @@ private:
                     const std::function<void(const ref_result &)> &visit) const;
 
     std::map<ref_table, routes> tables_;
-    std::set<ref_table> emptied_;                /* since they were last looked after */
+    /* Shared wildcard tables (of IPv6 or not) that lost their last route lately, and whose they were then: a table that has
+     * moved to another VDC meanwhile stays, empty. */
+    std::set<std::pair<bool, uint32_t>> emptied_;
     std::set<unsigned, std::greater<>> lengths_; /* of any route so far */
     std::map<neighbour_key, neighbour> neighbours_;
 };
