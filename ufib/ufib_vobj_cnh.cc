@@ -114,9 +114,10 @@ static bool candidates_have(const ufib_candidates &set, const ufib_obj *obj) {
 }
 
 /* A list of another size is built into a new instance anyway; until then the standing one needs a rewrite only if it
- * leads to a path that is no more. */
+ * leads to a path that is no more. An instance that never got the size of the list before may have that of the new one:
+ * then no other is built. */
 static bool must_rewrite(const ufib_vobj *vobj, const ufib_candidates &set) {
-    if (vobj->cnh_count == set.kept) return true;
+    if (vobj->cnh_count == set.kept || vobj->new_ls_count == set.kept) return true;
     for (uint32_t i = 0; i < vobj->cnh_count; i++)
         if (!candidates_have(set, vobj->cnhs[i].obj)) return true;
     return false;
