@@ -215,7 +215,7 @@ static int run(int argc, char **argv) {
 
 const ctl_command ctl_command_check = {
     "check", "routes FILE... | neighbours | model", "what differs between lists, process and engine",
-    "Consistency checks: a row for everything that differs; of routes and neighbours exit code 1 then.\n\n"
+    "Consistency checks: a row for everything that differs, and exit code 1 then.\n\n"
     "  routes FILE...   names the routes of the lists to the process, as the supervisor does in its check: "
     "those that the\n"
     "                   process or the engine has otherwise, and those that it has and the lists do not. "

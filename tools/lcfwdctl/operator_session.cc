@@ -15,6 +15,7 @@ struct asking {
     cmd_renderer *renderer;
     std::string failure;
     cmd_answer_kind kind; /* of the last answer */
+    bool found_wrong;     /* a check counted disagreements */
 };
 
 static void print_bytes(void *, const char *bytes, size_t size) { fwrite(bytes, 1, size, stdout); }
@@ -48,6 +49,27 @@ static std::string reason_of(const cmd_answer &answer) {
     return text.empty() ? "refused with code " + std::to_string(answer.code) : text;
 }
 
+/* Whether a piece holds the count that ends a check, and that is not 0. */
+static bool counts_wrong(const cmd_piece &piece) {
+    static constexpr char KEY[] = "wrong";
+    const uint8_t *values = piece.values;
+    size_t left = piece.values_size;
+    for (cmd_value value; cmd_value_read(&values, &left, &value) == 0;)
+        if (value.key_length == sizeof KEY - 1 && memcmp(value.key, KEY, sizeof KEY - 1) == 0)
+            for (uint32_t at = 0; at < value.length; ++at)
+                if (value.data[at] != 0) return true;
+    return false;
+}
+
+/* Scripts ask for the exit code: a check that found something is a no. */
+static void verdict_take(asking *ask, const cmd_answer &answer) {
+    if (ask->row->command != CMD_CHECK_CONSISTENCY) return;
+    const uint8_t *pieces = answer.pieces;
+    size_t left = answer.pieces_size;
+    for (cmd_piece piece; cmd_piece_read(&pieces, &left, &piece) == 0;)
+        ask->found_wrong |= counts_wrong(piece);
+}
+
 /* Takes one answer or part. */
 static int answer_take(asking *ask, uint32_t token) {
     mts_msg message{};
@@ -67,6 +89,7 @@ static int answer_take(asking *ask, uint32_t token) {
     ask->cookie.assign(answer.cookie, answer.cookie + answer.cookie_length);
     if (cmd_renderer_feed(ask->renderer, answer.pieces, answer.pieces_size) != 0)
         return refuse(ask, "an answer that is none");
+    verdict_take(ask, answer);
     return CTL_GOOD;
 }
 
@@ -88,7 +111,7 @@ static bool is_inactive(const asking &ask) {
 
 int operator_ask(ctl_session *session, const operator_row &row, const std::vector<uint8_t> &attributes,
                  std::string *failure) {
-    asking ask = {session, &row, &attributes, {}, nullptr, {}, CMD_ANSWER_DONE};
+    asking ask = {session, &row, &attributes, {}, nullptr, {}, CMD_ANSWER_DONE, false};
     ask.renderer = cmd_renderer_create(ctl.json ? CMD_FORM_JSON : CMD_FORM_TEXT, print_bytes, nullptr);
     if (ask.renderer == nullptr) return refuse(&ask, "out of memory");
     const int status = ask_all(&ask);
@@ -99,7 +122,7 @@ int operator_ask(ctl_session *session, const operator_row &row, const std::vecto
         *failure = ask.failure;
     else if (!ask.failure.empty())
         ctl_error("slot %u: %s", session->slot, ask.failure.c_str());
-    return status;
+    return status == CTL_GOOD && ask.found_wrong ? CTL_REFUSED : status;
 }
 
 bool operator_vdc_is_active(ctl_session *session) {
@@ -109,7 +132,7 @@ bool operator_vdc_is_active(ctl_session *session) {
     const operator_row *tables = operator_find("show", words, &used, &why);
     std::vector<uint8_t> attributes;
     if (operator_attributes(*tables, {}, nullptr, &attributes) != CTL_GOOD) return false;
-    asking ask = {session, tables, &attributes, {}, nullptr, {}, CMD_ANSWER_DONE};
+    asking ask = {session, tables, &attributes, {}, nullptr, {}, CMD_ANSWER_DONE, false};
     ask.renderer = cmd_renderer_create(CMD_FORM_TEXT, print_nothing, nullptr);
     const bool active = ask.renderer != nullptr && ask_all(&ask) == CTL_GOOD && !is_inactive(ask);
     if (ask.renderer != nullptr) cmd_renderer_finish(ask.renderer);

@@ -4,8 +4,8 @@
 #include "tools/lcfwdctl/operator_request.h"
 #include "tools/lcfwdctl/session.h"
 
-/* Sends a command and prints what comes, following cookies to the end. CTL_GOOD; CTL_REFUSED or CTL_UNREACHABLE, said. With
- * --json exactly one object is printed, whatever happens. 'failure' (may be null) gets the reason instead of the error
+/* Sends a command and prints what comes, following cookies to the end. CTL_GOOD; CTL_REFUSED or CTL_UNREACHABLE, said;
+ * CTL_REFUSED also when a consistency check found disagreements. With --json exactly one object is printed, whatever happens. 'failure' (may be null) gets the reason instead of the error
  * output. */
 [[nodiscard]] int operator_ask(ctl_session *session, const operator_row &row,
                                const std::vector<uint8_t> &attributes, std::string *failure = nullptr);
