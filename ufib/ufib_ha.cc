@@ -306,10 +306,26 @@ static void repair_said(const ufib_pfx *pfx, uint32_t vdc_id) {
         UFIB_ERR("%s: hardware follows the store\n", ufib_pfx_str(pfx));
 }
 
+/* A wildcard table that VDCs share comes back with the first of them, which need not be the one that had it: the records
+ * go where they will be looked for. */
+static void records_follow(ufib_pfx *pfx, uint16_t vdc_id) {
+    ufib_table *table = pfx->table;
+    const uint16_t owner = table->vdc_id;
+    if (owner == vdc_id) return;
+    const bool direct = (pfx->route_flags & ROUTE_DIRECT) != 0 && pfx->obj.handle != 0;
+    ufib_pss_insert_prefix(pfx);
+    if (direct) ufib_pss_insert_dcsrif(pfx);
+    table->vdc_id = vdc_id;
+    ufib_pss_delete_prefix(pfx);
+    if (direct) ufib_pss_delete_dcsrif(pfx);
+    table->vdc_id = owner;
+}
+
 /* The store is right: what hardware was told after the last commit belongs to a batch that nobody was answered. */
 void ufib_ha_prefix_stands(ufib_pfx *pfx, const ufib_ha_route &record) {
     uint32_t handle, paths;
     ufib_next_obj_record_info(pfx, &handle, &paths);
+    records_follow(pfx, record.vdc_id);
     const bool moved = handle != record.next_handle;
     if (moved) ufib_pss_insert_prefix(pfx);
     if (ufib_prefix_is_rnh(pfx)) return;

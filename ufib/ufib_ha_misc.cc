@@ -1,6 +1,7 @@
 /* What recovery finds in the store besides prefixes: reverse-path modes, tables, and what only clients hold. */
 #include "core/lcfwd_log.h"
 #include "host/tlv/tlv.h"
+#include "persist/lcfwd_pss_record.h"
 #include "platform/ufib_platform.h"
 #include "platform/ufib_platform_calls.h"
 #include "ufib/ufib_adj.h"
@@ -10,6 +11,7 @@
 #include "ufib/ufib_idb.h"
 #include "ufib/ufib_journal.h"
 #include "ufib/ufib_prefix.h"
+#include "ufib/ufib_pss.h"
 #include "ufib/ufib_pss_read.h"
 #include "ufib/ufib_record.h"
 #include "ufib/ufib_rpf.h"
@@ -61,6 +63,14 @@ static const tlv *platform_bytes(const uint8_t *array, uint32_t room) {
     return bytes != nullptr && tlv_length(bytes) == wanted ? bytes : nullptr;
 }
 
+/* One that VDCs share may have come back with another VDC than had it. */
+static void table_record_follow(const ufib_vdc *vdc, ufib_table *table) {
+    if (table->vdc_id == vdc->desc->vdc_id) return;
+    ufib_pss_insert_table(table);
+    (void)lcfwd_pss_record_delete(LCFWD_PSS_UFIB_TABLE, vdc->desc->vdc_id, &table->table_id,
+                                  sizeof table->table_id);
+}
+
 /* False: the record is no good. */
 static bool table_restore(ufib_vdc *vdc, uint32_t table_id, const uint8_t *value, uint32_t len) {
     uint32_t type;
@@ -85,6 +95,7 @@ static bool table_restore(ufib_vdc *vdc, uint32_t table_id, const uint8_t *value
     }
     table_restore_flags(vdc, table, array, room);
     table->stored = true;
+    table_record_follow(vdc, table);
     return true;
 }
 

@@ -124,6 +124,10 @@ static uint32_t route_install(ufib_vdc *vdc, ufib_table *table, const ufib_prefi
     return ufib_errno;
 }
 
+/* A wildcard table that VDCs share belongs to one of them, whoever sends the route: what its prefixes lead to has to live
+ * as long as the table does. */
+static ufib_vdc *owner_of(const ufib_table *table) { return ufib_vdc_get(table->vdc_id); }
+
 static uint32_t route_add(const ufib_family &family, ufib_vdc *vdc, uint32_t table_id, const route_rec *route,
                           ufib_prefix_update *update) {
     ufib_errno = 0;
@@ -145,7 +149,7 @@ static uint32_t route_add(const ufib_family &family, ufib_vdc *vdc, uint32_t tab
         UFIB_ERR("Failed to parse the route buffer for nh info");
         return ufib_err_raise(UFIB_ERR_ITEM, E_ROUTE_NHINFO_INVALID);
     }
-    return route_install(vdc, table, *update);
+    return route_install(owner_of(table), table, *update);
 }
 
 uint32_t ufib_route_add(const ufib_family &family, ufib_vdc *vdc, uint32_t table_id, const route_rec *route,
@@ -198,7 +202,7 @@ static uint32_t route_delete(const ufib_family &family, ufib_vdc *vdc, uint32_t 
         if (pfx->obj.handle != 0) ufib_pss_insert_prefix(pfx);
         return ufib_err_raise(UFIB_ERR_LOCKED, E_DEL_PFX_LOCKED);
     }
-    route_leave(vdc, table, pfx);
+    route_leave(owner_of(table), table, pfx);
     return ufib_errno;
 }
 

@@ -6,7 +6,9 @@
 #include "core/lcfwd_report.h"
 #include "host/bus/bus_local.h"
 #include "platform/ufib_pi.h"
+#include "platform/ufib_platform.h"
 #include "tests/ufib/ufib_rig.h"
+#include "ufib/ufib_adj.h"
 #include "ufib/ufib_channel.h"
 #include "ufib/ufib_prefix.h"
 
@@ -269,6 +271,40 @@ TEST_P(control, a_shared_wildcard_table_belongs_to_the_first_vdc_and_moves_on) {
     rig.send(OPC_VDC_DELETE, wire_vdc(2));
     EXPECT_EQ(fake_entries("prefix").size(), 0u) << "with the last VDC it goes";
     EXPECT_EQ(fake_entries("table").size(), 0u);
+}
+
+/* The model's owner of the table decides what its routes point at, whoever sends them, in whatever order VDCs come and
+ * go: nothing may lead to another VDC, which may end. */
+TEST_P(control, routes_of_a_shared_wildcard_table_belong_to_its_vdc) {
+    const auto expect_owner = [&](uint16_t owner, uint16_t other) {
+        ufib_table *table = ufib_table_search(ufib_vdc_get(other), f.wildcard);
+        ASSERT_NE(table, nullptr);
+        EXPECT_EQ(table->vdc_id, owner);
+        const uint32_t drop = ufib_families[f.index].global_drop;
+        EXPECT_EQ(ufib_prefix_get_first(&table->main)->obj.next, &ufib_vdc_get(owner)->global_adj[drop]->obj);
+        EXPECT_EQ(rig.records("prefix_vdc_" + std::to_string(owner)).size(), 1u);
+        EXPECT_TRUE(rig.records("prefix_vdc_" + std::to_string(other)).empty());
+        EXPECT_EQ(rig.records("ufib_table_vdc_" + std::to_string(owner)).size(), 1u);
+        EXPECT_TRUE(rig.records("ufib_table_vdc_" + std::to_string(other)).empty());
+    };
+    fake.optimize_wildcard = true;
+    rig.vdc(2);
+    const std::string answer = send(f, 0, batch(f, 0, {add(f, f.prefix, "", ETH1, 0x84)}), 2);
+    EXPECT_EQ(answer.substr(28, 2), "01") << "that format does not look whose the table is";
+    ufib_pi_pss_insert_table(ufib_table_search(ufib_vdc_get(1), f.wildcard));
+    (void)ufib_platform_all_writes_ready();
+    expect_owner(1, 2);
+    rig.send(OPC_VDC_DELETE, wire_vdc(1));
+    rig.vdc(1);
+    expect_owner(2, 1);
+    ASSERT_EQ(rig.restart(), 0);
+    expect_owner(1, 2); /* the first VDC that comes back has it */
+    const std::vector<std::string> entries = fake_entries("prefix");
+    ASSERT_EQ(rig.restart(), 0);
+    expect_owner(1, 2);
+    EXPECT_EQ(fake_entries("prefix"), entries);
+    EXPECT_TRUE(load(f, {remove(f, f.prefix, 0x84)}));
+    EXPECT_TRUE(rig.records("prefix_vdc_1").empty());
 }
 
 /* ---- table id question, interrupts ---- */

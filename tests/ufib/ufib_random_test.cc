@@ -78,7 +78,7 @@ private:
     probe_key key();
     random_route route(uint32_t vdc, bool v6, const std::vector<random_route> &before);
 
-    outcome reference_route(const random_route &r, uint32_t vdc);
+    outcome reference_route(const random_route &r, uint32_t vdc, bool version0 = false);
     void route_batch();
     void refused_route();
     bool send_routes(uint32_t vdc, bool v6, const std::vector<random_route> &routes);
@@ -253,11 +253,11 @@ static wire_route wire_of(const random_route &route) {
     return out;
 }
 
-/* Only the first VDC with the shared wildcard table has routes there. */
-outcome random_life::reference_route(const random_route &r, uint32_t vdc) {
+/* Only the first VDC with the shared wildcard table has routes there; version 0 does not look whose the table is. */
+outcome random_life::reference_route(const random_route &r, uint32_t vdc, bool version0) {
     uint32_t &owner = reference_.owner[r.table.v6 ? 1 : 0];
     if (r.table.vdc == 0 && owner == 0 && !r.remove) owner = vdc;
-    if (r.table.vdc == 0 && owner != 0 && owner != vdc) return outcome::skipped;
+    if (r.table.vdc == 0 && owner != 0 && owner != vdc && !version0) return outcome::skipped;
     if (r.hops.size() > 64) return outcome::bad;
     if (r.remove) return reference_.remove(r.table, r.prefix) ? outcome::good : outcome::bad;
     if (r.fails_late) {
@@ -278,7 +278,6 @@ void random_life::route_batch() {
     while (routes.size() < count) {
         random_route one = route(vdc, v6, routes);
         const bool wildcard = ref_is_wildcard(one.table);
-        if (version0 && wildcard && shared_) continue; /* that format does not look whose the table is */
         if (version0 && !routes.empty() && ref_is_wildcard(routes.front().table) != wildcard) continue;
         if (version0 && one.hops.size() > V0_HOPS) one.hops.resize(V0_HOPS);
         routes.push_back(one);
@@ -290,7 +289,7 @@ void random_life::route_batch() {
     size_t good = 0, bad = 0;
     reference_goes(softfwd_config_get()->async, [&] {
         for (const random_route &r : routes) {
-            const outcome result = reference_route(r, vdc);
+            const outcome result = reference_route(r, vdc, version0);
             good += result == outcome::good;
             bad += result == outcome::bad;
         }
