@@ -3,6 +3,7 @@
 #include "core/lcfwd_log.h"
 #include "core/ufib_err.h"
 #include "host/interfaces/interfaces.h"
+#include "platform/ufib_pi_tunnel.h"
 #include "platform/ufib_platform.h"
 #include "ufib/ufib_adj_holder.h"
 #include "ufib/ufib_idb.h"
@@ -63,13 +64,30 @@ static int tunnel_delete(ufib_vdc *vdc, const ufib_tunnel_msg &msg) {
     return 0;
 }
 
-int ufib_tunnel_update(ufib_vdc *vdc, const ufib_tunnel_msg &msg) {
-    ufib_errno = 0;
+/* After a restart every next hop of a tunnel knows the ends that hardware had for it; only the one that the manager told
+ * keeps them, the others take what that one has. */
+static void borrowed_ends_go(ufib_vdc *vdc, uint32_t if_index) {
+    const ufib_idb *idb = ufib_idb_search(vdc, if_index);
+    for (const ufib_family &family : ufib_families)
+        for (ufib_adj *adj = idb == nullptr ? nullptr : ufib_adj_if_get_first(idb, family); adj != nullptr;
+             adj = ufib_adj_if_get_next(adj))
+            if ((adj->holders & UFIB_ADJ_HELD_TUNNEL) == 0 && ufib_pi_is_v4_tunnel_update(adj))
+                adj->rewrite = {};
+}
+
+static int tunnel_operation(ufib_vdc *vdc, const ufib_tunnel_msg &msg) {
     if (msg.operation == UFIB_TUNNEL_ADD) return tunnel_add(vdc, msg);
     if (msg.operation == UFIB_TUNNEL_DELETE) return tunnel_delete(vdc, msg);
     ufib_err_raise(UFIB_ERR_ITEM, E_TM_INV_OPCODE);
     UFIB_ERR("tunnel update with invalid opcode %d", msg.operation);
     return -1;
+}
+
+int ufib_tunnel_update(ufib_vdc *vdc, const ufib_tunnel_msg &msg) {
+    ufib_errno = 0;
+    const int status = tunnel_operation(vdc, msg);
+    if (status == 0) borrowed_ends_go(vdc, wire_get(msg.if_index));
+    return status;
 }
 
 ufib_adj *ufib_get_tunnel_adj_from_ifindex(ufib_vdc *vdc, uint32_t if_index) {

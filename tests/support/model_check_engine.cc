@@ -1,4 +1,5 @@
 /* The forwarding engine against the model. */
+#include "platform/ufib_pi_tunnel.h"
 #include "softfwd/softfwd_reader.h"
 #include "tests/support/fake_platform.h"
 #include "tests/support/lcfwd_rig.h"
@@ -6,12 +7,19 @@
 
 #include <cstring>
 
+/* A tunnel leads out once its manager has told it, for all next hops that it has. */
+static bool is_told(const ufib_adj *adj) {
+    if (ufib_pi_is_v4_tunnel_update(adj)) return true;
+    return adj->kind == UFIB_ADJ_TUNNEL &&
+           ufib_pi_is_v4_tunnel_update(ufib_pi_get_tunnel_adj(ufib_adj_vdc_id(adj), adj->key.if_index));
+}
+
 static softfwd_action action_wanted(const ufib_adj *adj) {
     if ((adj->flags & UFIB_ADJ_DROP) != 0) return SOFTFWD_DROP;
     if ((adj->flags & UFIB_ADJ_PUNT) != 0) return SOFTFWD_PUNT;
     if ((adj->flags & UFIB_ADJ_GLEAN) != 0) return SOFTFWD_GLEAN;
     if ((adj->flags & (UFIB_ADJ_MCAST_SRC | UFIB_ADJ_RECIRCULATE)) != 0) return SOFTFWD_PUNT;
-    const bool leaves = (adj->flags & UFIB_ADJ_RESOLVED) != 0 || adj->kind == UFIB_ADJ_TUNNEL;
+    const bool leaves = (adj->flags & UFIB_ADJ_RESOLVED) != 0 || is_told(adj);
     return leaves ? SOFTFWD_FORWARD : SOFTFWD_DROP;
 }
 

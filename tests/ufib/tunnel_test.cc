@@ -2,7 +2,10 @@
 #include "tests/ufib/control_rig.h"
 
 #include "platform/ufib_pi_tunnel.h"
-#include "platform/ufib_platform_api.h"
+#include "platform/ufib_platform_calls.h"
+#include "softfwd/softfwd.h"
+#include "softfwd/softfwd_config.h"
+#include "ufib/ufib_tunnel.h"
 
 static bytes tunnel(unsigned operation, unsigned type, uint32_t if_index = TUNNEL1, unsigned flags = 1) {
     bytes out;
@@ -73,6 +76,35 @@ TEST_P(tunnel_test, a_tunnel_that_goes_is_destroyed_or_drops_for_its_routes) {
     rig.send(OPC_TUNNEL, tunnel(1, 2));
     EXPECT_FALSE(ufib_pi_v4adj_is_drop(tunnel_adj()));
     EXPECT_EQ(tunnel_adj()->obj.handle, handle);
+}
+
+/* Over the software engine: the encapsulation that another next hop of the tunnel has there. */
+struct tunnel_engine_test : tunnel_test {
+    tunnel_engine_test() {
+        softfwd_config_reset();
+        softfwd_config_get()->slot = static_cast<int>(rig.options.slot);
+        rig.options.library = softfwd_library();
+    }
+    ~tunnel_engine_test() override { softfwd_config_reset(); }
+    uint8_t type_of(const char *hop) {
+        ufib_platform_rewrite rewrite;
+        return ufib_platform_get_v4_rewrite_info(adj(hop, TUNNEL1)->obj.handle, &rewrite) == 0
+                   ? rewrite.bytes[0]
+                   : 0xff;
+    }
+};
+INSTANTIATE_TEST_SUITE_P(both, tunnel_engine_test, both_families, family_name);
+
+TEST_P(tunnel_engine_test, all_next_hops_follow_the_tunnel_also_after_a_restart) {
+    rig.send(OPC_TUNNEL, tunnel(1, UFIB_TUNNEL_GRE));
+    ASSERT_TRUE(load(f, {add(f, f.prefix, f.hop2, TUNNEL1)}));
+    EXPECT_EQ(type_of(f.hop2), UFIB_TUNNEL_GRE);
+    ASSERT_EQ(rig.restart(), 0);
+    rig.send(OPC_TUNNEL, tunnel(1, UFIB_TUNNEL_6TO4));
+    EXPECT_EQ(type_of(f.hop2), UFIB_TUNNEL_6TO4);
+    ASSERT_EQ(rig.restart(), 0);
+    rig.send(OPC_TUNNEL, tunnel(2, UFIB_TUNNEL_6TO4));
+    EXPECT_EQ(type_of(f.hop2), 0) << "nothing goes to the old end";
 }
 
 TEST_P(tunnel_test, refused_notices_change_nothing) {
