@@ -271,10 +271,7 @@ int ufib_adj_destroy(void *, ufib_adj *adj, bool force) {
         UFIB_ERR("%s - failed to get VDB", __func__);
         return 0;
     }
-    if ((adj->flags & UFIB_ADJ_RECIRCULATE) != 0) {
-        (void)ufib_adj_delete_global(vdc, UFIB_GLOBAL_RECIRCULATE);
-        return 1;
-    }
+    if ((adj->flags & UFIB_ADJ_RECIRCULATE) != 0) return ufib_adj_delete_global(vdc, UFIB_GLOBAL_RECIRCULATE);
     if (adj->obj.handle != 0) {
         ufib_pss_delete_adj(adj);
         if (!ufib_platform_delete_adj(adj) && !force) {

@@ -169,7 +169,7 @@ void ufib_delete_global_adjs(ufib_vdc *vdc);
 [[nodiscard]] ufib_adj *ufib_adj_get_global(const ufib_vdc *vdc,
                                             uint32_t kind); /* null: not made, bad kind */
 void ufib_rewrite_global_adjs(ufib_vdc *vdc);               /* in hardware, after a change of the VDC's MAC */
-int ufib_adj_delete_global(ufib_vdc *vdc, uint32_t kind);   /* 1, or 0 when there is none */
+int ufib_adj_delete_global(ufib_vdc *vdc, uint32_t kind);   /* 1, or 0: there is none, or hardware keeps it */
 /* What the library is told with a write of it. */
 [[nodiscard]] uint32_t ufib_adj_platform_mode(const ufib_adj *adj);
 [[nodiscard]] bool ufib_is_global_adj(uint32_t handle, const ufib_vdc *vdc); /* kinds 1 to 6 */

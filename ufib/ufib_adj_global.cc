@@ -7,6 +7,7 @@
 #include "ufib/ufib_idb.h"
 #include "ufib/ufib_journal.h"
 #include "ufib/ufib_pss.h"
+#include "ufib/ufib_retry.h"
 #include "ufib/ufib_vdc.h"
 
 struct global_row {
@@ -90,13 +91,24 @@ bool ufib_is_global_adj(uint32_t handle, const ufib_vdc *vdc) {
     return false;
 }
 
+/* One that hardware refuses to let go stays, as it was held, and is removed another time. */
+static int global_stays(const ufib_vdc *vdc, uint32_t kind, bool held) {
+    ufib_adj *adj = vdc->global_adj[kind];
+    if (held) ufib_obj_hold(&adj->obj);
+    ufib_pss_insert_global_adj(adj, kind, vdc->desc->vdc_id);
+    ufib_retry_adj(adj);
+    return 0;
+}
+
 int ufib_adj_delete_global(ufib_vdc *vdc, uint32_t kind) {
     ufib_adj *adj = ufib_adj_get_global(vdc, kind);
     if (adj == nullptr) return 0;
-    if (ufib_obj_refs(&adj->obj) != 0) ufib_obj_drop(&adj->obj);
-    vdc->global_adj[kind] = nullptr;
+    const bool held = ufib_obj_refs(&adj->obj) != 0;
+    if (held) ufib_obj_drop(&adj->obj);
     ufib_pss_delete_global_adj(kind, vdc->desc->vdc_id);
-    ufib_platform_delete_adj(adj);
+    if (!ufib_platform_delete_adj(adj) && !ufib_vdc_is_dying(vdc->desc->vdc_id))
+        return global_stays(vdc, kind, held);
+    vdc->global_adj[kind] = nullptr;
     if (!ufib_adj_free(adj)) ufib_err_raise(UFIB_ERR_ITEM, E_VDC_DEL_ADJ);
     return 1;
 }

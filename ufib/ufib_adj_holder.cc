@@ -55,7 +55,6 @@ bool ufib_adj_holder_leave(ufib_adj *adj, uint8_t holder, bool set_drop) {
     else
         adj->flags &= ~UFIB_ADJ_DROP;
     ufib_adj_reinstall(adj);
-    if (ufib_adj_destroy_ok(adj)) ufib_retry_adj(adj); /* its removal was refused */
     if (adj->mpls_child_count != 0 && ufib_hook.adj_update != nullptr) ufib_hook.adj_update(adj);
     return false;
 }

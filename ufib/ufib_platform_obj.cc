@@ -104,7 +104,7 @@ bool ufib_platform_insert_adj(ufib_adj *adj, uint32_t ha, uint32_t holder) {
         return false;
     }
     adj->obj.handle = handle;
-    ufib_retry_adj_done(adj);
+    ufib_retry_adj_written(adj);
     if (adj->obj.handle != old)
         ufib_journal_log(UFIB_JOURNAL_HW_NEW, &adj->obj, nullptr);
     else

@@ -39,6 +39,15 @@ void ufib_retry_vobj_done(ufib_vobj *vobj) {
     std::free(kept);
 }
 
+void ufib_retry_adj_written(ufib_adj *adj) {
+    if (dbly_linkage_is_on(&ufib_retry_adjs, &adj->retry) && !ufib_adj_destroy_ok(adj))
+        ufib_retry_adj_done(adj);
+}
+
+void ufib_retry_vobj_written(ufib_vobj *vobj) {
+    if (ufib_obj_refs(&vobj->obj) != 0) ufib_retry_vobj_done(vobj);
+}
+
 /* Without memory the reference is never given back: an adjacency too many is better than an entry that leads to one
  * that is gone. */
 void ufib_retry_vobj_keep(ufib_vobj *vobj, ufib_obj *path) {

@@ -24,7 +24,12 @@ void ufib_retry_adj(ufib_adj *adj);
 void ufib_retry_vobj(ufib_vobj *vobj);
 void ufib_retry_group(ufib_ecmp *group); /* removals alone */
 
-/* Hardware has taken a write, or the object is dying: it waits no longer, and gives back what it kept. */
+/* Hardware has taken a write: what waited for that waits no longer, and gives back what it kept. What nobody wants
+ * waits on, for its removal. */
+void ufib_retry_adj_written(ufib_adj *adj);
+void ufib_retry_vobj_written(ufib_vobj *vobj);
+
+/* The object is dying, or wanted again: it waits no longer, and gives back what it kept. */
 void ufib_retry_adj_done(ufib_adj *adj);
 void ufib_retry_vobj_done(ufib_vobj *vobj);
 void ufib_retry_group_done(ufib_ecmp *group);

@@ -44,7 +44,7 @@ int ufib_platform_update_vobj(ufib_vobj *vobj, uint32_t mode) {
     if (vobj->obj.handle == 0) return 0;
     const int status = ufib_platform_table.update_vobj(vobj, mode);
     if (status >= 0) {
-        ufib_retry_vobj_done(vobj);
+        ufib_retry_vobj_written(vobj);
     } else {
         ufib_errors[E_VOBJ_HW_UPDATE]++; /* the route that led here stands all the same */
         ufib_retry_vobj(vobj);

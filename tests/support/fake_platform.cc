@@ -208,6 +208,7 @@ static bool consistency_check_adj(void *adj) {
     return found != fake.entries.end() && found->second.content == adj_content(adj, mac);
 }
 static int delete_adj(void *adj) {
+    if (refused("delete_adj")) return -1;
     entry_erase("delete_adj", adj_text(adj), ufib_pi_adj_get_hh(adj));
     return 0;
 }
@@ -286,6 +287,7 @@ static int update_vobj(void *vobj, uint32_t) {
     return 0;
 }
 static int delete_vobj(void *vobj, uint32_t instance) {
+    if (refused("delete_vobj")) return -1;
     ufib_pi_nhcount_params params;
     ufib_pi_vobj_get_nhcount_params(vobj, &params);
     if (instance != 1 && params.old_handle != 0) entry_erase("delete_vobj", "old", params.old_handle);
@@ -302,6 +304,7 @@ static int delete_vobj_fec(void *, uint32_t instance) {
     return 0;
 }
 static int update_prefix_nh(void *pfx) {
+    if (refused("update_prefix_nh")) return -1;
     const uint32_t next = ufib_pi_prefix_get_adj_handle(pfx);
     const std::string content = "table " + number(ufib_pi_prefix_get_table_handle(pfx)) + " " +
                                 prefix_text(pfx) + " to " + number(next);

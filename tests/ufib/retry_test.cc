@@ -83,6 +83,21 @@ TEST_P(retry_test, paths_that_a_refused_group_leads_to_live_on) {
     EXPECT_EQ(fake_entries("adj").size(), 8u) << "with the object goes what it kept";
 }
 
+TEST_P(retry_test, what_waits_for_its_removal_waits_through_rewrites) {
+    stand();
+    ASSERT_TRUE(load(f(), {add(f(), f().prefix, path(7)), add(f(), f().prefix2, path(8), ETH1, 0x40)}));
+    fake.fail_all = {{"delete_adj", 1}, {"delete_vobj", 1}};
+    ASSERT_TRUE(load(f(), {remove(f(), f().prefix), remove(f(), f().prefix2)}));
+    for (unsigned n = 0; n < 10; n++) ASSERT_TRUE(load1(remove(f(), dest(n))));
+    EXPECT_EQ(dangling(), "") << "the recirculating one stays, too";
+    fake.fail_all.clear();
+    ASSERT_EQ(rig.dispatch(74760, bytes_from_hex("0200000000ff")), 0);
+    ASSERT_TRUE(load1(over(0, {2, 3})));
+    second();
+    EXPECT_EQ(fake_entries("vobj").size(), 0u);
+    EXPECT_EQ(fake_entries("adj").size(), 8u + 2u);
+}
+
 static std::string stubborn;
 static int (*update_nh)(void *);
 static int stubborn_update(void *pfx) {

@@ -217,7 +217,7 @@ static std::vector<request> scenario_make() {
          false},
         {"interface_down", OPC_AM_NOTICE, 1,
          wire_am_notice({{"192.0.2.2", 0x1a000001, "", 0x80}, {"fe80::2", 0x1a000001, "", 0x90}}), false},
-        batch("delete_v4", {gone("10.1.0.0/16"), gone("10.8.0.0/16")}, 1, 2, false),
+        batch("delete_v4", {gone("10.1.0.0/16"), gone("10.7.0.0/16"), gone("10.8.0.0/16")}, 1, 2, false),
         batch("forget_v4", {gone("198.51.100.2/32", RECURSIVE_ROUTE), gone("10.22.0.0/16")}, 1, 2, false),
         {"stale_v4", OPC_STALE_DELETE, 1, wire_stale_delete(1, 0, 2), false},
         {"stale_v6", OPC_STALE_DELETE, 1, wire_stale_delete(2, 0, 3), false},
