@@ -162,14 +162,16 @@ uint32_t ufib_vobjs_pfxs_do_rpf_update(uint32_t budget) {
 
 /* ---- timer ---- */
 
-/* Passes over a list until the budget is used, or a pass neither did a prefix nor finished a vobj. */
-static void spend(uint32_t budget, const dl_list *list, uint32_t (*pass)(uint32_t budget)) {
-    while (budget != 0 && list->head != nullptr) {
+/* Passes over a list until the budget is used, or a pass neither did a prefix nor finished a vobj. How many prefixes. */
+static uint32_t spend(uint32_t budget, const dl_list *list, uint32_t (*pass)(uint32_t budget)) {
+    uint32_t left = budget;
+    while (left != 0 && list->head != nullptr) {
         const uint32_t before = list->count;
-        const uint32_t done = pass(budget);
-        if (done == 0 && list->count == before) return;
-        budget -= done < budget ? done : budget;
+        const uint32_t done = pass(left);
+        if (done == 0 && list->count == before) break;
+        left -= done < left ? done : left;
     }
+    return budget - left;
 }
 
 static void pending_take_up() {
@@ -189,7 +191,8 @@ static bool work_left() {
            ufib_retry_is_waiting();
 }
 
-/* While no dirty vobj was finished, updates of RNHs would only pile up behind them. */
+/* While prefixes move and no dirty vobj was finished, updates of RNHs would only pile up behind them. A walk that
+ * hardware holds up does not hold up what others wait for. */
 void ufib_dirty_vobj_timer_handler(void *) {
     const ufib_funcstats_block measure(UFIB_FS_DIRTY_WALK);
     if (!work_left()) {
@@ -198,10 +201,10 @@ void ufib_dirty_vobj_timer_handler(void *) {
     }
     ufib_retry_work();
     const uint32_t dirty = ufib_dirty_vobj_list.count;
-    spend(UFIB_BACKWALK_BUDGET, &ufib_dirty_vobj_list, ufib_dirty_vobjs_do_pfx_backwalk);
-    spend(UFIB_RPF_BUDGET, &ufib_vobj_rpf_list, ufib_vobjs_pfxs_do_rpf_update);
-    const uint32_t left = ufib_dirty_vobj_list.count;
-    if (left == 0 || left != dirty) pending_take_up();
+    const uint32_t moved =
+        spend(UFIB_BACKWALK_BUDGET, &ufib_dirty_vobj_list, ufib_dirty_vobjs_do_pfx_backwalk);
+    (void)spend(UFIB_RPF_BUDGET, &ufib_vobj_rpf_list, ufib_vobjs_pfxs_do_rpf_update);
+    if (moved == 0 || ufib_dirty_vobj_list.count != dirty) pending_take_up();
     if (work_left())
         (void)ufib_dirty_vobj_timer_start();
     else

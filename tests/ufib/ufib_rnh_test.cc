@@ -279,15 +279,20 @@ TEST_P(rnh_test, more_dependents_than_a_call_may_take_go_on_from_the_timer) {
         ASSERT_TRUE(load(f(), routes));
         routes.clear();
     }
+    ASSERT_TRUE(load(f(), {over(2, {1}), recursive(6000, {through(2)})}));
     settle();
+    fake.fail_all["update_prefix_nh"] = 1;
+    ASSERT_TRUE(load1(over(2, {1, 3}))) << "a move that gets nowhere, and may not hold up the others";
     fake_take();
     ASSERT_TRUE(load1(over(0, {2})));
     EXPECT_EQ(fake_count("update_vobj"), 5000u);
     EXPECT_NE(rnh_of(0)->rnh->cursor, nullptr);
     ASSERT_TRUE(load1(remove(f(), dest(199)))) << "rows are met newest first: the walk stands on this one";
     EXPECT_EQ(rnh_of(0)->rnh->cursor, &ufib_vobj_rows(vobj_of(198))[0].by_rnh);
-    settle();
+    second();
     EXPECT_EQ(fake_count("update_vobj"), 5199u);
+    fake.fail_all.clear();
+    settle();
     for (const unsigned n : {0u, 198u, 200u, 5199u}) EXPECT_EQ(paths_of(n), "2");
     fake_take();
     for (const unsigned p : {3u, 4u}) ASSERT_TRUE(load1(over(0, {p}))) << "each route begins at the head";
