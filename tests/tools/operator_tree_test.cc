@@ -23,7 +23,7 @@ TEST(operator_tree, words_may_be_shortened_while_they_stay_clear) {
         {"show", {"ipv6", "route", "sum"}, CMD_SHOW_V6_ROUTES, 3, ""},
         {"show", {"hist", "v4-p", "10.0.0.0/8"}, CMD_HISTORY_SHOW(CMD_HISTORY_V4_PFX), 2, ""},
         {"show", {"history", "ecmp", "settings"}, CMD_HISTORY_CONF(CMD_HISTORY_ECMP), 3, ""},
-        {"clear", {"history", "te"}, CMD_HISTORY_TE, 2, ""},
+        {"clear", {"history", "ecmp"}, CMD_HISTORY_ECMP, 2, ""},
         {"debug", {"history", "vobj", "no-filter"}, CMD_SET_HISTORY_FILTER, 3, ""},
         {"show", {"ip"}, 0, 1, "what may follow: adjacency"},
         {"show", {"history", "v4"}, 0, 2, "could be: history v4-adjacency"},

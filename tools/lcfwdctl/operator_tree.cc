@@ -55,7 +55,6 @@ static constexpr plain_row plain_rows[] = {
      "interfaces as the process knows them"},
     {"show", "table", CMD_SHOW_TABLES, OPERAND_NONE, 0, true, "forwarding tables"},
     {"show", "vlan", CMD_SHOW_FORWARDING_VLAN, OPERAND_VLAN, OPERATOR_LIMIT, true, "VLANs with an interface"},
-    {"show", "otv overlay", CMD_SHOW_OTV_OVERLAY, OPERAND_NONE, 0, false, "overlays"},
     {"show", "security mac", CMD_SHOW_V4_SECURITY_MAC, OPERAND_NONE, OPERATOR_TABLE, true,
      "source guard bindings"},
     {"show", "security sgt", CMD_SHOW_V4_SECURITY_SGT, OPERAND_NONE, OPERATOR_TABLE, true,
@@ -76,18 +75,6 @@ static constexpr plain_row plain_rows[] = {
      "compare model, record and engine of a route"},
     {"show", "ipv6 consistency", CMD_CHECK_CONSISTENCY, OPERAND_PREFIX_V6, OPERATOR_TABLE | OPERATOR_RNH,
      false, "compare model, record and engine of a route"},
-    {"show", "mpls label", CMD_SHOW_LABELS, OPERAND_NONE, 0, false, "labels"},
-    {"show", "mpls label-space", CMD_SHOW_LABEL_SPACE, OPERAND_NONE, 0, false, "label spaces"},
-    {"show", "mpls tunnel", CMD_SHOW_TE, OPERAND_NONE, 0, false, "traffic-engineering tunnels"},
-    {"show", "mpls counters", CMD_SHOW_LABEL_INTERNAL_COUNTS, OPERAND_NONE, 0, false,
-     "label objects and errors"},
-    {"show", "multicast counters", CMD_SHOW_MCAST_INTERNAL_COUNTS, OPERAND_NONE, 0, false,
-     "multicast objects and errors"},
-    {"show", "ip multicast", CMD_SHOW_MCAST_V4_ROUTES, OPERAND_NONE, OPERATOR_TABLE, false,
-     "multicast routes"},
-    {"show", "ipv6 multicast", CMD_SHOW_MCAST_V6_ROUTES, OPERAND_NONE, OPERATOR_TABLE, false,
-     "multicast routes"},
-    {"show", "oif-list", CMD_SHOW_MCAST_OIFLIST, OPERAND_HANDLE, 0, false, "lists of outgoing interfaces"},
     {"clear", "counters", CMD_CLEAR_INTERNAL_COUNTS, OPERAND_NONE, 0, false, "error counters back to 0"},
     {"clear", "route-counters", CMD_CLEAR_CUMULATIVE_COUNTERS, OPERAND_NONE, OPERATOR_STATISTICS, false,
      "routes added and deleted back to 0; with --statistics packets by adjacency"},
@@ -106,31 +93,12 @@ static constexpr plain_row plain_rows[] = {
 struct history_row {
     const char *name;
     uint32_t number;
-    bool in_report;
 };
 static constexpr history_row history_rows[] = {
-    {"v4-prefix", CMD_HISTORY_V4_PFX, true},
-    {"v6-prefix", CMD_HISTORY_V6_PFX, true},
-    {"v4-rnh", CMD_HISTORY_V4_RNH, true},
-    {"v6-rnh", CMD_HISTORY_V6_RNH, true},
-    {"v4-adjacency", CMD_HISTORY_V4_ADJ, true},
-    {"v6-adjacency", CMD_HISTORY_V6_ADJ, true},
-    {"vobj", CMD_HISTORY_VOBJ, true},
-    {"ecmp", CMD_HISTORY_ECMP, true},
-    {"label", CMD_HISTORY_LABEL, false},
-    {"mpls-adjacency", CMD_HISTORY_MPLS_ADJ, false},
-    {"mpls-ecmp", CMD_HISTORY_MPLS_ECMP, false},
-    {"te", CMD_HISTORY_TE, false},
-    {"otv-adjacency", CMD_HISTORY_OTV_ADJ, false},
-    {"otv-vlan", CMD_HISTORY_OTV_VLAN, false},
-    {"multicast-v4", CMD_HISTORY_MCAST_V4_ROUTE, false},
-    {"multicast-v6", CMD_HISTORY_MCAST_V6_ROUTE, false},
-    {"multicast-otv-v4", CMD_HISTORY_MCAST_OTV_V4_ROUTE, false},
-    {"multicast-otv-v6", CMD_HISTORY_MCAST_OTV_V6_ROUTE, false},
-    {"oif-list", CMD_HISTORY_MCAST_OIFLIST, false},
-    {"oif", CMD_HISTORY_MCAST_OIF, false},
-    {"otv-oif-list", CMD_HISTORY_MCAST_OTV_OIFLIST, false},
-    {"otv-oif", CMD_HISTORY_MCAST_OTV_OIF, false},
+    {"v4-prefix", CMD_HISTORY_V4_PFX},    {"v6-prefix", CMD_HISTORY_V6_PFX},
+    {"v4-rnh", CMD_HISTORY_V4_RNH},       {"v6-rnh", CMD_HISTORY_V6_RNH},
+    {"v4-adjacency", CMD_HISTORY_V4_ADJ}, {"v6-adjacency", CMD_HISTORY_V6_ADJ},
+    {"vobj", CMD_HISTORY_VOBJ},           {"ecmp", CMD_HISTORY_ECMP},
 };
 
 static void add_history(const history_row &row, std::vector<operator_row> *out) {
@@ -140,8 +108,8 @@ static void add_history(const history_row &row, std::vector<operator_row> *out) 
         const auto history = static_cast<uint32_t>(row.number);
         const uint16_t options = operand == OPERAND_HISTORY_KEY ? OPERATOR_TABLE : 0;
         out->push_back({verb, words + tail, command, CMD_ACTION_GET, operand, options, 0,
-                        static_cast<int8_t>(value), history,
-                        row.in_report && tail.empty() && strcmp(verb, "show") == 0, summary});
+                        static_cast<int8_t>(value), history, tail.empty() && strcmp(verb, "show") == 0,
+                        summary});
     };
     get("show", "", CMD_HISTORY_SHOW(row.number), OPERAND_HISTORY_KEY, -1, "what happened to each object");
     get("show", " settings", CMD_HISTORY_CONF(row.number), OPERAND_NONE, -1, "size, filters, sticky entries");
@@ -158,7 +126,7 @@ static void add_history(const history_row &row, std::vector<operator_row> *out) 
 std::string operator_history_help() {
     std::string text = "NAME is one of";
     for (const history_row &row : history_rows)
-        if (row.in_report) text += std::string(row.number == history_rows[0].number ? " " : ", ") + row.name;
+        text += std::string(row.number == history_rows[0].number ? " " : ", ") + row.name;
     return text + ".\nKEY is a prefix, the handle of an adjacency or a group, or the id of a vobj.\n";
 }
 
