@@ -30,6 +30,7 @@ struct ufib_vobj;
 struct ufib_vobj_hops;
 struct ufib_vobj_key;
 struct ufib_vobj_row;
+struct ufib_xpi;
 
 struct ufib_hooks {
     /* Overlay: the virtual object of a route that only leads to peers (null on failure, with ufib_errno), and the
@@ -87,9 +88,10 @@ struct ufib_hooks {
     void (*label_children_unmark)(ufib_adj *adj);
     /* Services. */
     void (*ha_restore_services)(ufib_vdc *vdc); /* VLANs, peers and map caches, after the routes */
-    void (*ipsg_destroy)(ufib_pfx *pfx);        /* the source guard's object of a prefix */
-    void (*set_xpi)(ufib_pfx *pfx, const void *xpi, uint8_t holder); /* tag and binding of a new route */
-    void (*lisp_prefix_deleted)(ufib_pfx *pfx);                      /* a map-cache prefix leaves the store */
+    void (*ipsg_create)(ufib_pfx *pfx,
+                        const ufib_xpi *xpi); /* the source guard's object of a prefix: made, or changed */
+    void (*ipsg_destroy)(ufib_pfx *pfx);
+    void (*lisp_prefix_deleted)(ufib_pfx *pfx);   /* a map-cache prefix leaves the store */
     void (*otv_pre_upgrade)(lcfwd_vdc_desc *vdc); /* an upgrade of this card begins, or has ended */
     void (*otv_post_upgrade)(lcfwd_vdc_desc *vdc);
     /* Multicast: an interface has another MAC, or (all zero, or the VDC's own) none. */

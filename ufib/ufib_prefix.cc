@@ -12,6 +12,7 @@
 #include "ufib/ufib_journal.h"
 #include "ufib/ufib_pss.h"
 #include "ufib/ufib_vdc.h"
+#include "ufib/ufib_xpi.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -174,6 +175,15 @@ static void prefix_update_counts(ufib_pfx *pfx, const ufib_prefix_update &update
     pfx->epoch = update.epoch;
 }
 
+/* What a client brings beside the route: the binding of a host, the tag of a group. */
+static void ufib_prefix_set_xpi(ufib_pfx *pfx, const ufib_xpi &xpi, uint8_t holder) {
+    if ((holder & UFIB_HOLDER_IPSG) != 0 && ufib_hook.ipsg_create != nullptr)
+        ufib_hook.ipsg_create(pfx, &xpi);
+    if ((holder & UFIB_HOLDER_SGRP) == 0 || (xpi.flags & UFIB_XPI_TAG) == 0) return;
+    pfx->sgt = xpi.tag;
+    pfx->tag_flags |= UFIB_TAG_VALID;
+}
+
 ufib_pfx *ufib_get_create_prefix(ufib_table *table, const ufib_prefix_update &update, bool *existed) {
     const bool rnh = (update.route_flags & ROUTE_RNH) != 0;
     ufib_pfx *pfx = ufib_prefix_search(table, update.route->prefix, update.route->prefix_len, rnh);
@@ -189,8 +199,7 @@ ufib_pfx *ufib_get_create_prefix(ufib_table *table, const ufib_prefix_update &up
     if ((pfx->route_flags & ~update.route_flags & ROUTE_DIRECT) != 0) ufib_pss_delete_dcsrif(pfx);
     pfx->route_flags = update.route_flags;
     if (*existed) prefix_store_attached(pfx, update);
-    if (update.xpi != nullptr && ufib_hook.set_xpi != nullptr)
-        ufib_hook.set_xpi(pfx, update.xpi, update.holder);
+    if (update.xpi != nullptr) ufib_prefix_set_xpi(pfx, *update.xpi, update.holder);
     pfx->holders |= update.holder;
     return pfx;
 }

@@ -13,6 +13,7 @@
 
 struct ufib_ipsg;
 struct ufib_label_node;
+struct ufib_xpi;
 
 /* Holder bits. */
 constexpr uint8_t UFIB_HOLDER_UFDM = 0x01;
@@ -110,7 +111,7 @@ struct ufib_prefix_update {
     uint32_t route_flags;
     uint8_t holder; /* UFIB_HOLDER_* bits */
     uint8_t epoch;
-    const void *xpi;             /* tag and binding of the client; or null */
+    const ufib_xpi *xpi;         /* tag and binding of the client; or null */
     const ufib_ha_route *record; /* restart record; or null */
 };
 

@@ -93,10 +93,33 @@ static void route_stands(ufib_vdc *vdc, ufib_pfx *pfx, const ufib_ha_route *reco
     ufib_prefix_update_labels(vdc, pfx);
 }
 
+/* A recursive next hop that no route confirms, as it was before an update of its route. */
+struct unconfirmed_rnh {
+    ufib_pfx *rnh; /* null: there is none */
+    uint32_t route_flags;
+    uint8_t holders;
+};
+
+static unconfirmed_rnh unconfirmed_of(ufib_table *table, const ufib_prefix_update &update) {
+    if ((update.route_flags & ROUTE_RNH) == 0) return {};
+    ufib_pfx *rnh = ufib_prefix_search(table, update.route->prefix, update.route->prefix_len, true);
+    if (rnh == nullptr || (rnh->flags & UFIB_PFX_FLAG_RNH_DELETE_MARKED) == 0) return {};
+    return {rnh, rnh->route_flags, rnh->holders};
+}
+
+/* A route that failed confirms nothing: its paths are those of before, none, and it goes with its dependents. */
+static void unconfirmed_stays(const unconfirmed_rnh &before) {
+    if (before.rnh == nullptr) return;
+    before.rnh->flags |= UFIB_PFX_FLAG_RNH_DELETE_MARKED;
+    before.rnh->route_flags = before.route_flags;
+    before.rnh->holders = before.holders;
+}
+
 /* From the prefix on. */
 static uint32_t route_install(ufib_vdc *vdc, ufib_table *table, const ufib_prefix_update &update) {
     uint64_t stamp;
     ufib_funcstats_start(&stamp);
+    const unconfirmed_rnh before = unconfirmed_of(table, update);
     bool existed;
     ufib_pfx *pfx = ufib_get_create_prefix(table, update, &existed);
     ufib_funcstats_end(UFIB_FS_PREFIX_GET_CREATE, &stamp);
@@ -108,6 +131,7 @@ static uint32_t route_install(ufib_vdc *vdc, ufib_table *table, const ufib_prefi
     if (next == nullptr) {
         const uint32_t error = ufib_errno != 0 ? ufib_errno : ufib_err_raise(UFIB_ERR_ITEM, E_ADJ_HW_INSTALL);
         if (!existed) ufib_prefix_delete(table, pfx);
+        unconfirmed_stays(before);
         ufib_errno = error;
         return error;
     }
@@ -153,7 +177,7 @@ static uint32_t route_add(const ufib_family &family, ufib_vdc *vdc, uint32_t tab
 }
 
 uint32_t ufib_route_add(const ufib_family &family, ufib_vdc *vdc, uint32_t table_id, const route_rec *route,
-                        uint8_t epoch, const ufib_ha_route *record, uint8_t holder, const void *xpi) {
+                        uint8_t epoch, const ufib_ha_route *record, uint8_t holder, const ufib_xpi *xpi) {
     uint64_t stamp;
     ufib_funcstats_start(&stamp);
     ufib_prefix_update update = {

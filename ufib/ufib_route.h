@@ -11,13 +11,14 @@
 
 struct lcfwd_vdc_desc;
 struct ufib_vdc;
+struct ufib_xpi;
 
 /* Adds or updates a route. 0, or ufib_errno: its low half is never 0 on failure. A failure leaves what was before,
  * but a prefix that hardware refuses is gone. 'route' must lie whole in memory, as long as its route_len says.
  * 'record' is the restart record, or null; 'holder' the bits of the client (UFIB_HOLDER_*); 'xpi' its data or null. */
 [[nodiscard]] uint32_t ufib_route_add(const ufib_family &family, ufib_vdc *vdc, uint32_t table_id,
                                       const route_rec *route, uint8_t epoch, const ufib_ha_route *record,
-                                      uint8_t holder, const void *xpi);
+                                      uint8_t holder, const ufib_xpi *xpi);
 
 /* Takes the client's hold off a route, and with the last one the route. 0 or ufib_errno (E_DEL_NOPFX,
  * also without a table; E_DEL_PFX_LOCKED while others hold it; the errors of a bad record). */
@@ -28,11 +29,11 @@ struct ufib_vdc;
 [[nodiscard]] uint32_t ufib_route_errors(const ufib_family &family, const route_rec *route);
 
 inline uint32_t ufib_v4_route_add(ufib_vdc *vdc, uint32_t table_id, const route_rec *route, uint8_t epoch,
-                                  const ufib_ha_route *record, uint8_t holder, const void *xpi) {
+                                  const ufib_ha_route *record, uint8_t holder, const ufib_xpi *xpi) {
     return ufib_route_add(ufib_v4, vdc, table_id, route, epoch, record, holder, xpi);
 }
 inline uint32_t ufib_v6_route_add(ufib_vdc *vdc, uint32_t table_id, const route_rec *route, uint8_t epoch,
-                                  const ufib_ha_route *record, uint8_t holder, const void *xpi) {
+                                  const ufib_ha_route *record, uint8_t holder, const ufib_xpi *xpi) {
     return ufib_route_add(ufib_v6, vdc, table_id, route, epoch, record, holder, xpi);
 }
 inline uint32_t ufib_v4_route_delete(ufib_vdc *vdc, uint32_t table_id, const route_rec *route,

@@ -4,9 +4,11 @@
 #include "platform/ufib_pi.h"
 #include "platform/ufib_platform.h"
 #include "tests/ufib/route_rig.h"
+#include "ufib/ufib_hooks.h"
 #include "ufib/ufib_idb.h"
 #include "ufib/ufib_journal.h"
 #include "ufib/ufib_route.h"
+#include "ufib/ufib_xpi.h"
 
 #include <map>
 #include <set>
@@ -220,11 +222,11 @@ TEST_P(refusal, of_an_adjacency_rewrite_keeps_the_handle) {
 /* ---- other holders ---- */
 
 struct holders : route_base {
-    uint32_t add_as(uint8_t holder, const char *text) {
+    uint32_t add_as(uint8_t holder, const char *text, const ufib_xpi *xpi = nullptr) {
         const bytes record = wire_route_v1(add(f, text));
         const uint32_t result =
             ufib_route_add(af(), vdc(), f.table, reinterpret_cast<const route_rec *>(record.data()), 1,
-                           nullptr, holder, nullptr);
+                           nullptr, holder, xpi);
         (void)ufib_platform_all_writes_ready();
         return result;
     }
@@ -250,6 +252,28 @@ TEST_P(holders, keep_a_route_until_the_last_leaves) {
         EXPECT_EQ(prefix(f.prefix), nullptr);
     }
     EXPECT_TRUE(rig.log_has(std::string(f.name) + " pfx locked, holder_lock = 0x2"));
+}
+
+TEST_P(holders, of_tags_and_bindings_bring_them_along) {
+    static const ufib_xpi *bound;
+    bound = nullptr;
+    ASSERT_TRUE(load(f, {add(f, f.prefix)}));
+    ufib_hook.ipsg_create = [](ufib_pfx *, const ufib_xpi *xpi) { bound = xpi; };
+    const ufib_xpi tagged = {.mac = {}, .flags = UFIB_XPI_TAG, .if_index = 0, .tag = 77};
+    const ufib_xpi untagged = {.mac = {}, .flags = 0x07, .if_index = ETH1, .tag = 78};
+    uint16_t tag = 0;
+    EXPECT_EQ(add_as(UFIB_HOLDER_IPSG, f.prefix, &tagged), 0u);
+    EXPECT_EQ(bound, &tagged);
+    EXPECT_LT(ufib_pi_prefix_get_sgt(prefix(f.prefix), &tag), 0) << "a tag comes from its own client alone";
+    bound = nullptr;
+    EXPECT_EQ(add_as(UFIB_HOLDER_SGRP, f.prefix, &untagged), 0u);
+    EXPECT_LT(ufib_pi_prefix_get_sgt(prefix(f.prefix), &tag), 0);
+    EXPECT_EQ(add_as(UFIB_HOLDER_SGRP, f.prefix, &tagged), 0u);
+    EXPECT_EQ(ufib_pi_prefix_get_sgt(prefix(f.prefix), &tag), 0);
+    EXPECT_EQ(tag, 77);
+    EXPECT_EQ(bound, nullptr);
+    EXPECT_EQ(remove_as(UFIB_HOLDER_SGRP, f.prefix), 0x41003eu);
+    EXPECT_LT(ufib_pi_prefix_get_sgt(prefix(f.prefix), &tag), 0) << "and goes with its client";
 }
 
 TEST_P(holders, of_labels_and_sources_keep_a_prefix_in_software) {

@@ -2,10 +2,12 @@
 #include "tests/ufib/ha_rig.h"
 
 #include "persist/lcfwd_pss.h"
+#include "platform/ufib_platform.h"
 #include "softfwd/softfwd_check.h"
 #include "ufib/ufib_pss.h"
 #include "ufib/ufib_pss_read.h"
 #include "ufib/ufib_record.h"
+#include "ufib/ufib_route.h"
 
 #include <cstring>
 #include <malloc.h>
@@ -86,6 +88,19 @@ TEST_P(ufib_ha, routes_of_every_sort_reattach_without_a_write) {
     expect_clean_restart();
     neighbour({.address = f.hop2, .if_index = ETH1, .flags = 0x01}); /* its interface goes down */
     expect_clean_restart();
+}
+
+TEST_P(ufib_ha, a_tag_comes_back_with_its_route) {
+    ASSERT_TRUE(load(f, {add(f, prefix(f, 0))}));
+    const bytes record = wire_route_v1(add(f, prefix(f, 0)));
+    const ufib_xpi tagged = {.mac = {}, .flags = UFIB_XPI_TAG, .if_index = 0, .tag = 77};
+    ASSERT_EQ(ufib_route_add(ufib_families[f.index], ufib_vdc_get(1), f.table,
+                             reinterpret_cast<const route_rec *>(record.data()), 1, nullptr, UFIB_HOLDER_SGRP,
+                             &tagged),
+              0u);
+    (void)ufib_platform_all_writes_ready();
+    expect_clean_restart();
+    EXPECT_EQ(route(0)->sgt, 77);
 }
 
 TEST_P(ufib_ha, updates_and_deletes_of_the_past_leave_nothing) {
