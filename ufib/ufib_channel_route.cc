@@ -56,8 +56,13 @@ static bool batch_no_vdc(route_batch *batch) {
     return true;
 }
 
+/* One that found no memory for its model is as good as none. */
+static bool vdc_serves(const lcfwd_vdc_desc &vdc) {
+    return (vdc.flags & LCFWD_VDC_ACTIVE) != 0 && vdc.ufib != nullptr;
+}
+
 static bool batch_inactive(route_batch *batch) {
-    if ((batch->vdc->flags & LCFWD_VDC_ACTIVE) != 0) return false;
+    if (vdc_serves(*batch->vdc)) return false;
     UFIB_ERR("ERROR: %s - vdc inactive", batch->handler);
     ufib_err_raise(UFIB_ERR_REQUEST, batch->family.err_inactive);
     batch_refuse(batch);
@@ -294,6 +299,11 @@ int ufib_ufdm_v6_route_update(fu_event *event, fu_event_node **out) {
     return route_update(ufib_v6, __func__, OPC_V6_ROUTE_UPDATE, event, out);
 }
 
+static void download_work(route_batch *batch, const route_update_hdr &hdr) {
+    batch->good = true;
+    if (batch->count != 0) batch_v0_work(batch, hdr);
+}
+
 /* A reload that the process drives: as version 0, but quiet where nobody waits, and signed with the slot. */
 static int route_download(const ufib_family &family, const char *handler, uint32_t opcode, fu_event *event,
                           fu_event_node **out) {
@@ -305,16 +315,15 @@ static int route_download(const ufib_family &family, const char *handler, uint32
     route_batch batch = batch_of(family, handler, event);
     route_update_hdr hdr;
     if (!batch_v0_begin(&batch, &hdr)) return LCFWD_BAD_MESSAGE;
+    UFIB_BL(1, UFIB_TR_BATCH_BEGIN, batch.count);
     if (!batch_no_vdc(&batch)) {
-        if ((batch.vdc->flags & LCFWD_VDC_ACTIVE) == 0) return LCFWD_OK;
-        if (batch.vdc->ufib_state == LCFWD_STATE_UPGRADING) {
-            UFIB_BL(1, UFIB_TR_UPGRADE_DROP);
-            return LCFWD_OK;
-        }
-        if (!batch_stopped(&batch) && !batch_v0_not_required(&batch, hdr) &&
-            !batch_v0_hdr_bad(&batch, hdr, false)) {
-            batch.good = true;
-            if (batch.count != 0) batch_v0_work(&batch, hdr);
+        if (!vdc_serves(*batch.vdc)) return LCFWD_OK;
+        if (!batch_stopped(&batch) && !batch_v0_not_required(&batch, hdr)) {
+            if (batch.vdc->ufib_state == LCFWD_STATE_UPGRADING) {
+                UFIB_BL(1, UFIB_TR_UPGRADE_DROP);
+                return LCFWD_OK;
+            }
+            if (!batch_v0_hdr_bad(&batch, hdr, false)) download_work(&batch, hdr);
         }
     }
     wire_be<uint32_t> slot;

@@ -42,12 +42,24 @@ static bool belongs_to_dependents(const ufib_pfx *pfx) {
     return pfx->holders == 0 && ufib_prefix_has_dependents(pfx);
 }
 
+static void walk_destroy(ufib_table *table, ufib_pfx *pfx) {
+    (void)ufib_prefix_destroy(table, pfx);
+    (void)ufib_platform_one_write_ready();
+}
+
 static void destroy_with_holders_cleared(ufib_table *table, ufib_pfx *pfx, uint8_t holders) {
     lcfwd_pss_make_room();
     pfx->holders &= static_cast<uint8_t>(~holders);
     guard_destroy(pfx);
-    (void)ufib_prefix_destroy(table, pfx);
-    (void)ufib_platform_one_write_ready();
+    walk_destroy(table, pfx);
+}
+
+/* Here the guard sees the holders of before. */
+static void destroy_stale(ufib_table *table, ufib_pfx *pfx) {
+    lcfwd_pss_make_room();
+    guard_destroy(pfx);
+    pfx->holders &= static_cast<uint8_t>(~UFIB_HOLDER_UFDM);
+    walk_destroy(table, pfx);
 }
 
 void ufib_destroy_table_prefixes(ufib_table *table) {
@@ -92,7 +104,7 @@ void ufib_delete_stale_prefixes(ufib_table *table, uint8_t epoch) {
             if (belongs_to_dependents(pfx)) return;
             UFIB_BL(1, UFIB_TR_STALE_PREFIX, pfx->epoch, epoch);
             if (vdc != nullptr) vdc->stale_count++;
-            destroy_with_holders_cleared(table, pfx, UFIB_HOLDER_UFDM);
+            destroy_stale(table, pfx);
         });
     (void)ufib_platform_all_writes_ready();
     ufib_funcstats_end(UFIB_FS_STALE_DELETE, &stamp);
@@ -102,6 +114,7 @@ void ufib_delete_stale_prefixes(ufib_table *table, uint8_t epoch) {
 static void prefix_move(ufib_table *table, ufib_pfx *pfx, ufib_vdc *target, uint16_t old_vdc_id) {
     if (pfx->obj.next == nullptr) return;
     const ufib_family &family = ufib_table_family(table);
+    lcfwd_pss_make_room();
     table->vdc_id = old_vdc_id; /* the record lies under the VDC that wrote it */
     ufib_pss_delete_prefix(pfx);
     table->vdc_id = target->desc->vdc_id;

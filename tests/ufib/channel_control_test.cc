@@ -10,6 +10,7 @@
 #include "tests/ufib/ufib_rig.h"
 #include "ufib/ufib_adj.h"
 #include "ufib/ufib_channel.h"
+#include "ufib/ufib_hooks.h"
 #include "ufib/ufib_prefix.h"
 
 #include <cstring>
@@ -149,6 +150,17 @@ TEST_P(control, stale_delete_removes_the_routes_of_other_epochs) {
     EXPECT_FALSE(rig.traces(1, "stale prefix - prefix epoch 4 current epoch 5").empty());
 }
 
+/* The guard's object goes with what the sender holds, while the prefix still says so. */
+TEST_P(control, stale_delete_asks_the_source_guard_first) {
+    static std::vector<uint8_t> seen;
+    seen.clear();
+    ufib_hook.ipsg_destroy = [](ufib_pfx *pfx) { seen.push_back(pfx->holders); };
+    ASSERT_TRUE(load(f, {add(f, f.prefix)}, 4));
+    state() = 6;
+    rig.dispatch(OPC_STALE_DELETE, wire_stale_delete(static_cast<uint8_t>(f.afi), 0, 5));
+    EXPECT_EQ(seen, std::vector<uint8_t>{UFIB_HOLDER_UFDM});
+}
+
 TEST_P(control, stale_delete_of_a_table_that_is_not_required_is_nothing) {
     routes();
     state() = 6;
@@ -221,6 +233,11 @@ TEST_P(reload, is_quiet_where_nobody_waits) {
     state() = LCFWD_STATE_UPGRADING;
     EXPECT_EQ(run(batch(f, 0, {add(f, f.prefix)})), std::pair(0, std::string()));
     EXPECT_EQ(rig.traces(1, "LC_UPGRADE: drop message").size(), 1u);
+    EXPECT_EQ(rig.traces(1, "Bulk route update processing begin: 1").size(), 1u);
+    lcfwd_stop_update = true;
+    EXPECT_EQ(signed_with_slot(run(batch(f, 0, {add(f, f.prefix)})).second), head() + "8000000100010107")
+        << "the stop switch comes before the upgrade";
+    lcfwd_stop_update = false;
     state() = LCFWD_STATE_ACTIVE;
     EXPECT_EQ(run(bytes(19)), std::pair(16, std::string()));
     EXPECT_EQ(signed_with_slot(run(batch(f, 0, {add(f, f.prefix)}), 9).second), head() + "8001000000010007");

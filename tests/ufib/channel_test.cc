@@ -1,6 +1,7 @@
 /* Route batches: each check of the header, in its order, and the answer byte for byte. */
 #include "core/lcfwd_db.h"
 #include "host/bus/bus_local.h"
+#include "host/containers/heap.h"
 #include "tests/ufib/ufib_rig.h"
 
 static constexpr const char *V1_HEAD = "aabbccdd"; /* length: comes back unread */
@@ -372,6 +373,18 @@ TEST_P(channel, the_version_is_its_low_byte) {
         v0(f.table == 1 ? "00000001" : "80000001", "00000010", "0001", "00", wire_route_v0(add(f, f.prefix)));
     EXPECT_EQ(send(f, 0x100, payload).size(), 40u);
     EXPECT_EQ(send(f, 0x102, batch(f, 1, {add(f, f.prefix2)})).size(), 34u);
+}
+
+TEST_P(channel, a_vdc_that_found_no_memory_for_its_model_is_inactive) {
+    heap_fail_nth(1, false);
+    rig.send(OPC_VDC_CREATE, wire_vdc(2));
+    heap_fail_nth(0, false);
+    ASSERT_EQ(ufib_vdc_get(2), nullptr);
+    for (const unsigned version : {0u, 1u}) {
+        const std::string answer = send(f, version, batch(f, version, {add(f, f.prefix)}, 0), 2);
+        EXPECT_EQ(answer.substr(version == 0 ? 28 : 20, 2), "00");
+    }
+    EXPECT_EQ(errors(f.inactive), 2u);
 }
 
 TEST_P(channel, a_payload_shorter_than_its_header_is_none) {
