@@ -4,6 +4,7 @@
 #include "platform/ufib_platform_calls.h"
 #include "ufib/ufib_adj.h"
 #include "ufib/ufib_bintrace.h"
+#include "ufib/ufib_cookie.h"
 #include "ufib/ufib_hooks.h"
 #include "ufib/ufib_label_list.h"
 #include "ufib/ufib_prefix.h"
@@ -76,6 +77,12 @@ static void prefix_stays(ufib_pfx *pfx, ufib_obj *old) {
     UFIB_ERR("removal of prefix %s refused", ufib_pfx_str(pfx));
 }
 
+/* A result that comes late speaks of an entry that is no more. */
+static void prefix_gone(ufib_pfx *pfx) {
+    pfx->obj.handle = 0;
+    ufib_cookie_forget(ufib_prefix_family(pfx), pfx);
+}
+
 /* The old next object keeps one reference until the hardware entry that points at it is gone. */
 bool ufib_prefix_destroy_and_hold_in_sw(ufib_table *table, ufib_pfx *pfx) {
     ufib_vdc *vdc = ufib_vdc_get(table->vdc_id);
@@ -98,7 +105,7 @@ bool ufib_prefix_destroy_and_hold_in_sw(ufib_table *table, ufib_pfx *pfx) {
     if (stays)
         prefix_stays(pfx, old);
     else
-        pfx->obj.handle = 0;
+        prefix_gone(pfx);
     if (old == nullptr) return !stays;
     ufib_obj_drop(old);
     ufib_obj_delete(nullptr, old);

@@ -58,6 +58,12 @@ static void bulk_end(bulk *work, bool end_of_table) {
     work->result->status = work->failures != 0 ? UFIB_PARTIAL : 0;
 }
 
+static void bulk_failed(bulk *work, uint32_t ufib_family_stats::*counter) {
+    ufib_count(work->vdc->ufib_stats, work->family.index, counter);
+    work->result->nack++;
+    work->failures++;
+}
+
 static void bulk_add(bulk *work, uint32_t table_id, const route_rec *route) {
     ufib_count(work->vdc->ufib_stats, work->family.index, &ufib_family_stats::route_adds);
     const uint32_t error = ufib_route_add(work->family, work->vdc->ufib, table_id, route, work->epoch,
@@ -68,9 +74,7 @@ static void bulk_add(bulk *work, uint32_t table_id, const route_rec *route) {
     }
     UFIB_ERR("add route failed for %s, error %s",
              ufib_prefix_str(work->family, route->prefix, route->prefix_len), ufib_err_str(error & 0xffff));
-    ufib_count(work->vdc->ufib_stats, work->family.index, &ufib_family_stats::route_add_failures);
-    work->result->nack++;
-    work->failures++;
+    bulk_failed(work, &ufib_family_stats::route_add_failures);
 }
 
 static void rc_dbg_print_route(const ufib_family &family, uint32_t table_id, const route_rec *route) {
@@ -89,9 +93,7 @@ static void bulk_delete(bulk *work, uint32_t table_id, const route_rec *route) {
         work->result->ack++;
         return;
     }
-    ufib_count(work->vdc->ufib_stats, work->family.index, &ufib_family_stats::route_delete_failures);
-    work->result->nack++;
-    work->failures++;
+    bulk_failed(work, &ufib_family_stats::route_delete_failures);
 }
 
 /* An opcode of neither kind is counted, and no failure. */
@@ -154,9 +156,10 @@ static void bulk_v0_record(bulk *work, const route_update_hdr &hdr, const uint8_
     const route_rec *route = ufib_route_convert(work->family, record, len, table_id);
     if (route == nullptr) {
         UFIB_ERR("Failed to parse the route buffer for nh info");
-        ufib_count(work->vdc->ufib_stats, work->family.index, &ufib_family_stats::route_add_failures);
-        work->result->nack++;
-        work->failures++;
+        const bool removal =
+            record[0] == work->family.opcode_delete; /* first byte of either family's record */
+        bulk_failed(work, removal ? &ufib_family_stats::route_delete_failures
+                                  : &ufib_family_stats::route_add_failures);
         bulk_write_ready(work);
         return;
     }

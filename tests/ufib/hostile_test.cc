@@ -148,7 +148,11 @@ TEST_P(hostile, sixty_four_hops_do_not_fit_version_0) {
     EXPECT_EQ(counts(answer), "80010001");
     EXPECT_EQ(errors(E_ROUTE_NHINFO_INVALID), before + 1);
     wide.hops.resize(65, wide.hops[0]);
-    EXPECT_EQ(counts(send_records(0, {record(0, wide)}, 1)), "80010000");
+    bytes removal = record(0, wide);
+    removal[0] = f.remove;
+    EXPECT_EQ(counts(send_records(0, {record(0, wide), removal}, 2)), "80020000");
+    EXPECT_EQ(stats(f).route_add_failures, 2u);
+    EXPECT_EQ(stats(f).route_delete_failures, 1u);
     EXPECT_EQ(fake_entries("prefix").size(), 1u);
 }
 

@@ -60,6 +60,12 @@ TEST_P(late_result, of_a_prefix_named_twice_or_gone) {
     EXPECT_EQ(counts({add(f, f.prefix2), remove(f, f.prefix2)}), "80000002") << "it is gone: nothing to undo";
     EXPECT_EQ(fake_entries("prefix").size(), 1u);
     EXPECT_EQ(fake_entries("adj").size(), 9u);
+    consistent = false; /* a label side that is not there keeps the next one in software */
+    late.fail.clear();
+    ASSERT_EQ(counts({add(f, f.prefix)}), "80000001");
+    prefix(f.prefix)->holders |= UFIB_HOLDER_FEC;
+    late.fail = {f.prefix};
+    EXPECT_EQ(counts({add(f, f.prefix, f.hop2), remove(f, f.prefix)}), "80000002");
 }
 
 TEST_P(late_result, of_a_direct_route_takes_both_records_away) {
