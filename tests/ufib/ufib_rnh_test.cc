@@ -156,6 +156,17 @@ TEST_P(rnh_test, without_a_living_rnh_prefixes_drop_and_wait) {
     EXPECT_EQ(paths_of(0), "5");
 }
 
+TEST_P(rnh_test, a_refused_route_brings_no_rnh_to_life) {
+    ASSERT_TRUE(load(f(), {over(1, {1}), recursive(0, {through(0), through(1)})}));
+    fake.fail_all["insert_adj"] = 1;
+    EXPECT_FALSE(load1(over(0, {2})));
+    fake.fail_all.clear();
+    ASSERT_TRUE(load1(over(1, {3})));
+    EXPECT_EQ(paths_of(0), "3") << "and not a share of drops";
+    ASSERT_TRUE(load1(remove(f(), dest(0))));
+    EXPECT_EQ(rnh_of(0), nullptr) << "nothing holds it";
+}
+
 TEST_P(rnh_test, of_seventy_candidates_the_first_sixty_four_stay) {
     std::vector<unsigned> low, high;
     for (unsigned n = 0; n < 35; n++) {
