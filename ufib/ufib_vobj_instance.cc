@@ -53,10 +53,13 @@ bool ufib_vobj_clear_instance(ufib_vobj *vobj, uint32_t instance) {
     return true;
 }
 
-/* Nothing leads to the old instance; a walk without work asks again for as long as hardware keeps it. */
+/* Nothing leads to the old instance. While hardware keeps it, it is as at the end of a walk, which asks again: all stand
+ * at the current one. */
 static void old_instance_leaves(ufib_vobj *vobj) {
     ufib_remove_vobj_from_dirty_list(vobj);
-    if (!ufib_vobj_clear_instance(vobj, UFIB_VOBJ_OLD)) ufib_insert_vobj_in_dirty_list(vobj);
+    if (ufib_vobj_clear_instance(vobj, UFIB_VOBJ_OLD)) return;
+    ufib_insert_vobj_in_dirty_list(vobj);
+    vobj->flags |= UFIB_VOBJ_WALKING;
 }
 
 void ufib_clear_old_instances_all_vobj(ufib_vdc *vdc) {

@@ -248,6 +248,18 @@ TEST_P(rnh_test, a_refused_group_leaves_the_old_one_with_paths_that_live) {
     EXPECT_EQ(members_behind(0), 3u);
 }
 
+TEST_P(rnh_test, an_unused_group_that_cannot_go_leaves_the_one_in_use_alone) {
+    stand({1, 2});
+    ASSERT_TRUE(load1(over(0, {1, 2, 3})));
+    fake.fail_at["delete_vobj"] = 1;
+    ASSERT_TRUE(load1(over(0, {1, 2})));
+    ASSERT_TRUE(load1(over(0, {1, 2, 3, 4}))) << "there is no room for a third";
+    EXPECT_EQ(dangling(), "");
+    settle();
+    EXPECT_EQ(groups_in_use(10).size(), 1u);
+    EXPECT_EQ(members_behind(0), 4u);
+}
+
 TEST_P(rnh_test, a_refused_third_group_returns_to_the_first) {
     stand({1, 2});
     const uint32_t before = pointed_at(0);
