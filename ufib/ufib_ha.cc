@@ -100,17 +100,22 @@ static void mask_address(ufib_ha_route *record) {
 }
 
 /* False: the hardware does not know the handle, or the table cannot be made. A next hop that no route has told of needs
- * its table in software alone. */
-static bool record_table(ufib_vdc *vdc, const ufib_family &family, const ufib_ha_route &record) {
-    const bool in_software = (record.family_flags & UFIB_HA_RNH_DELETE_MARKED) != 0;
+ * its table in software alone. A shared table that comes back with another VDC drops, as one that moves does. */
+static bool record_table(ufib_vdc *vdc, const ufib_family &family, ufib_ha_route *record) {
+    const bool in_software = (record->family_flags & UFIB_HA_RNH_DELETE_MARKED) != 0;
     const ufib_table *table =
-        ufib_get_create_table(vdc, record.table_id, family.table_type, in_software, &record);
-    if (table != nullptr && ufib_errno == 0) return true;
+        ufib_get_create_table(vdc, record->table_id, family.table_type, in_software, record);
+    if (table != nullptr && ufib_errno == 0) {
+        if (table->vdc_id == record->vdc_id) return true;
+        record->route_flags |= ROUTE_DROP;
+        record->next_handle = 0;
+        return true;
+    }
     UFIB_ERR("Failed to get the table id for pfx_hw_idx: %#x, tbl-id: %#x, tbl-type: %d",
-             record.prefix_handle, record.table_id, static_cast<int>(family.table_type));
+             record->prefix_handle, record->table_id, static_cast<int>(family.table_type));
     if (ufib_errno != 0)
         UFIB_ERR("error code %s for get_create_table, table id %#x ", ufib_err_str(ufib_errno & 0xffff),
-                 record.table_id);
+                 record->table_id);
     return false;
 }
 
@@ -166,7 +171,7 @@ static void hardware_clean(const ufib_family &family, const ufib_ha_route &recor
 static void replay(ufib_vdc *vdc, const ufib_ha_walk &walk, ufib_ha_route *record, uint8_t epoch) {
     const ufib_family &family = family_of(*record);
     const bool sound = record->mask_len <= family.max_len;
-    if (sound && !record_table(vdc, family, *record)) {
+    if (sound && !record_table(vdc, family, record)) {
         if (record->table_id == 0) ufib_ha_walk_delete(walk, vdc);
         return;
     }

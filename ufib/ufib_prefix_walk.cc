@@ -110,7 +110,7 @@ void ufib_delete_stale_prefixes(ufib_table *table, uint8_t epoch) {
     ufib_funcstats_end(UFIB_FS_STALE_DELETE, &stamp);
 }
 
-/* Wildcard tables hold prefixes that drop, and no others. */
+/* Wildcard tables hold prefixes that drop. Others have no business there, but a sender can put them there: they drop now. */
 static void prefix_move(ufib_table *table, ufib_pfx *pfx, ufib_vdc *target, uint16_t old_vdc_id) {
     if (pfx->obj.next == nullptr) return;
     const ufib_family &family = ufib_table_family(table);
@@ -118,12 +118,13 @@ static void prefix_move(ufib_table *table, ufib_pfx *pfx, ufib_vdc *target, uint
     table->vdc_id = old_vdc_id; /* the record lies under the VDC that wrote it */
     ufib_pss_delete_prefix(pfx);
     table->vdc_id = target->desc->vdc_id;
-    if (!ufib_obj_is_adj(pfx->obj.next)) dbly_linkage_fault("move of a prefix", table, pfx);
-    const auto *adj = reinterpret_cast<const ufib_adj *>(pfx->obj.next);
-    if ((adj->flags & UFIB_ADJ_DROP) == 0)
-        UFIB_ERR("%s: invalid adj type flags (%x) in table 0x%x", family.name, adj->flags, table->table_id);
-    ufib_adj *drop = ufib_adj_get_global(target, family.global_drop);
     ufib_obj *old = pfx->obj.next;
+    const uint32_t flags = ufib_obj_is_adj(old) ? reinterpret_cast<const ufib_adj *>(old)->flags : 0;
+    if ((flags & UFIB_ADJ_DROP) == 0) {
+        UFIB_ERR("%s: invalid adj type flags (%x) in table 0x%x", family.name, flags, table->table_id);
+        pfx->route_flags |= ROUTE_DROP; /* by which a restart knows */
+    }
+    ufib_adj *drop = ufib_adj_get_global(target, family.global_drop);
     ufib_obj_hold(old); /* hardware still points at it */
     ufib_prefix_link_next_obj(pfx, drop == nullptr ? nullptr : &drop->obj, true);
     ufib_platform_insert_prefix(pfx, 0);

@@ -290,6 +290,22 @@ TEST_P(control, a_shared_wildcard_table_belongs_to_the_first_vdc_and_moves_on) {
     EXPECT_EQ(fake_entries("table").size(), 0u);
 }
 
+TEST_P(control, a_shared_wildcard_table_that_moves_drops_whatever_was_put_there) {
+    fake.optimize_wildcard = true;
+    rig.vdc(2);
+    wire_route group = add(f, f.prefix, "", ETH1, 0x80), recursive = add(f, f.prefix2, "", 0, 0x80);
+    group.hops.push_back({.address = f.hop2, .if_index = ETH1});
+    recursive.hops[0].flags = 0x01;
+    recursive.hops[0].table_id = f.table;
+    ASSERT_TRUE(load(f, {group, recursive, add(f, f.prefix3, "", ETH1, 0x80)}));
+    rig.send(OPC_VDC_DELETE, wire_vdc(1));
+    ufib_table *table = ufib_table_search(ufib_vdc_get(2), f.wildcard);
+    const ufib_adj *drop = ufib_vdc_get(2)->global_adj[ufib_families[f.index].global_drop];
+    EXPECT_EQ(ufib_obj_refs(&drop->obj), 4u) << "its own, and three prefixes";
+    EXPECT_EQ(table->main.prefix_count, 3u);
+    EXPECT_TRUE(rig.log_has(std::string(f.name) + ": invalid adj type flags (0) in table"));
+}
+
 /* The model's owner of the table decides what its routes point at, whoever sends them, in whatever order VDCs come and
  * go: nothing may lead to another VDC, which may end. */
 TEST_P(control, routes_of_a_shared_wildcard_table_belong_to_its_vdc) {
@@ -297,9 +313,9 @@ TEST_P(control, routes_of_a_shared_wildcard_table_belong_to_its_vdc) {
         ufib_table *table = ufib_table_search(ufib_vdc_get(other), f.wildcard);
         ASSERT_NE(table, nullptr);
         EXPECT_EQ(table->vdc_id, owner);
-        const uint32_t drop = ufib_families[f.index].global_drop;
-        EXPECT_EQ(ufib_prefix_get_first(&table->main)->obj.next, &ufib_vdc_get(owner)->global_adj[drop]->obj);
-        EXPECT_EQ(rig.records("prefix_vdc_" + std::to_string(owner)).size(), 1u);
+        const ufib_obj &drop = ufib_vdc_get(owner)->global_adj[ufib_families[f.index].global_drop]->obj;
+        EXPECT_EQ(ufib_obj_refs(&drop), 1 + table->main.prefix_count);
+        EXPECT_EQ(rig.records("prefix_vdc_" + std::to_string(owner)).size(), table->main.prefix_count);
         EXPECT_TRUE(rig.records("prefix_vdc_" + std::to_string(other)).empty());
         EXPECT_EQ(rig.records("ufib_table_vdc_" + std::to_string(owner)).size(), 1u);
         EXPECT_TRUE(rig.records("ufib_table_vdc_" + std::to_string(other)).empty());
@@ -312,15 +328,16 @@ TEST_P(control, routes_of_a_shared_wildcard_table_belong_to_its_vdc) {
     (void)ufib_platform_all_writes_ready();
     expect_owner(1, 2);
     rig.send(OPC_VDC_DELETE, wire_vdc(1));
+    (void)send(f, 1, batch(f, 1, {add(f, f.prefix2, "", ETH1, 0x80)}), 2);
     rig.vdc(1);
-    expect_owner(2, 1);
+    EXPECT_EQ(ufib_table_search(ufib_vdc_get(1), f.wildcard)->vdc_id, 2u);
     ASSERT_EQ(rig.restart(), 0);
     expect_owner(1, 2); /* the first VDC that comes back has it */
     const std::vector<std::string> entries = fake_entries("prefix");
     ASSERT_EQ(rig.restart(), 0);
     expect_owner(1, 2);
     EXPECT_EQ(fake_entries("prefix"), entries);
-    EXPECT_TRUE(load(f, {remove(f, f.prefix, 0x84)}));
+    EXPECT_TRUE(load(f, {remove(f, f.prefix, 0x84), remove(f, f.prefix2, 0x80)}));
     EXPECT_TRUE(rig.records("prefix_vdc_1").empty());
 }
 
