@@ -8,6 +8,7 @@
 #include "diag/ufib_show_counters.h"
 #include "host/bus/bus.h"
 #include "host/command/command.h"
+#include "host/containers/pt.h"
 #include "host/containers/slab.h"
 #include "host/engine/engine.h"
 #include "host/interfaces/l3vm.h"
@@ -177,6 +178,7 @@ static void slabs_print(cmd_handle *handle) {
     cmd_prt_list_end(handle);
     cmd_prt(handle, "All slabs: %llu objects, %llu bytes\n", cmd_u64(slab_total_in_use(), "slab_objects"),
             cmd_u64(slab_total_bytes(), "slab_bytes"));
+    cmd_prt(handle, "All tries of prefixes: %llu bytes\n", cmd_u64(pt_used_bytes(), "trie_bytes"));
 }
 
 static void accounts_print(cmd_handle *handle) {

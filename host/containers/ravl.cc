@@ -147,12 +147,6 @@ ravl_node *ravl_lookup(const ravl_tree *tree, const void *key) {
 
 ravl_node *ravl_first(const ravl_tree *tree) { return lowest(tree->root); }
 
-ravl_node *ravl_last(const ravl_tree *tree) {
-    ravl_node *node = tree->root;
-    while (node != nullptr && node->right != nullptr) node = node->right;
-    return node;
-}
-
 ravl_node *ravl_next(const ravl_node *node) {
     if (node->right != nullptr) return lowest(node->right);
     while (node->parent != nullptr && node->parent->right == node) node = node->parent;

@@ -49,7 +49,6 @@ int ravl_delete(ravl_tree *tree, ravl_node *node);
 /* Ascending order; null at the end. ravl_next_from_key(): the first object whose key is greater, whether 'key' is in
  * the tree or not. */
 [[nodiscard]] ravl_node *ravl_first(const ravl_tree *tree);
-[[nodiscard]] ravl_node *ravl_last(const ravl_tree *tree);
 [[nodiscard]] ravl_node *ravl_next(const ravl_node *node);
 [[nodiscard]] ravl_node *ravl_next_from_key(const ravl_tree *tree, const void *key);
 
