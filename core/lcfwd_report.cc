@@ -18,17 +18,25 @@ const char *lcfwd_state_name(uint32_t state) {
     return state <= LCFWD_STATE_ACTIVE ? state_names[state] : "UNKNOWN";
 }
 
-void lcfwd_state_change(lcfwd_vdc_desc *vdc, uint32_t state, bool unicast) {
+/* The record may know more than the report: what the multicast side is about to be. */
+static void state_set(lcfwd_vdc_desc *vdc, uint32_t state, bool unicast, uint32_t mfib_recorded) {
     uint32_t &present = unicast ? vdc->ufib_state : vdc->mfib_state;
     if (present == state) return;
     present = state;
-    lcfwd_pss_insert_vdc_info(vdc);
+    lcfwd_vdc_desc recorded = *vdc;
+    recorded.mfib_state = mfib_recorded;
+    lcfwd_pss_insert_vdc_info(&recorded);
     lcfwd_send_report(vdc);
 }
 
+void lcfwd_state_change(lcfwd_vdc_desc *vdc, uint32_t state, bool unicast) {
+    state_set(vdc, state, unicast, unicast ? vdc->mfib_state : state);
+}
+
+/* A death between the two changes must not lose the second. */
 void lcfwd_commence_reporting(lcfwd_vdc_desc *vdc, uint32_t ufib_state, uint32_t mfib_state) {
-    lcfwd_state_change(vdc, ufib_state, true);
-    lcfwd_state_change(vdc, mfib_state, false);
+    state_set(vdc, ufib_state, true, mfib_state);
+    state_set(vdc, mfib_state, false, mfib_state);
 }
 
 void lcfwd_stop_reporting(lcfwd_vdc_desc *vdc, uint32_t state) {

@@ -70,12 +70,13 @@ static void domains_delete(lcfwd_vdc_desc *vdc) {
     }
 }
 
-/* States stay in locals: put into the row here, they would not count as changed, and nobody would be told. */
+/* States stay in locals: put into the row here, they would not count as changed, and nobody would be told. Only a VDC
+ * whose deletion the last process did not live to end is recorded as not ready: it begins anew. */
 static void vdc_info_restore(lcfwd_vdc_desc *vdc, uint32_t *ufib_state, uint32_t *mfib_state) {
     lcfwd_vdc_info info;
     if (lcfwd_pss_get_vdc_info(vdc->vdc_id, &info) == 0) return;
-    *ufib_state = info.ufib_state;
-    *mfib_state = info.mfib_state;
+    if (info.ufib_state != LCFWD_STATE_NOT_READY) *ufib_state = info.ufib_state;
+    if (info.mfib_state != LCFWD_STATE_NOT_READY) *mfib_state = info.mfib_state;
     std::memcpy(vdc->mac, info.mac, sizeof vdc->mac);
     vdc->router_mac = info.router_mac;
 }
