@@ -6,6 +6,7 @@
 #include "softfwd/softfwd_journal.h"
 #include "softfwd/softfwd_pool.h"
 #include "softfwd/softfwd_prefix.h"
+#include "softfwd/softfwd_rpf.h"
 #include "softfwd/softfwd_table.h"
 #include "softfwd/softfwd_takeover.h"
 
@@ -22,6 +23,7 @@ void softfwd_committed() {
     commit.epoch = softfwd_state.places->a_epoch + (softfwd_state.grace.count != 0 ? 1 : 0);
     softfwd_header *head = softfwd_state.head;
     softfwd_store(&head->a_committed_log, head->a_log_sequence != 0 ? head->a_log_sequence : 1u);
+    softfwd_rpf_committed();
     softfwd_grace_run();
 }
 
@@ -29,6 +31,8 @@ bool softfwd_commit_covers(uint64_t epoch) {
     if (commit.recovering) return false;
     return commit.epoch == 0 || epoch < commit.epoch;
 }
+
+bool softfwd_recovering() { return commit.recovering; }
 
 bool softfwd_commit_told() { return softfwd_state.head->a_committed_log != 0; }
 
@@ -197,6 +201,7 @@ void softfwd_recovery_finish() {
     next_objects_sweep(SOFTFWD_KIND_ADJ);
     leaving_prefixes_release();
     softfwd_tables_sweep();
+    softfwd_rpf_recovered();
     if (removed != 0) softfwd_say("%zu prefixes of a batch that nobody was answered are gone again", removed);
     commit.recovering = false;
     softfwd_committed();

@@ -21,6 +21,9 @@ void softfwd_committed();
 /* At a take-over: the tables are kept beside a store. */
 [[nodiscard]] bool softfwd_commit_told();
 
+/* From a take-over beside a store to the end of the recovery: what comes is what the store knows. */
+[[nodiscard]] bool softfwd_recovering();
+
 /* Marks what an operation installed, or takes the mark away. An entry that does not stand is left alone. */
 void softfwd_doubt(uint32_t op, uint32_t handle, bool doubtful);
 

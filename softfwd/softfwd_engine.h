@@ -49,6 +49,8 @@ struct softfwd_engine {
     uint32_t aged;        /* aged routes reported since the start */
 
     softfwd_claims prefix_claims, adj_claims, table_claims;
+
+    bool rpf_doubtful; /* some interface may check otherwise than the store knows */
 };
 extern softfwd_engine softfwd_state;
 

@@ -28,7 +28,7 @@ template <typename word> inline void softfwd_store(word *at, word value) {
 inline constexpr uint64_t SOFTFWD_TABLES_MAGIC = 0x3130647766746673ull;
 inline constexpr uint64_t SOFTFWD_READERS_MAGIC = 0x3172647766746673ull;
 inline constexpr uint64_t SOFTFWD_COUNTERS_MAGIC = 0x3163647766746673ull;
-inline constexpr uint32_t SOFTFWD_LAYOUT = 4; /* raised with each change of this page */
+inline constexpr uint32_t SOFTFWD_LAYOUT = 5; /* raised with each change of this page */
 
 /* Room that is reserved, as addresses and file length; memory is taken as it is used. Indexes start at 1. */
 inline constexpr uint32_t SOFTFWD_TABLES_ROOM = 1u << 16;
@@ -191,6 +191,7 @@ inline constexpr uint64_t SOFTFWD_RPF_PREFIX = 1ull << 63; /* else an interface 
 constexpr uint64_t softfwd_rpf_if_key(uint32_t vdc_id, uint32_t if_index) {
     return uint64_t{if_index} << 16 | uint64_t{vdc_id & 0xff} << 8;
 }
+inline constexpr uint64_t SOFTFWD_RPF_DOUBTFUL = 1ull << 62; /* the store may not know an interface's modes */
 constexpr uint64_t softfwd_rpf_if_word(uint64_t key, uint32_t v4_mode, uint32_t v6_mode) {
     return key | (v4_mode & 15) << 4 | (v6_mode & 15);
 }
@@ -200,7 +201,7 @@ constexpr uint64_t softfwd_rpf_prefix_key(uint32_t handle) {
 static_assert(SOFTFWD_PREFIXES_ROOM <= 1u << 24);
 /* The part of a word that tells whose it is, and the part that says something. */
 constexpr uint64_t softfwd_rpf_key_of(uint64_t word) {
-    return (word & SOFTFWD_RPF_PREFIX) != 0 ? word & ~uint64_t{0xffffffff} : word & ~uint64_t{0xff};
+    return (word & SOFTFWD_RPF_PREFIX) != 0 ? word & ~uint64_t{0xffffffff} : word & 0xffffffffff00;
 }
 constexpr uint32_t softfwd_rpf_value_of(uint64_t word) {
     return static_cast<uint32_t>((word & SOFTFWD_RPF_PREFIX) != 0 ? word & 0xffffffff : word & 0xff);

@@ -29,6 +29,7 @@ enum softfwd_op : uint8_t {
     SOFTFWD_OP_INSERT_VOBJ_FEC,
     SOFTFWD_OP_UPDATE_VOBJ_FEC,
     SOFTFWD_OP_DELETE_VOBJ_FEC,
+    SOFTFWD_OP_UPDATE_INTF_RPF, /* its handle is the interface */
     SOFTFWD_OP_COUNT
 };
 

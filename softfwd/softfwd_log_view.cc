@@ -7,7 +7,7 @@ static const char *const op_names[] = {
     "insert_v6_prefix", "delete_v4_prefix", "delete_v6_prefix", "update_v4_nh",    "update_v6_nh",
     "insert_adj",       "delete_adj",       "clean_v4_prefix",  "clean_v6_prefix", "adj_stats",
     "insert_ecmp",      "delete_ecmp",      "insert_vobj",      "update_vobj",     "delete_vobj",
-    "insert_vobj_fec",  "update_vobj_fec",  "delete_vobj_fec",
+    "insert_vobj_fec",  "update_vobj_fec",  "delete_vobj_fec",  "update_intf_rpf",
 };
 static_assert(std::size(op_names) == SOFTFWD_OP_COUNT);
 

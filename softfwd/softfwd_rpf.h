@@ -13,5 +13,10 @@ int softfwd_update_v6prefix_rpf(void *pfx);
 /* A direct prefix is attached to an interface; 0: no longer. When there is no room it passes no strict check. */
 void softfwd_rpf_prefix_attach(uint32_t handle, uint32_t if_index);
 
+/* The store has committed all modes. */
+void softfwd_rpf_committed();
+/* The recovery has told the modes that the store knows: others that it may not have known are none. */
+void softfwd_rpf_recovered();
+
 /* All modes of a VDC go with it. */
 void softfwd_rpf_vdc_clear(uint32_t vdc_id);

@@ -51,6 +51,9 @@ void ufib_rpf_restore(ufib_idb *idb, uint8_t v4_mode, uint8_t v6_mode) {
     idb->rpf_mode[1] = v6_mode;
     idb->rpf_stored = 1;
     for (const ufib_family &family : ufib_families) hold_update(idb, family);
+    /* A notice that died half-way may have reached hardware alone; what stands there already is no write. */
+    if (ufib_platform_update_intf_rpf(idb->vdc_id, idb->if_index, v4_mode, v6_mode) < 0)
+        UFIB_ERR("interface 0x%x: hardware keeps another reverse-path mode", idb->if_index);
 }
 
 static int rpf_record(ufib_vdc *vdc, const ufib_rpf_msg_record &record, bool set) {

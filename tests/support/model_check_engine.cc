@@ -1,6 +1,7 @@
 /* The forwarding engine against the model. */
 #include "platform/ufib_pi_tunnel.h"
 #include "softfwd/softfwd_reader.h"
+#include "softfwd/softfwd_rpf_check.h"
 #include "tests/support/fake_platform.h"
 #include "tests/support/lcfwd_rig.h"
 #include "tests/support/model_check_private.h"
@@ -154,6 +155,19 @@ static void tables_compare(model_walk *walk, softfwd_reader *reader) {
     walk->same("engine: prefixes", prefixes, walk->prefix_by_handle.size());
 }
 
+static void rpf_compare(model_walk *walk, softfwd_reader *reader) {
+    for (const uint32_t vdc_id : walk->vdcs)
+        for (const ufib_idb *idb = ufib_idb_get_first(ufib_vdc_get(vdc_id)); idb != nullptr;
+             idb = ufib_idb_get_next(idb))
+            for (const auto family : {ADDRESS_FAMILY_V4, ADDRESS_FAMILY_V6}) {
+                constexpr uint8_t source[16] = {};
+                softfwd_rpf_result is = {};
+                (void)softfwd_rpf_check(reader, family, vdc_id, 1, idb->if_index, source, &is);
+                walk->same("engine: reverse-path mode of interface " + std::to_string(idb->if_index), is.mode,
+                           idb->rpf_mode[family == ADDRESS_FAMILY_V6]);
+            }
+}
+
 static void software_engine_check(model_walk *walk, const lcfwd_rig &rig) {
     softfwd_reader *reader = nullptr;
     if (const int status = softfwd_reader_attach(rig.options.slot, false, &reader); status != 0) {
@@ -163,6 +177,7 @@ static void software_engine_check(model_walk *walk, const lcfwd_rig &rig) {
     tables_compare(walk, reader);
     adjs_compare(walk, reader);
     groups_compare(walk, reader);
+    rpf_compare(walk, reader);
     softfwd_reader_detach(reader);
 }
 

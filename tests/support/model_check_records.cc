@@ -1,5 +1,6 @@
 /* The stored records against the model. Their bytes are put together here by hand. */
 #include "platform/ufib_ha_route.h"
+#include "platform/ufib_platform_calls.h"
 #include "tests/support/lcfwd_rig.h"
 #include "tests/support/model_check_private.h"
 
@@ -198,11 +199,33 @@ static void adjs_wanted(const model_walk &walk, wanted_records *wanted) {
             key_of(global.adj->obj.handle);
 }
 
+/* What a library keeps of a table is its own. */
+static void tables_wanted(const model_walk &walk, wanted_records *wanted) {
+    for (const ufib_table *table : walk.tables) {
+        if (!table->stored) continue;
+        bytes out;
+        put_machine32(&out, table->type);
+        put_bytes(&out, {0, 1, 0, 12, 0, 1, 0, 4});
+        put_machine32(&out, table->flags & ~uint32_t{UFIB_TABLE_DELETE_PENDING});
+        const bool plain = ufib_platform_sizes.table_pss_space_len == 0;
+        wanted->file("ufib_table", table->vdc_id)[key_of(table->table_id)] = plain ? hex_from_bytes(out) : "";
+    }
+}
+
+static void modes_wanted(const model_walk &walk, wanted_records *wanted) {
+    for (const uint32_t vdc_id : walk.vdcs)
+        for (const ufib_idb *idb = ufib_idb_get_first(ufib_vdc_get(vdc_id)); idb != nullptr;
+             idb = ufib_idb_get_next(idb))
+            if (idb->rpf_stored != 0)
+                wanted->file("rpf", vdc_id)[key_of(idb->if_index)] =
+                    hex_from_bytes({idb->rpf_mode[0], idb->rpf_mode[1]});
+}
+
 void model_check_records(model_walk *walk, const lcfwd_rig &rig) {
     wanted_records wanted;
     for (const uint32_t vdc_id : walk->vdcs) {
         for (const char *kind : {"v4adj", "v4adj_tlv", "v6adj", "v6adj_tlv", "gladj", "v4ecmp", "v4ecmp_tlv",
-                                 "v6ecmp", "v6ecmp_tlv", "vobj"})
+                                 "v6ecmp", "v6ecmp_tlv", "vobj", "rpf", "ufib_table"})
             wanted.file(kind, vdc_id);
         /* Objects of other subsystems put other things into these. */
         if (!walk->exact) continue;
@@ -211,6 +234,8 @@ void model_check_records(model_walk *walk, const lcfwd_rig &rig) {
     adjs_wanted(*walk, &wanted);
     groups_wanted(*walk, &wanted);
     vobjs_wanted(*walk, &wanted);
+    tables_wanted(*walk, &wanted);
+    modes_wanted(*walk, &wanted);
     if (walk->exact) prefixes_wanted(*walk, &wanted);
     for (const auto &[file, records] : wanted.files) compare(walk, file, rig.records(file), records);
 }

@@ -90,9 +90,16 @@ struct step {
     std::vector<wire_neighbour> neighbours = {};
     uint32_t seconds = 0;
     uint8_t stale_epoch = 0;
-    uint32_t vdc_opcode = 0; /* of VDC 2 */
+    uint32_t opcode = 0; /* another message */
+    bytes payload = {};
     uint8_t epoch = 1;
 };
+
+static constexpr uint32_t OPC_RPF = 74761;
+static bytes rpf_notice(const family &f, uint8_t mode) {
+    return bytes_from_hex("000000140000000100000008" + hex_from_bytes({mode, static_cast<uint8_t>(f.afi)}) +
+                          "00001a010001");
+}
 
 class ufib_crashpoints : public ha_family_test {
 protected:
@@ -150,10 +157,13 @@ protected:
                 {.routes = {to(0, {b}), gone(1), to(20, {a}), gone(4), to(21, {b, l}), to(5, {a}), gone(6),
                             to(1, {b}), gone(7), to(22, {fresh()}), to(8, {a}), to(9, {b, a})},
                  .epoch = 9},
-                {.vdc_opcode = OPC_VDC_CREATE},
+                {.opcode = OPC_VDC_CREATE, .payload = wire_vdc(2)},
+                {.opcode = OPC_RPF, .payload = rpf_notice(f, 3)},
                 {.neighbours = {{.address = a, .if_index = ETH1}}},
                 {.routes = {to(0, {a, b, l}), to(2, {a}), to(20, {a, b, l}, 0x01), gone(21)}, .epoch = 10},
-                {.vdc_opcode = OPC_VDC_DELETE},
+                {.opcode = OPC_VDC_DELETE, .payload = wire_vdc(2)},
+                {.opcode = OPC_RPF, .payload = rpf_notice(f, 1)},
+                {.opcode = OPC_RPF, .payload = rpf_notice(f, 0)},
                 {.stale_epoch = 10}};
     }
     std::vector<step> recursive_life() const {
@@ -177,7 +187,7 @@ protected:
     }
 
     bool take(const step &s) {
-        if (s.vdc_opcode != 0) rig.send(s.vdc_opcode, wire_vdc(2));
+        if (s.opcode != 0) rig.send(s.opcode, s.payload);
         if (!s.neighbours.empty()) rig.send(OPC_AM_NOTICE, wire_am_notice(s.neighbours));
         if (s.stale_epoch != 0) {
             rig.send(OPC_DOWNLOAD, wire_download(1));
@@ -240,9 +250,18 @@ protected:
         char text[160];
         return softfwd_integrity_check(text, sizeof text) == 0 ? "" : std::string("engine: ") + text + "\n";
     }
+    /* A context that is there takes a download. */
+    static std::string context_findings() {
+        std::string out;
+        for (uint32_t id = LCFWD_VDC_MIN; id <= LCFWD_VDC_MAX; id++)
+            if (const lcfwd_vdc_desc *row = lcfwd_vdc_active_row(id); row != nullptr)
+                if (row->ufib_state < LCFWD_STATE_INITIALIZED || row->mfib_state < LCFWD_STATE_INITIALIZED)
+                    out += "vdc " + std::to_string(id) + " is in no state\n";
+        return out;
+    }
     /* What is wrong with the state that a restart made; "" when nothing. */
     std::string findings(const std::vector<std::string> &allowed) {
-        std::string out = model_findings(rig) + engine_findings();
+        std::string out = model_findings(rig) + engine_findings() + context_findings();
         const std::string routes = ha_routes_text();
         if (std::find(allowed.begin(), allowed.end(), routes) == allowed.end())
             out +=
