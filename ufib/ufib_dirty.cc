@@ -3,6 +3,7 @@
 #include "core/lcfwd_log.h"
 #include "core/lcfwd_timer.h"
 #include "core/ufib_funcstats.h"
+#include "persist/lcfwd_pss.h"
 #include "platform/ufib_platform.h"
 #include "platform/ufib_platform_calls.h"
 #include "ufib/ufib_bintrace.h"
@@ -61,6 +62,7 @@ static uint32_t share_of(uint32_t budget, uint32_t vobjs) {
 
 /* False: refused. The record follows hardware: a restart must know which instance the entry leads to. */
 static bool prefix_move(ufib_pfx *pfx) {
+    lcfwd_pss_make_room();
     if (ufib_platform_prefix_update_nh(pfx) < 0) return false;
     ufib_pss_insert_prefix(pfx);
     (void)ufib_platform_one_write_ready();

@@ -9,6 +9,7 @@
 #include "platform/ufib_pi.h"
 #include "platform/ufib_platform.h"
 #include "platform/ufib_platform_calls.h"
+#include "ufib/ufib_adj.h"
 #include "ufib/ufib_cookie.h"
 #include "ufib/ufib_ecmp.h"
 #include "ufib/ufib_ha_private.h"
@@ -30,6 +31,10 @@ bool ufib_ha_is_recovery_done() {
     return true;
 }
 
+/* Of the VDC that is being recovered: memory was short, so that some record has to wait for another restart. None is
+ * deleted from then on, and what their hardware entries may lead to stays, although nothing in the model leads to it. */
+static bool records_wait;
+
 /* ---- walks ---- */
 
 static bool walk_take(ufib_ha_walk *walk, bool more, const pss2_datum &key) {
@@ -42,6 +47,7 @@ static bool walk_take(ufib_ha_walk *walk, bool more, const pss2_datum &key) {
 
 bool ufib_ha_walk_first(ufib_ha_walk *walk, lcfwd_pss_kind kind, const ufib_vdc *vdc) {
     *walk = {};
+    walk->kind = kind;
     walk->left = UFIB_HA_BUDGET;
     walk->service = lcfwd_pss_service(kind, vdc->desc->vdc_id);
     if (walk->service == nullptr) return false;
@@ -75,11 +81,14 @@ uint32_t ufib_ha_walk_handle(const ufib_ha_walk &walk) {
 }
 
 void ufib_ha_walk_delete(const ufib_ha_walk &walk, const ufib_vdc *vdc) {
+    if (records_wait) return;
     const uint32_t handle = ufib_ha_walk_handle(walk);
     UFIB_ERR("PSS delete for key: %#x", handle);
     const pss2_datum key = {walk.key, walk.key_len};
     const int status = pss2_delete(walk.service, &key);
-    if (status != STORE_OK) UFIB_ERR("PSS Cleanup fail: ha-idx: %#x, err: %#x", handle, status);
+    const bool route = walk.kind == LCFWD_PSS_PREFIX || walk.kind == LCFWD_PSS_PREFIX_RNH;
+    if (status != STORE_OK && route) UFIB_ERR("PSS Cleanup fail: ha-idx: %#x", handle);
+    if (status != STORE_OK && !route) UFIB_ERR("PSS Cleanup fail: ha-idx: %#x, err: %#x", handle, status);
     lcfwd_count(vdc->desc->ufib_stats, &ufib_vdc_stats::records_deleted);
 }
 
@@ -119,8 +128,7 @@ static bool record_table(ufib_vdc *vdc, const ufib_family &family, ufib_ha_route
     return false;
 }
 
-/* A shortage of memory says nothing about the record. */
-static bool is_shortage(uint32_t error) {
+bool ufib_ha_is_shortage(uint32_t error) {
     switch (error & 0xffff) {
     case E_NOMEM:
     case E_PFX_NOMEM:
@@ -129,7 +137,11 @@ static bool is_shortage(uint32_t error) {
     case E_TABLE_NOMEM:
     case E_PT_NOMEM:
     case E_ECMP_NOMEM:
-    case E_VOBJ_NOMEM: return true;
+    case E_ECMP_SLAB_CREATE:
+    case E_ECMP_SLAB_ALLOC:
+    case E_VOBJ_NOMEM:
+    case E_VOBJ_SLAB_CREATE:
+    case E_VOBJ_SLAB_ALLOC: return true;
     default: return false;
     }
 }
@@ -153,7 +165,8 @@ static bool record_install(ufib_vdc *vdc, const ufib_family &family, ufib_ha_rou
     UFIB_ERR("cannot rebuild %s in table %#x: %s\n",
              ufib_prefix_str(family, record->address, record->mask_len), record->table_id,
              ufib_err_str(error & 0xffff));
-    return is_shortage(error);
+    records_wait |= ufib_ha_is_shortage(error);
+    return ufib_ha_is_shortage(error);
 }
 
 /* The hardware entry has no model: it goes too. */
@@ -172,7 +185,10 @@ static void replay(ufib_vdc *vdc, const ufib_ha_walk &walk, ufib_ha_route *recor
     const ufib_family &family = family_of(*record);
     const bool sound = record->mask_len <= family.max_len;
     if (sound && !record_table(vdc, family, record)) {
-        if (record->table_id == 0) ufib_ha_walk_delete(walk, vdc);
+        if (record->table_id == 0)
+            ufib_ha_walk_delete(walk, vdc);
+        else
+            records_wait = true;
         return;
     }
     if (sound) {
@@ -183,7 +199,7 @@ static void replay(ufib_vdc *vdc, const ufib_ha_walk &walk, ufib_ha_route *recor
         }
     }
     ufib_ha_walk_delete(walk, vdc);
-    hardware_clean(family, *record);
+    if (!records_wait) hardware_clean(family, *record);
 }
 
 /* ---- "prefix" ---- */
@@ -272,6 +288,7 @@ void ufib_ha_replay_prefixes(ufib_vdc *vdc) {
         for (bool more = ufib_ha_walk_first(&walk, pass.kind, vdc); more; more = ufib_ha_walk_next(&walk)) {
             ufib_ha_route record = {};
             record.vdc_id = vdc->desc->vdc_id;
+            lcfwd_pss_make_room();
             pass.one(vdc, walk, &record);
         }
     }
@@ -327,23 +344,35 @@ static void records_follow(ufib_pfx *pfx, uint16_t vdc_id) {
 }
 
 /* The store is right: what hardware was told after the last commit belongs to a batch that nobody was answered. */
-void ufib_ha_prefix_stands(ufib_pfx *pfx, const ufib_ha_route &record) {
+bool ufib_ha_prefix_stands(ufib_pfx *pfx, const ufib_ha_route &record) {
     uint32_t handle, paths;
     ufib_next_obj_record_info(pfx, &handle, &paths);
     records_follow(pfx, record.vdc_id);
     const bool moved = handle != record.next_handle;
     if (moved) ufib_pss_insert_prefix(pfx);
-    if (ufib_prefix_is_rnh(pfx)) return;
+    if (ufib_prefix_is_rnh(pfx)) return true;
     if (moved) ufib_platform_prefix_update_nh(pfx);
-    if (!engine_follows(pfx) && !moved) return;
+    if (!engine_follows(pfx) && !moved) return true;
+    if (pfx->obj.handle == 0) return false;
     repair_said(pfx, record.vdc_id);
     (void)ufib_platform_all_writes_ready();
+    return true;
 }
 
 /* ---- all of it ---- */
 
+/* Nothing can be said of records that name one which could not be made. */
+static bool globals_stand(const ufib_vdc *vdc) {
+    for (uint32_t kind = 1; kind <= UFIB_GLOBAL_ADJ_KINDS; kind++)
+        if (ufib_adj_get_global(vdc, kind) == nullptr &&
+            ufib_pss_get_global_adj(kind, vdc->desc->vdc_id) != 0)
+            return false;
+    return true;
+}
+
 static void vdc_recover(ufib_vdc *vdc) {
     ufib_cur_vdc_id = vdc->desc->vdc_id;
+    records_wait = !globals_stand(vdc);
     ufib_obj_keep_all(true);
     ufib_ha_restore_rpf_info(vdc);
     if (ufib_hook.ha_recover_te_tunnels != nullptr) ufib_hook.ha_recover_te_tunnels(vdc);
@@ -355,7 +384,11 @@ static void vdc_recover(ufib_vdc *vdc) {
     ufib_ha_recover_non_prefix_assoc_adj(vdc);
     ufib_ha_drop_orphans(vdc);
     ufib_obj_keep_all(false);
-    ufib_ha_sweep_unused(vdc);
+    if (!records_wait)
+        ufib_ha_sweep_unused(vdc);
+    else
+        UFIB_ERR("recovery of vdc %d: records wait for another restart, and so what they lead to",
+                 vdc->desc->vdc_id);
     if (ufib_hook.ha_restore_services != nullptr) ufib_hook.ha_restore_services(vdc);
     (void)ufib_platform_all_writes_ready();
     const ufib_vdc_stats *stats = vdc->desc->ufib_stats;

@@ -66,7 +66,8 @@ struct ufib_ha_hop {
 /* Tag and source binding as hardware knows them. False: the prefix has none. */
 [[nodiscard]] bool ufib_ha_form_xpi(const ufib_ha_route &record, ufib_xpi *out);
 
-/* A replayed prefix has its next object and handle: makes record and hardware agree with the model where they do not. */
-void ufib_ha_prefix_stands(ufib_pfx *pfx, const ufib_ha_route &record);
+/* A replayed prefix has its next object and handle: makes record and hardware agree with the model where they do not.
+ * False: hardware refuses, and the entry is gone. */
+[[nodiscard]] bool ufib_ha_prefix_stands(ufib_pfx *pfx, const ufib_ha_route &record);
 
 void ufib_ha_reset();

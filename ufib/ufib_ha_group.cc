@@ -1,7 +1,9 @@
 /* Groups and virtual objects whose records no prefix leads to. A batch may commit before the route that asked for a
  * group is stored: the group is made again under its handle, so that the sweep takes it out of store and hardware. */
 #include "core/lcfwd_log.h"
+#include "core/ufib_err.h"
 #include "host/containers/heap.h"
+#include "persist/lcfwd_pss.h"
 #include "ufib/ufib_ecmp.h"
 #include "ufib/ufib_ha_private.h"
 #include "ufib/ufib_next_hop.h"
@@ -87,7 +89,10 @@ static void vobjs_recover(ufib_vdc *vdc) {
         const bool sound = walk.key_len == sizeof handle;
         if (sound && std::binary_search(standing.handles, standing.handles + standing.count, handle))
             continue;
-        if (!sound || !vobj_recover(vdc, handle)) ufib_ha_walk_delete(walk, vdc);
+        ufib_errno = 0;
+        lcfwd_pss_make_room();
+        if ((!sound || !vobj_recover(vdc, handle)) && !ufib_ha_is_shortage(ufib_errno))
+            ufib_ha_walk_delete(walk, vdc);
     }
     std::free(standing.handles);
 }
@@ -99,7 +104,10 @@ void ufib_ha_recover_non_prefix_assoc_groups(ufib_vdc *vdc) {
         for (bool more = ufib_ha_walk_first(&walk, family.pss_ecmp, vdc); more;
              more = ufib_ha_walk_next(&walk)) {
             const bool sound = walk.key_len == sizeof(uint32_t);
-            if (!sound || !ufib_ha_recover_ecmp(family, vdc, ufib_ha_walk_handle(walk), 0))
+            ufib_errno = 0;
+            if (sound && ufib_ha_is_v6adj_key(vdc, ufib_ha_walk_handle(walk))) continue;
+            if ((!sound || !ufib_ha_recover_ecmp(family, vdc, ufib_ha_walk_handle(walk), 0)) &&
+                !ufib_ha_is_shortage(ufib_errno))
                 ufib_ha_walk_delete(walk, vdc);
         }
     }

@@ -29,12 +29,13 @@ void ufib_ha_restore_rpf_info(ufib_vdc *vdc) {
     for (bool more = ufib_ha_walk_first(&walk, LCFWD_PSS_RPF, vdc); more; more = ufib_ha_walk_next(&walk)) {
         ufib_rpf_record record;
         ufib_idb *idb = nullptr;
+        ufib_errno = 0;
         if (walk.key_len == sizeof(uint32_t) &&
             ufib_ha_walk_value(walk, &record, sizeof record) == sizeof record)
             idb = ufib_get_create_idb(vdc, ufib_ha_walk_handle(walk));
         if (idb != nullptr)
             ufib_rpf_restore(idb, record.v4_mode, record.v6_mode);
-        else if ((ufib_errno & 0xffff) != E_IDB_NOMEM)
+        else if (!ufib_ha_is_shortage(ufib_errno))
             ufib_ha_walk_delete(walk, vdc);
     }
 }
@@ -188,24 +189,54 @@ void ufib_ha_recover_non_prefix_assoc_entries(ufib_vdc *vdc) {
     ufib_ha_walk walk;
     for (bool more = ufib_ha_walk_first(&walk, LCFWD_PSS_MISC, vdc); more; more = ufib_ha_walk_next(&walk)) {
         ufib_misc_record record;
+        ufib_errno = 0;
         const bool sound = walk.key_len == sizeof(uint32_t) &&
                            ufib_ha_walk_value(walk, &record, sizeof record) == sizeof record;
-        if (!sound || !misc_recover(vdc, ufib_ha_walk_handle(walk), record)) ufib_ha_walk_delete(walk, vdc);
+        const bool good = sound && misc_recover(vdc, ufib_ha_walk_handle(walk), record);
+        if (!good && !ufib_ha_is_shortage(ufib_errno)) ufib_ha_walk_delete(walk, vdc);
     }
 }
 
 /* ---- the remaining adjacencies ---- */
 
-/* False: the key cannot be that of an adjacency of this family. */
-static bool adj_key_check(const ufib_family &family, const ufib_vdc *vdc, uint32_t handle) {
-    const bool global = ufib_is_global_adj(handle, vdc);
-    if (family.index == 0) {
-        if (global) UFIB_ERR("Critical error: ha_hdl %#x is global adj", handle);
-        return !global;
+bool ufib_ha_is_v6adj_key(const ufib_vdc *vdc, uint32_t handle) {
+    pss2_datum value;
+    pss2_service *service = lcfwd_pss_service(LCFWD_PSS_V6ADJ, vdc->desc->vdc_id);
+    return service != nullptr && lcfwd_pss_fetch(service, {&handle, sizeof handle}, &value);
+}
+
+/* Stores an IPv4 adjacency or a group again that a route has brought back under a handle. False: there is none. */
+static bool standing_store(ufib_vdc *vdc, uint32_t handle) {
+    for (ufib_adj *adj = ufib_adj_get_first(vdc, ufib_v4); adj != nullptr; adj = ufib_adj_get_next(adj)) {
+        if (adj->obj.handle != handle) continue;
+        ufib_pss_insert_adj(adj);
+        return true;
     }
-    const bool valid = ufib_pss_v6adj_check_key(handle, vdc->desc->vdc_id) == 1 && !global;
-    if (!valid) UFIB_ERR("Critical error: ha_hdl %#x is invalid", handle);
-    return valid;
+    for (ufib_ecmp *group = ufib_ecmp_get_first(vdc); group != nullptr;
+         group = ufib_ecmp_get_next(vdc, group)) {
+        if (group->obj.handle != handle) continue;
+        ufib_pss_insert_ecmp(group);
+        return true;
+    }
+    return false;
+}
+
+/* Of two records under one handle the one is right that a route has brought back already; when neither is, that of the
+ * IPv6 adjacency. The other one goes. */
+static bool v6adj_key_check(ufib_vdc *vdc, uint32_t handle, bool global) {
+    uint32_t others = 0; /* deleted ones; there may be three */
+    while (others < 3 && ufib_pss_v6adj_check_key(handle, vdc->desc->vdc_id) == 0) others++;
+    if (others == 0 && !global) return true;
+    UFIB_ERR("Critical error: ha_hdl %#x is invalid", handle);
+    return !global && !standing_store(vdc, handle);
+}
+
+/* False: the key cannot be that of an adjacency of this family. */
+static bool adj_key_check(const ufib_family &family, ufib_vdc *vdc, uint32_t handle) {
+    const bool global = ufib_is_global_adj(handle, vdc);
+    if (family.index != 0) return v6adj_key_check(vdc, handle, global);
+    if (global) UFIB_ERR("Critical error: ha_hdl %#x is global adj", handle);
+    return !global;
 }
 
 void ufib_ha_recover_non_prefix_assoc_adj(ufib_vdc *vdc) {
@@ -215,11 +246,10 @@ void ufib_ha_recover_non_prefix_assoc_adj(ufib_vdc *vdc) {
              more = ufib_ha_walk_next(&walk)) {
             const uint32_t handle = ufib_ha_walk_handle(walk);
             ufib_errno = 0;
+            if (family.index == 0 && ufib_ha_is_v6adj_key(vdc, handle)) continue;
             const bool good = walk.key_len == sizeof handle && adj_key_check(family, vdc, handle) &&
                               adj_recover(family, vdc, handle, 0);
-            const bool shortage =
-                (ufib_errno & 0xffff) == E_ADJ_NOMEM || (ufib_errno & 0xffff) == E_IDB_NOMEM;
-            if (!good && !shortage) ufib_ha_walk_delete(walk, vdc);
+            if (!good && !ufib_ha_is_shortage(ufib_errno)) ufib_ha_walk_delete(walk, vdc);
         }
     }
 }

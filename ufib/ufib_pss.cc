@@ -314,7 +314,7 @@ void ufib_pss_insert_table(ufib_table *table) {
 }
 
 void ufib_pss_delete_table(const ufib_table *table) {
-    if (table->obj.handle == 0) return;
+    if (!table->stored) return;
     (void)lcfwd_pss_record_delete(LCFWD_PSS_UFIB_TABLE, table->vdc_id, &table->table_id,
                                   sizeof table->table_id);
 }

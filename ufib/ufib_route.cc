@@ -79,18 +79,20 @@ static uint32_t route_install_failed(ufib_vdc *vdc, ufib_table *table, ufib_pfx 
     return error;
 }
 
-/* The new state stands in hardware: records, then the old next object may go, then the labels follow. */
-static void route_stands(ufib_vdc *vdc, ufib_pfx *pfx, const ufib_ha_route *record, uint32_t old_handle) {
+/* The new state stands in hardware: records, then the old next object may go, then the labels follow. False: a restart
+ * found another state there, which hardware does not change. */
+static bool route_stands(ufib_vdc *vdc, ufib_pfx *pfx, const ufib_ha_route *record, uint32_t old_handle) {
     if (record != nullptr) {
-        ufib_ha_prefix_stands(pfx, *record);
+        if (!ufib_ha_prefix_stands(pfx, *record)) return false;
         ufib_journal_delete_objects();
-        return;
+        return true;
     }
     ufib_pss_insert_prefix(pfx);
     if ((pfx->route_flags & ROUTE_DIRECT) != 0 && !ufib_prefix_is_rnh(pfx)) ufib_pss_insert_dcsrif(pfx);
     if (old_handle != 0 && old_handle != pfx->obj.handle) forget_records(pfx, old_handle);
     ufib_journal_delete_objects();
     ufib_prefix_update_labels(vdc, pfx);
+    return true;
 }
 
 /* A recursive next hop that no route confirms, as it was before an update of its route. */
@@ -143,7 +145,8 @@ static uint32_t route_install(ufib_vdc *vdc, ufib_table *table, const ufib_prefi
         ufib_platform_insert_prefix(pfx, ufib_ha_route_prefix_handle(update.record));
         if (pfx->obj.handle == 0) return route_install_failed(vdc, table, pfx, old_handle);
     }
-    route_stands(vdc, pfx, update.record, old_handle);
+    if (!route_stands(vdc, pfx, update.record, old_handle))
+        return route_install_failed(vdc, table, pfx, old_handle);
     ufib_bt_prefix(pfx, existed ? UFIB_BT_UPDATE : UFIB_BT_CREATE);
     return ufib_errno;
 }

@@ -74,13 +74,16 @@ void ufib_init(bool restart) {
 }
 
 /* The globals come back under the handles that hardware knows them by. Those made on first use come back only if
- * they were there. Hardware that has lost its tables gets them anew: nothing works without them. */
+ * they were there. Hardware that has lost its tables gets them anew: nothing works without them. One for which there is
+ * no memory now stands where it stood. */
 static void ufib_pss_restore_global_adjs(ufib_vdc *vdc) {
     if (ufib_create_vdc_global_dummy_idb(vdc) != 0) return;
     for (uint32_t kind = 1; kind <= UFIB_GLOBAL_ADJ_KINDS; kind++) {
         const bool on_first_use = kind == UFIB_GLOBAL_RECIRCULATE || kind == UFIB_GLOBAL_NVE_IF_DOWN;
         const uint32_t handle = ufib_pss_get_global_adj(kind, vdc->desc->vdc_id);
+        ufib_errno = 0;
         if (handle != 0 && ufib_adj_create_global(vdc, kind, handle) != nullptr) continue;
+        if ((ufib_errno & 0xffff) == E_ADJ_NOMEM) continue;
         if (!on_first_use) (void)ufib_adj_create_global(vdc, kind, 0);
     }
 }

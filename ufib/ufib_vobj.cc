@@ -152,9 +152,11 @@ static int ufib_vobj_init(ufib_vdc *vdc, ufib_vobj *vobj, const ufib_vobj_key *k
     return 0;
 }
 
-/* Gives back what a vobj that never stood has taken, and keeps the error that stopped it. */
+/* Gives back what a vobj that never stood has taken, and keeps the error that stopped it. The records that a restart
+ * found under its handles are not its own yet. */
 static ufib_vobj *create_failed(ufib_vobj *vobj, bool inserted) {
     const uint32_t error = ufib_errno;
+    vobj->old_handle = vobj->new_handle = 0;
     if (inserted)
         ufib_vobj_delete(vobj);
     else

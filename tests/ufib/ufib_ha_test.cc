@@ -1,9 +1,11 @@
 /* Restarts: what stood stands again, under the same handles, and nothing is written; what cannot be used goes. */
 #include "tests/ufib/ha_rig.h"
 
+#include "host/containers/heap.h"
 #include "persist/lcfwd_pss.h"
 #include "platform/ufib_platform.h"
 #include "softfwd/softfwd_check.h"
+#include "softfwd/softfwd_fault.h"
 #include "ufib/ufib_pss.h"
 #include "ufib/ufib_pss_read.h"
 #include "ufib/ufib_record.h"
@@ -276,6 +278,55 @@ TEST_P(ufib_ha, a_walk_that_a_restart_interrupts_is_thereby_finished) {
     expect_clean_restart();
 }
 
+TEST_P(ufib_ha, a_large_store_is_read_back_without_an_alarm) {
+    std::vector<wire_route> routes;
+    for (unsigned n = 0; n < 400; n++) {
+        routes.push_back(add(f, prefix(f, n)));
+        const std::string via = (f.index == 0 ? "10.99." + std::to_string(n / 200) + "." : "2001:db8:99::") +
+                                std::to_string(1 + n % 200) + (f.index != 0 && n >= 200 ? ":1" : "");
+        routes.back().hops = {{.address = via, .flags = 0x01, .table_id = f.table}};
+    }
+    ASSERT_TRUE(load(f, routes));
+    expect_clean_restart();
+    EXPECT_FALSE(rig.log_has("Trigger PSS and hardware commit"));
+}
+
+/* Memory that is short says nothing about a record: it comes back with the next restart. */
+TEST_P(ufib_ha, a_restart_that_is_short_of_memory_loses_nothing_for_good) {
+    wire_route group = add(f, prefix(f, 40)), recursive = add(f, prefix(f, 41));
+    group.hops.push_back({.address = f.hop2, .if_index = ETH1});
+    recursive.hops = {{.address = f.hop2, .flags = 0x01, .table_id = f.table}};
+    ASSERT_TRUE(load(f, {add(f, prefix(f, 0)), group, recursive}));
+    const std::string before = ha_model_text();
+    bool struck = true;
+    for (uint32_t n = 2; struck; n++) {
+        const uint32_t nth = n / 2;
+        rig.stop();
+        heap_fail_nth(nth, n % 2 != 0); /* once, or from then on */
+        ASSERT_EQ(rig.start(), 0);
+        struck = heap_fail_struck() != 0;
+        heap_fail_nth(0, false);
+        char text[160] = "";
+        EXPECT_EQ(softfwd_integrity_check(text, sizeof text), 0u) << text << " after block " << nth;
+        restart();
+        ASSERT_EQ(ha_model_text(), before) << "after block " << nth;
+    }
+}
+
+TEST_P(ufib_ha, an_entry_that_cannot_be_put_right_goes) {
+    ASSERT_TRUE(load(f, {add(f, prefix(f, 0)), add(f, prefix(f, 1), f.hop2, ETH2)}));
+    ufib_disable_pss = true;
+    ASSERT_TRUE(load(f, {add(f, prefix(f, 0), f.hop2, ETH2)}));
+    rig.stop();
+    const auto op = f.index == 0 ? SOFTFWD_OP_INSERT_V4_PREFIX : SOFTFWD_OP_INSERT_V6_PREFIX;
+    ASSERT_TRUE(softfwd_fault_nth(op, 2, 1)); /* it is taken up, and written */
+    ASSERT_EQ(rig.start(), 0);
+    EXPECT_EQ(route(0), nullptr);
+    EXPECT_NE(route(1), nullptr);
+    EXPECT_EQ(lookup(f, address(f, 0)), "no route");
+    EXPECT_EQ(model_findings(rig), "");
+}
+
 /* One damaged or unusable record beside good ones. */
 TEST_P(ufib_ha, a_route_whose_next_object_is_nowhere_is_cleaned_out) {
     ASSERT_TRUE(load(f, sorts()));
@@ -382,7 +433,8 @@ TEST_P(ufib_ha, reverse_path_modes_and_stored_tables_come_back) {
     softfwd_config_get()->caps.table_pss_space_len = 3000; /* of the library's own, beside the flags */
     restart();
     ASSERT_TRUE(load(f, {add(f, prefix(f, 0))}));
-    put(LCFWD_PSS_RPF, raw32(ETH2), {3, 1});
+    for (const char *row : {"03010000", "01020000"}) /* modes 3 and 1 */
+        rig.send(74761, bytes_from_hex("000000140000000100000008" + std::string(row) + "1a010002"));
     ufib_table *table = ufib_table_search(ufib_vdc_get(1), f.table);
     table->flags = 0x0a;
     ufib_pss_insert_table(table);
@@ -393,6 +445,13 @@ TEST_P(ufib_ha, reverse_path_modes_and_stored_tables_come_back) {
     EXPECT_EQ(idb->rpf_mode[0] * 10 + idb->rpf_mode[1], 31);
     EXPECT_EQ(idb->holders, 0x0c);
     EXPECT_EQ(ufib_table_search(ufib_vdc_get(1), f.table)->flags, 0x0a);
+    /* The engine has no room for a table that the store knows: its record goes with it. */
+    put(LCFWD_PSS_UFIB_TABLE, raw32(f.table + 5), raw32(ufib_families[f.index].table_type));
+    softfwd_config_get()->max_tables = softfwd_table_count();
+    restart();
+    EXPECT_EQ(rig.records("ufib_table_vdc_1").size(), 2u);
+    rig.advance_seconds(6);
+    EXPECT_EQ(rig.records("ufib_table_vdc_1").size(), 1u);
 }
 
 using ufib_ha_v4 = ha_test;
@@ -413,21 +472,45 @@ TEST_F(ufib_ha_v4, a_tunnel_keeps_its_ends) {
 
 using ufib_ha_v6 = ha_test;
 
-TEST_F(ufib_ha_v6, a_handle_in_two_files_of_adjacencies_is_dropped) {
-    const family &f = v6_family;
-    ASSERT_TRUE(load(f, {add(f, f.prefix)}));
-    neighbour({.address = f.hop2, .if_index = ETH1, .mac = MAC});
-    const ufib_adj *adj = ufib_adj_get_next(ufib_adj_get_first(ufib_vdc_get(1), ufib_v6));
-    ASSERT_NE(adj, nullptr);
-    const uint32_t handle = adj->obj.handle;
-    const pss2_datum key = {&handle, sizeof handle};
-    const pss2_datum value = {"123456789012345678901234567890", 9};
-    ASSERT_EQ(pss2_store(lcfwd_pss_service(LCFWD_PSS_V4ECMP, 1), &key, &value), STORE_OK);
-    EXPECT_EQ(ufib_pss_v6adj_check_key(handle, 1), 0);
-    EXPECT_EQ(ufib_pss_v6adj_check_key(handle, 1), 1);
-    char line[96];
-    std::snprintf(line, sizeof line, " Found duplicate adj_ha_handle in v4ecmp pss: %#x, vdc: 1.", handle);
-    EXPECT_TRUE(rig.log_has(line));
+/* Whichever record it is: what routes use stays, and a neighbour without a route. */
+TEST_F(ufib_ha_v6, a_handle_in_two_files_of_next_objects_is_dropped_in_one) {
+    wire_route group = add(v4_family, v4_family.prefix2);
+    group.hops.push_back({.address = v4_family.hop2, .if_index = ETH1});
+    ASSERT_TRUE(load(v4_family, {add(v4_family, v4_family.prefix), group}));
+    ASSERT_TRUE(load(v6_family, {add(v6_family, v6_family.prefix)}));
+    neighbour({.address = v6_family.hop2, .if_index = ETH1, .mac = MAC});
+    neighbour({.address = v6_family.hop, .if_index = ETH1, .mac = MAC});
+    const ufib_adj *v4 = ufib_adj_get_first(ufib_vdc_get(1), ufib_v4),
+                   *v6 = ufib_adj_get_first(ufib_vdc_get(1), ufib_v6);
+    const auto records = [this](const char *name) { return rig.records(std::string(name) + "_vdc_1"); };
+    const struct {
+        uint32_t handle;
+        lcfwd_pss_kind kind; /* of the record that is wrong */
+        const char *found;   /* where the other one is */
+    } rows[] = {{v6->obj.handle, LCFWD_PSS_V4ADJ, "v4adj"},
+                {ufib_adj_get_next(v6)->obj.handle, LCFWD_PSS_V4ECMP, "v4ecmp"},
+                {v4->obj.handle, LCFWD_PSS_V6ADJ, "v4adj"},
+                {ufib_ecmp_get_first(ufib_vdc_get(1))->obj.handle, LCFWD_PSS_V6ADJ, "v4ecmp"}};
+    const auto adjs4 = records("v4adj"), adjs6 = records("v6adj"), groups = records("v4ecmp");
+    const std::string before = ha_model_text();
+    for (const auto &row : rows) {
+        bytes value =
+            row.kind == LCFWD_PSS_V4ECMP ? bytes(524) : bytes(row.kind == LCFWD_PSS_V4ADJ ? 9 : 21, 7);
+        if (row.kind == LCFWD_PSS_V4ECMP) value[4] = 1; /* a group of one path */
+        const pss2_datum key = {&row.handle, sizeof row.handle},
+                         datum = {value.data(), static_cast<uint32_t>(value.size())};
+        ASSERT_EQ(pss2_store(lcfwd_pss_service(row.kind, 1), &key, &datum), STORE_OK);
+        ASSERT_EQ(rig.restart(), 0);
+        char line[96];
+        std::snprintf(line, sizeof line, " Found duplicate adj_ha_handle in %s pss: %#x, vdc: 1.", row.found,
+                      row.handle);
+        EXPECT_TRUE(rig.log_has(line)) << line;
+        std::snprintf(line, sizeof line, "Critical error: ha_hdl %#x is invalid", row.handle);
+        EXPECT_TRUE(rig.log_has(line)) << line;
+        EXPECT_EQ(ha_model_text(), before) << line;
+        EXPECT_EQ(model_findings(rig), "") << line;
+        EXPECT_TRUE(records("v4adj") == adjs4 && records("v6adj") == adjs6 && records("v4ecmp") == groups);
+    }
 }
 
 TEST_F(ufib_ha_v6, contexts_are_rebuilt_each_by_itself) {
