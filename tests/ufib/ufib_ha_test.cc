@@ -105,6 +105,17 @@ TEST_P(ufib_ha, a_tag_comes_back_with_its_route) {
     EXPECT_EQ(route(0)->sgt, 77);
 }
 
+/* What an interface that is down hides shows when its neighbour leaves. */
+TEST_P(ufib_ha, a_next_hop_of_an_interface_that_went_down_gleans_again) {
+    ASSERT_TRUE(load(f, {add(f, prefix(f, 0))}));
+    neighbour({.address = f.hop, .if_index = ETH1, .mac = MAC});
+    neighbour({.address = f.hop, .if_index = ETH1, .flags = 0x80});
+    expect_clean_restart();
+    neighbour({.address = f.hop, .if_index = ETH1});
+    const ufib_adj *adj = ufib_adj_get_first(ufib_vdc_get(1), ufib_families[f.index]);
+    EXPECT_EQ(adj->flags & (UFIB_ADJ_GLEAN | UFIB_ADJ_DROP), UFIB_ADJ_GLEAN);
+}
+
 TEST_P(ufib_ha, updates_and_deletes_of_the_past_leave_nothing) {
     ASSERT_TRUE(load(f, sorts()));
     std::vector<wire_route> changes = {add(f, prefix(f, 0), f.hop2, ETH2), remove(f, prefix(f, 1)),
