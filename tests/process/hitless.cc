@@ -98,6 +98,11 @@ protected:
         expect_ctl(0, words{"resolve"} + shape);
     }
 
+    /* A process that has forgotten its routes forwards all the same. */
+    void model_has(const words &lists) {
+        expect_ctl(0, words{"check", "routes", "--timeout", "60000", "--json"} + lists);
+    }
+
     softfwd_reader_stats engine() {
         softfwd_reader_stats stats = {};
         softfwd_reader *reader = nullptr;
@@ -171,6 +176,7 @@ TEST_F(hitless, restarts_in_a_row_write_nothing_and_leave_everything_as_it_was) 
         figures.seconds = seconds;
         figures.cpu_seconds = cpu_seconds();
         figures.resident_after = resident_kb();
+        model_has(words{all} + SHAPE);
         EXPECT_EQ(hitless_difference(content, hitless_engine(root, true)), "");
     }
     figures.resident_last = resident_kb();
@@ -181,6 +187,7 @@ TEST_F(hitless, restarts_in_a_row_write_nothing_and_leave_everything_as_it_was) 
     EXPECT_TRUE(records == hitless_store(root)) << "the records have changed";
     EXPECT_EQ(hitless_store_bytes(root), figures.store_bytes);
     expect_ctl(0, words{"verify", all} + SHAPE);
+    model_has(words{all} + SHAPE);
 }
 
 TEST_F(hitless, what_the_supervisor_replays_after_a_restart_equals_a_fresh_load) {
@@ -277,6 +284,7 @@ TEST_F(churning, no_look_up_notices_kills_at_random_moments) {
     figures.lookups = static_cast<uint64_t>(number_of(probed.out, "lookups"));
     figures.wrong = static_cast<uint64_t>(number_of(probed.out, "wrong"));
     figures.missing = static_cast<uint64_t>(number_of(probed.out, "missing"));
+    EXPECT_GT(figures.lookups, kills * 10000) << "the probe hardly looked";
     EXPECT_GE(rounds, kills / 2) << "the supervisor hardly came to work";
 
     load(words{coming} + hops); /* so that all can be deleted */
@@ -284,6 +292,7 @@ TEST_F(churning, no_look_up_notices_kills_at_random_moments) {
     expect_ctl(0, {"delete", coming});
     EXPECT_EQ(hitless_difference(fresh, hitless_engine(root, false)), "");
     expect_ctl(0, words{"verify", steady} + hops);
+    expect_ctl(0, {"check", "model", "--timeout", "60000"});
     EXPECT_EQ(engine().counters.violations, 0u);
 }
 

@@ -301,7 +301,8 @@ protected:
     void every_death(const std::vector<step> &life) {
         const auto states = states_learn(life);
         const std::string end = states.back().back();
-        for (uint64_t write = 1;; write += stride()) {
+        uint64_t write = 1;
+        for (;; write += stride()) {
             begin_again();
             const bool died = life_dies(life, write);
             ASSERT_EQ(rig.restart(), 0);
@@ -314,6 +315,7 @@ protected:
             judge(found, where);
             if (!died) break;
         }
+        EXPECT_GT(write, 300u) << "a life has more writes than the plan sees";
     }
 
     /* Deaths of a life, at some distance from each other, and after each one deaths of the recovery, at every write. */
