@@ -30,11 +30,15 @@ static void list_open(ufib_route_show *show) {
     show->listed = true;
 }
 
+static void heads_print(ufib_route_show *show) {
+    list_open(show);
+    if (!show->headed && show->walk.params->detail == 0) show->form.header(show->handle, show->family);
+    show->headed = true;
+}
+
 void ufib_show_row_begin(ufib_route_show *show, bool heads) {
     list_open(show);
-    if (heads && !show->headed && show->walk.params->detail == 0)
-        show->form.header(show->handle, show->family);
-    show->headed = true;
+    if (heads) heads_print(show);
     cmd_prt_row_begin(show->handle);
 }
 
@@ -78,6 +82,7 @@ static bool walk_first(ufib_route_show *show, const ufib_table_side *side, pt_no
 static void walk(ufib_route_show *show, ufib_table *table, ufib_route_filter filter) {
     const ufib_table_side *side = ufib_show_side(show, table);
     pt_node node;
+    if (!show->resume) heads_print(show); /* rows may come with a later piece only */
     bool more = walk_first(show, side, &node);
     while (more) {
         visit(show, static_cast<const ufib_pfx *>(node.record), filter);
