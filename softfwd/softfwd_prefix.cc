@@ -327,8 +327,9 @@ static bool group_agrees(void *pfx, uint32_t handle) {
     return softfwd_group_difference(group, &plan) == 0;
 }
 
+/* A recursive next hop has no entry that could lead elsewhere. */
 template <typename Af> static bool next_agrees(void *pfx) {
-    if (softfwd_config_get()->consistency_always_good) return true;
+    if (softfwd_config_get()->consistency_always_good || Af::handle(pfx) == 0) return true;
     const softfwd_prefix *entry = softfwd_prefix_of(Af::handle(pfx), Af::family, true);
     if (entry == nullptr) return false;
     const uint32_t next = softfwd_word_next(entry->a_word);

@@ -23,19 +23,22 @@ struct check_batch {
     uint32_t table_id; /* version 0: of the batch; else of the last record */
 };
 
-/* A route that cannot be read is named by what its fixed part says. */
-template <typename record> static void unreadable_add(const check_batch &batch, const record *route) {
+/* A route that cannot be read is named by what its fixed part says. 'table_id' is the batch's or the record's own. */
+template <typename record>
+static void unreadable_add(const check_batch &batch, const record *route, uint32_t table_id) {
+    if (!ufib_route_is_compared(batch.family, batch.vdc, route->opcode, table_id, route->flags)) return;
+    const bool wildcard = (route->flags & ROUTE_WILDCARD) != 0;
     ufib_cc_row row = {UFIB_CC_NO_PREFIX, route->prefix_len, {}, {}};
     std::memcpy(row.address, route->prefix, batch.family.addr_bytes);
-    ufib_cc_table(batch.message, batch.response, batch.table_id);
+    ufib_cc_table(batch.message, batch.response, wildcard ? batch.family.wildcard_table : table_id);
     ufib_cc_row_add(batch.message, batch.response, &row, false);
 }
 
 static void unreadable_v0_add(const check_batch &batch) {
     if (batch.family.index == UFIB_STATS_V4)
-        unreadable_add(batch, wire_peek<route_v0_v4>(batch.body));
+        unreadable_add(batch, wire_peek<route_v0_v4>(batch.body), batch.table_id);
     else
-        unreadable_add(batch, wire_peek<route_v0_v6>(batch.body));
+        unreadable_add(batch, wire_peek<route_v0_v6>(batch.body), batch.table_id);
 }
 
 /* Where the next record begins is not known: the walk over the batch ends. */
@@ -53,7 +56,7 @@ static void batch_v1_check(check_batch *batch) {
         const uint32_t len = wire_get(route->route_len);
         batch->table_id = wildcard ? batch->family.wildcard_table : wire_get(route->table_id);
         if (len < sizeof(route_rec) || len > batch->body.left) {
-            unreadable_add(*batch, route);
+            unreadable_add(*batch, route, wire_get(route->table_id));
             return batch_malformed(*batch);
         }
         ufib_route_consistency_check_be(batch->family, batch->message, route, wire_get(route->table_id),

@@ -45,14 +45,19 @@ void ufib_consistency_reset();                     /* process teardown in tests 
 /* A whole batch: the message's payload, header included. False: it is shorter than a header. */
 [[nodiscard]] bool ufib_route_consistency_check(const ufib_family &family, const mts_msg *message,
                                                 ufib_vdc *vdc, ufib_cc_response *response);
-/* One route of a batch. 'table_id' is the batch's or the record's own. */
+/* Whether a route is looked at: no delete, and of a table that this card needs. 'table_id' is the batch's or the record's
+ * own, here and below. */
+[[nodiscard]] bool ufib_route_is_compared(const ufib_family &family, const ufib_vdc *vdc, uint8_t opcode,
+                                          uint32_t table_id, uint8_t flags);
+/* One route of a batch. */
 void ufib_route_consistency_check_be(const ufib_family &family, const mts_msg *message,
                                      const route_rec *route, uint32_t table_id, ufib_vdc *vdc,
                                      ufib_cc_response *response);
 /* A batch that ends a check: reports what has no mark, takes the marks away, sends. */
 void ufib_route_consistency_end(const ufib_family &family, const mts_msg *message, uint32_t table_id,
                                 ufib_vdc *vdc, ufib_cc_response *response);
-/* Whether the engine has a route as the model does: its own entry, and where that leads. A route without a handle: no. */
+/* Whether the engine has a route as the model does: its own entry, which one without a handle does not have, and where
+ * that leads; of what is in the model only, as recursive next hops are, a library has nothing to say. */
 [[nodiscard]] bool ufib_prefix_in_hardware(const ufib_pfx *pfx);
 [[nodiscard]] bool ufib_hardware_has_prefix(ufib_pfx *pfx);
 [[nodiscard]] bool ufib_hardware_has_next(ufib_pfx *pfx);

@@ -42,12 +42,14 @@ struct route_check {
     uint32_t table_id; /* where it lies */
 };
 
+/* What a prefix leads to is its table's owner's: another VDC's, maybe, for a shared wildcard table. */
 static void next_hops_check(const route_check &check, const ufib_pfx *pfx, uint32_t count, uint8_t *flags) {
     if (ufib_obj_is_vobj(pfx->obj.next))
         (void)ufib_is_vobj_nh_inconsistent(check.family, check.route, &hops, ufib_obj_to_vobj(pfx->obj.next),
                                            flags);
     else
-        ufib_consistency_check_nh_and_interfaces(check.vdc, pfx, &hops, count, check.route_flags, flags);
+        ufib_consistency_check_nh_and_interfaces(ufib_vdc_get(pfx->table->vdc_id), pfx, &hops, count,
+                                                 check.route_flags, flags);
 }
 
 /* Some routes lead where the platform alone decides. */
@@ -66,7 +68,7 @@ static uint8_t prefix_check(const route_check &check, ufib_pfx *pfx) {
     uint8_t flags = 0;
     if (!rnh && !ufib_hardware_has_prefix(pfx)) flags |= UFIB_CC_HARDWARE;
     next_hops_check(check, pfx, count, &flags);
-    if (!rnh && !platform_decides(check) && !ufib_hardware_has_next(pfx)) flags |= UFIB_CC_HARDWARE;
+    if (!platform_decides(check) && !ufib_hardware_has_next(pfx)) flags |= UFIB_CC_HARDWARE;
     ufib_nh_set_consis_flags(pfx->obj.next, flags == 0, true);
     return flags;
 }
@@ -94,11 +96,15 @@ static void row_add(const mts_msg *message, ufib_cc_response *response, uint8_t 
     ufib_cc_row_add(message, response, &row, (flags & UFIB_CC_NOT_NAMED) != 0);
 }
 
+bool ufib_route_is_compared(const ufib_family &family, const ufib_vdc *vdc, uint8_t opcode, uint32_t table_id,
+                            uint8_t flags) {
+    return opcode != family.opcode_delete && ufib_platform_table_required(vdc->desc->vdc_id, table_id, flags);
+}
+
 void ufib_route_consistency_check_be(const ufib_family &family, const mts_msg *message,
                                      const route_rec *route, uint32_t table_id, ufib_vdc *vdc,
                                      ufib_cc_response *response) {
-    if (route->opcode == family.opcode_delete) return;
-    if (!ufib_platform_table_required(vdc->desc->vdc_id, table_id, route->flags)) return;
+    if (!ufib_route_is_compared(family, vdc, route->opcode, table_id, route->flags)) return;
     route_check check = {family, vdc, route, route->flags, 0, table_id};
     check.extended = ufib_route_get_extended_flgs(route, &check.route_flags);
     if ((check.route_flags & ROUTE_WILDCARD) != 0) check.table_id = family.wildcard_table;
@@ -129,20 +135,26 @@ static void ufib_walk_route_for_consistency(ufib_pfx *pfx, void *argument) {
     row_add(walk->message, walk->response, flags, ufib_pfx_address(pfx), pfx->mask_len);
 }
 
-void ufib_route_consistency_end(const ufib_family &family, const mts_msg *message, uint32_t table_id,
-                                ufib_vdc *vdc, ufib_cc_response *response) {
+static void missing_report(const ufib_family &family, const mts_msg *message, uint32_t table_id,
+                           ufib_vdc *vdc, ufib_cc_response *response) {
     const ufib_table *table = ufib_table_search(vdc, table_id);
-    if (response->table_id == 0) response->table_id = table_id; /* no route named one */
     if (table == nullptr || table->type != family.table_type) {
         UFIB_ERR("Failed to find table");
     } else if (response->table_id != table_id) {
         UFIB_ERR("route_cc_info->hdr.table_id != table->table_idimplies bug in %s CC code", family.name);
-    } else if (ufib_platform_table_required(vdc->desc->vdc_id, table_id, 0)) {
+    } else {
         missing_walk walk = {message, response};
         ufib_pt_walk(&table->main, ufib_walk_route_for_consistency, &walk);
         ufib_pt_walk(&table->rnh, ufib_walk_route_for_consistency, &walk);
         ufib_clear_cc_state(vdc, family);
     }
+}
+
+void ufib_route_consistency_end(const ufib_family &family, const mts_msg *message, uint32_t table_id,
+                                ufib_vdc *vdc, ufib_cc_response *response) {
+    if (response->table_id == 0) response->table_id = table_id; /* no route named one */
+    if (ufib_platform_table_required(vdc->desc->vdc_id, table_id, 0))
+        missing_report(family, message, table_id, vdc, response);
     ufib_cc_send(message, response, UFIB_CC_LAST);
     response->table_id = 0;
 }

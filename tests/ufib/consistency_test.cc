@@ -222,9 +222,34 @@ TEST_P(consistency, a_table_that_is_not_needed_or_not_the_batchs_is_not_walked) 
     EXPECT_EQ(check({add(f, f.prefix2, "", ETH1, 0x84)}),
               lines{std::string("1 0 ") + wildcard + " last:" + p("80", f.prefix2)})
         << "version 1 has the table of the last record";
+    const wire_route unneeded = add(f, f.prefix2);
     softfwd_config_get()->tables_not_required = 1u << 1;
-    EXPECT_EQ(check({add(f, f.prefix2)}), lines{last("0 0")});
+    EXPECT_EQ(check({unneeded}), lines{last("0 0")});
+    wire_route unknown = unneeded;
+    unknown.table_id = f.table + 6;
+    EXPECT_EQ(check({unknown}).size(), 1u);
+    EXPECT_FALSE(rig.log_has("Failed to find table")) << "it is not looked for";
+    bytes broken = batch(f, 1, {unneeded}, END);
+    broken[17 + 22] = 26; /* a record shorter than its fixed part */
+    EXPECT_EQ(reports(ask(opcode(), broken)), lines{last("0 0")}) << "nor are its routes, read or not";
     softfwd_config_get()->tables_not_required = 0;
+    wire_route gone = remove(f, f.prefix2);
+    broken = batch(f, 1, {gone}, END);
+    broken[17 + 22] = 26;
+    EXPECT_EQ(reports(ask(opcode(), broken)), lines{last("0 1", p("0c", f.prefix))}) << "nor is a delete";
+}
+
+/* Its routes lead to what the owner has, whoever asks. */
+TEST_P(consistency, a_shared_wildcard_table_of_another_vdc_agrees) {
+    softfwd_config_get()->shared_wildcard_tables = true;
+    rig.vdc(2);
+    const std::vector<wire_route> drop = {add(f, f.prefix, "", ETH1, 0x84)};
+    ASSERT_TRUE(load(f, drop));
+    rig.send(OPC_VDC_DELETE, wire_vdc(1));
+    rig.vdc(1);
+    char wildcard[32];
+    std::snprintf(wildcard, sizeof wildcard, "0 0 %x last:", f.wildcard);
+    EXPECT_EQ(check(drop), lines{wildcard});
 }
 
 TEST_P(consistency, batches_that_cannot_be_read_are_survived_and_answered) {
