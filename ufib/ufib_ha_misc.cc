@@ -127,23 +127,25 @@ static bool engine_agrees(ufib_adj *adj) {
 
 /* Whether an unresolved neighbour gleans, or drops because of an attached route or of an interface that went down,
  * depends on the order of past events, which no record keeps. Hardware knows: the state that it agrees with is the
- * right one; when it agrees with none, the first guess stays. What is behind a drop it may not show: an interface that
- * went down leaves glean there, for the time when it is up again. */
+ * right one; when it agrees with none, the first guess stays. What is behind a drop it may not show: then it is glean,
+ * so that a neighbour whose drop ends is asked for, and not lost for ever. */
 static void adj_settle(ufib_adj *adj) {
-    if (engine_agrees(adj)) return;
-    constexpr uint32_t state = UFIB_ADJ_ATTACHED | UFIB_ADJ_DROP | UFIB_ADJ_GLEAN | UFIB_ADJ_PEER_GW;
-    const uint32_t first = adj->flags;
-    adj->flags &= ~state;
+    constexpr uint32_t state = UFIB_ADJ_ATTACHED | UFIB_ADJ_DROP | UFIB_ADJ_GLEAN;
+    const uint32_t first = adj->flags, own = first & state, rest = first & ~(state | UFIB_ADJ_PEER_GW);
+    adj->flags = rest;
     const uint32_t glean = ufib_is_adj_glean_candidate(adj) ? UFIB_ADJ_GLEAN : 0;
-    const uint32_t guesses[] = {glean,
-                                UFIB_ADJ_DROP | glean | (first & UFIB_ADJ_ATTACHED),
+    const uint32_t guesses[] = {(own & UFIB_ADJ_DROP) != 0 ? own | glean : own,
+                                own,
+                                glean,
+                                UFIB_ADJ_ATTACHED | glean,
                                 UFIB_ADJ_DROP | glean,
+                                UFIB_ADJ_DROP | UFIB_ADJ_ATTACHED | glean,
                                 UFIB_ADJ_DROP,
                                 UFIB_ADJ_DROP | UFIB_ADJ_ATTACHED,
                                 0};
-    for (const uint32_t gateway : {uint32_t{0}, UFIB_ADJ_PEER_GW}) {
+    for (const uint32_t gateway : {first & UFIB_ADJ_PEER_GW, ~first & UFIB_ADJ_PEER_GW}) {
         for (const uint32_t guess : guesses) {
-            adj->flags = (first & ~state) | guess | gateway;
+            adj->flags = rest | guess | gateway;
             if (engine_agrees(adj)) return;
         }
     }

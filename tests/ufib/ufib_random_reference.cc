@@ -155,6 +155,13 @@ void ref_model::vdc_delete(uint32_t vdc) {
     std::erase_if(neighbours_, [&](const auto &row) { return std::get<0>(row.first) == vdc; });
 }
 
+void ref_model::restarted() {
+    if (owner[0] + owner[1] != 0) owner[0] = owner[1] = 1;
+    emptied_.clear();
+    for (auto &[key, n] : neighbours_)
+        if (!n.resolved && (n.drop || !n.glean)) n.drop = n.glean = true;
+}
+
 void ref_model::empty_wildcards_end() {
     for (const auto &[v6, owned_by] : emptied_) {
         uint32_t &now = owner[v6 ? 1 : 0];

@@ -67,6 +67,7 @@ public:
     void interface_down(uint32_t vdc, bool v6, uint32_t if_index);
     void stale_delete(uint32_t vdc, bool v6, uint32_t table_id, uint8_t epoch); /* 0: all tables */
     void vdc_delete(uint32_t vdc);
+    void restarted(); /* wildcard tables begin anew with the first VDC; behind every drop is glean */
     void empty_wildcards_end(); /* some time after the last route left a shared wildcard table */
 
     /* Any of these: one for each path of the route that matches. */

@@ -89,6 +89,7 @@ private:
     void stale_delete();
     void vdc_again(uint32_t vdc);
     void idle();
+    void restart();
 
     void window_open(bool relaxed);
     void window_see(uint32_t vdc, bool v6);
@@ -451,6 +452,25 @@ void random_life::idle() {
     reference_.empty_wildcards_end();
 }
 
+/* What was written to the engine, but for tables without routes, which come and go. */
+static uint64_t writes() {
+    softfwd_counters counters;
+    softfwd_counters_get(&counters);
+    return counters.updates + counters.installs - counters.removals - softfwd_table_count();
+}
+
+/* The process dies and comes back; no look-up sees it, and no engine write, unless a table changes its VDC. */
+void random_life::restart() {
+    operations++;
+    reference_goes(false, [] {});
+    const uint64_t before = writes();
+    ASSERT_EQ(rig_.restart(), 0);
+    if (!shared_) {
+        EXPECT_EQ(writes(), before);
+    }
+    reference_.restarted();
+}
+
 void random_life::compare_keys() {
     window_open(false);
     probe_->publish(window_);
@@ -514,6 +534,7 @@ void random_life::step() {
     case 12: interface_event(); break;
     case 13: table_emptied(); break;
     case 14: neighbours(true); break;
+    case 15: restart(); break;
     default:
         if (what < 20)
             refused_route();
