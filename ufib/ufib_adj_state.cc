@@ -118,10 +118,11 @@ static ufib_obj *over_master_tunnel(ufib_vdc *vdc, const ufib_adj_request &reque
 }
 
 /* A route may have joined a group whose members were made for other flags than its own: after a restart the handle
- * tells what stands there. */
-static bool restart_says_real(const ufib_vdc *vdc, uint32_t kind, uint32_t ha_handle) {
-    const ufib_adj *adj = ufib_adj_get_global(vdc, kind);
-    return ha_handle != 0 && adj != nullptr && adj->obj.handle != ha_handle;
+ * tells what stands there. Null: a real adjacency. */
+static ufib_adj *global_that_stands(const ufib_vdc *vdc, uint32_t ha_handle) {
+    for (ufib_adj *adj : vdc->global_adj)
+        if (adj != nullptr && adj->obj.handle == ha_handle) return adj;
+    return nullptr;
 }
 
 static ufib_obj *get_create_real(ufib_vdc *vdc, const ufib_family &family, const ufib_adj_key &key,
@@ -146,8 +147,10 @@ ufib_obj *ufib_get_create_adj(ufib_vdc *vdc, const ufib_family &family, const uf
                               const ufib_adj_request &request) {
     const ufib_funcstats_block measure(UFIB_FS_ADJ_GET_CREATE);
     const uint32_t kind = ufib_adj_global_kind(family, key.if_index, request.flags);
+    ufib_adj *standing = request.ha_handle == 0 ? nullptr : global_that_stands(vdc, request.ha_handle);
+    if (standing != nullptr) return &standing->obj;
     if (kind == 0) return get_create_real(vdc, family, key, request);
-    if (!restart_says_real(vdc, kind, request.ha_handle)) return global_wanted(vdc, kind);
+    if (request.ha_handle == 0 || ufib_adj_get_global(vdc, kind) == nullptr) return global_wanted(vdc, kind);
     ufib_adj_request real = request;
     real.flags = 0;
     return get_create_real(vdc, family, key, real);

@@ -213,7 +213,10 @@ TEST_P(ufib_ha, groups_are_found_again_by_all_who_share_them) {
         load(f, {several(prefix(f, 0), {f.hop, f.hop2}), several(prefix(f, 1), {f.hop, f.hop2}),
                  several(prefix(f, 2), {f.hop2, f.hop}), several(prefix(f, 3), {f.hop, f.hop2, hop3}),
                  several(prefix(f, 4), {f.hop, f.hop2}, DROP), several(prefix(f, 5), {f.hop, hop3}, ATTACHED),
-                 several(f.prefix3, {f.hop, f.hop2}), add(f, prefix(f, 6))}));
+                 several(f.prefix3, {f.hop, f.hop2}), add(f, prefix(f, 6)),
+                 several(prefix(f, 7), {f.hop2, hop3}, DROP), several(prefix(f, 8), {f.hop2, hop3})}));
+    expect_clean_restart();
+    ASSERT_TRUE(load(f, {remove(f, prefix(f, 7))})) << "who made the group drop is gone, the group is not";
     expect_clean_restart();
     neighbour({.address = f.hop, .if_index = ETH1, .mac = MAC});
     neighbour({.address = hop3, .if_index = ETH1, .mac = MAC});
