@@ -95,13 +95,14 @@ static bool request_parse(const uint8_t *bytes, size_t size, cmd_handle *handle)
 
 int cmd_req_handle_get(mts_msg *message, cmd_handle **out) {
     *out = nullptr;
+    const bool again = the_handle.message == message && !the_handle.answered;
     std::memset(&the_handle, 0, CMD_HANDLE_STATE_BYTES);
     if (!request_parse(mts_payload_get(message), mts_payload_size(message), &the_handle)) {
         cmd_counts.bad_requests++;
         return EBADMSG;
     }
     the_handle.message = message;
-    cmd_counts.requests++;
+    if (!again) cmd_counts.requests++;
     *out = &the_handle;
     return 0;
 }

@@ -141,7 +141,7 @@ int cmd_prt_object_begin(cmd_handle *handle, const char *name);
 int cmd_prt_object_end(cmd_handle *handle);
 
 struct cmd_counters {
-    uint64_t requests;
+    uint64_t requests; /* one that is taken again before it is answered counts once */
     uint64_t bad_requests;
     uint64_t answers;        /* terminal ones that the bus took */
     uint64_t parts;          /* parts of answers */

@@ -180,10 +180,13 @@ void sdwrap_debug_line(const char *text) {
     state.counters.debug_lines++;
     history_ring *ring = history_find(SDWRAP_DEBUG_UUID, SDWRAP_DEBUG_INSTANCE);
     if (ring != nullptr) history_add(ring, 0, text, std::strlen(text));
-    if (state.sink != nullptr)
+    if (state.sink != nullptr) {
         state.sink(state.sink_ctx, text);
-    else
-        std::fputs(text, stderr);
+        return;
+    }
+    const size_t length = std::strlen(text);
+    const bool ended = length != 0 && text[length - 1] == '\n';
+    std::fprintf(stderr, ended ? "%s" : "%s\n", text);
 }
 
 void buginf(const char *format, ...) {

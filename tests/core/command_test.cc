@@ -73,7 +73,9 @@ TEST_F(commands, show_numbers_reach_their_back_end_and_others_the_library) {
     static const lcfwd_cmi_row rows[] = {{0x10002, "first", back_end}, {0x10010, "second", back_end}};
     lcfwd_cmi_show_register(rows, std::size(rows));
     fake.show_command = library_show;
+    const uint64_t before = cmd_counters_get()->requests;
     for (uint32_t number : {0x10002u, 0x10010u, 0x10003u}) request(2, CMD_ACTION_GET, number);
+    EXPECT_EQ(cmd_counters_get()->requests, before + 3) << "a handle is taken twice, a request counted once";
     EXPECT_EQ(calls, (lines{"back end, vdc 2", "back end, vdc 2", "library 2 65539"}));
     lcfwd_cmi_show_register(nullptr, 0);
     request(2, CMD_ACTION_GET, 0x10002);

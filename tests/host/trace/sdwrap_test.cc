@@ -45,6 +45,14 @@ TEST_F(sdwrap, events_go_to_the_history_of_their_name_and_others_are_counted) {
     EXPECT_EQ(sdwrap_counters_get()->dropped, 2u);
 }
 
+TEST_F(sdwrap, debug_lines_on_standard_error_are_lines) {
+    sdwrap_set_buginf_sink(nullptr, nullptr);
+    testing::internal::CaptureStderr();
+    buginf("%s", "one");
+    buginf("two\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "one\ntwo\n");
+}
+
 TEST_F(sdwrap, the_table_of_histories_has_an_end) {
     int status = 0;
     uint32_t made = 0;
