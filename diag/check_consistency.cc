@@ -256,7 +256,7 @@ static void check_one(check_report *report, ufib_vdc *vdc) {
     check_report_heads(report);
     cmd_prt_list_begin(report->handle, "disagreements");
     check_prefix(report, pfx);
-    check_next_objects(report, vdc, pfx);
+    check_next_objects(report, ufib_vdc_get(pfx->table->vdc_id), pfx); /* of a shared table: its owner's */
     cmd_prt_list_end(report->handle);
     check_report_end(report);
     cmd_prt_send(report->handle);

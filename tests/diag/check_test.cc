@@ -91,6 +91,20 @@ TEST_P(check_show, is_quiet_when_all_agree) {
     EXPECT_EQ(ask({{CMD_ATTR_PREFIX, {1, 2, 3}}}).code, 6u);
 }
 
+TEST_P(check_show, a_route_of_a_shared_table_leads_to_what_its_owner_has) {
+    softfwd_config_get()->shared_wildcard_tables = true;
+    rig.vdc(2);
+    ASSERT_TRUE(load1(add(f(), dest(0), path(0), ETH1, 0x84)));
+    rig.send(OPC_VDC_DELETE, wire_vdc(1));
+    rig.vdc(1);
+    const bytes address = address_bytes(dest(0).substr(0, dest(0).find('/')));
+    const show_answer one = ask({{CMD_ATTR_PREFIX, address},
+                                 {CMD_ATTR_MASK_LENGTH, {static_cast<uint8_t>(v4() ? 24 : 64)}},
+                                 {CMD_ATTR_TABLE, be32(f().wildcard)}});
+    EXPECT_EQ(rows(one), lines{});
+    EXPECT_EQ(checked(one), 2u) << "the route, and the adjacency that drops";
+}
+
 /* Everything that may differ, by what a test does to it: the rows that come are those of the whole check. */
 TEST_P(check_show, names_every_difference) {
     load_all();
