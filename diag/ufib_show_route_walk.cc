@@ -108,7 +108,8 @@ static void one_print(ufib_route_show *show, ufib_table *table, bool exact) {
     if (pfx != nullptr && (show->form.subject == nullptr || show->form.subject(pfx))) {
         visit(show, pfx, nullptr);
     } else if ((show->walk.params->flags & UFIB_SHOW_ALL_VRFS) == 0) {
-        cmd_prt_send_nok(show->handle, 0, "no exact match in table %#x", table->table_id);
+        cmd_prt_send_nok(show->handle, 0, exact ? "no exact match in table %#x" : "no match in table %#x",
+                         table->table_id);
         show->answered = true;
     }
 }

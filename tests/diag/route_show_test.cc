@@ -232,6 +232,8 @@ TEST_P(route_show, tables_are_chosen_by_id_or_all) {
     char miss[64];
     std::snprintf(miss, sizeof miss, "no exact match in table %#x", f().table);
     refused(ask(one(dest(200))), 0, miss);
+    std::snprintf(miss, sizeof miss, "no match in table %#x", f().table);
+    refused(ask(one(dest(200), {{CMD_ATTR_LONGEST, {}}})), 0, miss);
     const show_answer tables = show(&rig, CMD_SHOW_TABLES);
     EXPECT_EQ(tables.kind, CMD_ANSWER_DONE);
     EXPECT_EQ(times(tables.json, "\"routes\":150"), 1u) << tables.text;
