@@ -33,7 +33,7 @@ int ufib_fu_ufdm_download(fu_event *event, fu_event_node **out) {
     return LCFWD_OK;
 }
 
-/* The epoch is kept before the VDC is known to be active: a VDC that comes later finds it. */
+/* The epoch is kept also for a VDC that is not active; its creation begins with none. */
 int ufib_fu_ufdm_up(fu_event *event, fu_event_node **out) {
     int status;
     lcfwd_mts_handler_init(event, out, &status, OPC_UFDM_UP);

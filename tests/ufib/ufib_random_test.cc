@@ -23,6 +23,7 @@ constexpr uint8_t HOP_OF_FAILURES = 99; /* last byte of its address */
 constexpr uint32_t HOPS = 72;           /* neighbours of a VDC and family, on three interfaces */
 constexpr size_t V0_HOPS = 40;          /* that format has room for few more */
 constexpr uint8_t WILDCARD_ROUTE = 0x80;
+constexpr uint32_t OPC_CLEAR_FORWARDING = 74771;
 constexpr size_t RECORDS_EVERY = 16; /* batches: the files are read that often */
 
 static uint64_t number_of(const char *name, uint64_t otherwise) {
@@ -353,6 +354,17 @@ bool random_life::send_routes(uint32_t vdc, bool v6, const std::vector<random_ro
     return answer && (answer->payload.at(10) & 1) != 0;
 }
 
+/* An operator's request that empties a table: it stands for all the removals. */
+static bytes clear_of(const ref_table &table) {
+    bytes out;
+    put32(&out, table.id);
+    put_zeros(&out, 17);
+    put8(&out, table.v6 ? 2 : 1);
+    put_zeros(&out, 4);
+    put8(&out, 1);
+    return out;
+}
+
 /* A table without routes goes some seconds later, unless one comes in time. */
 void random_life::table_emptied() {
     const bool v6 = pick(2) != 0;
@@ -366,7 +378,10 @@ void random_life::table_emptied() {
     reference_goes(false, [&] {
         for (const random_route &r : routes) (void)reference_route(r, vdc);
     });
-    EXPECT_TRUE(send_routes(vdc, v6, routes));
+    if (pick(2) == 0)
+        rig_.send(OPC_CLEAR_FORWARDING, clear_of(emptied), {.vdc = static_cast<uint16_t>(vdc)});
+    else
+        EXPECT_TRUE(send_routes(vdc, v6, routes));
     if (pick(2) == 0) idle();
 }
 
