@@ -140,9 +140,21 @@ struct ha_test : ufib_test {
         rig.vdc(1);
     }
 
+    /* All records of all databases. */
+    std::string store_text() const {
+        std::string out;
+        for (const auto &entry : std::filesystem::directory_iterator(rig.root + "/dev/shm")) {
+            const std::string name = entry.path().filename();
+            if (!name.starts_with("lcfwd_") || name == "lcfwd_redo") continue;
+            for (const auto &[key, value] : rig.records(name.substr(6)))
+                out += name + " " + key + " " + value + "\n";
+        }
+        return out;
+    }
+
     /* Kills the process and starts it again: nothing may have been written, and everything must be as before. */
     void expect_clean_restart() {
-        const std::string before = ha_model_text();
+        const std::string before = ha_model_text(), records = store_text();
         EXPECT_EQ(model_findings(rig), "");
         softfwd_counters old = {}, now = {};
         softfwd_counters_get(&old);
@@ -153,6 +165,7 @@ struct ha_test : ufib_test {
         EXPECT_EQ(now.failures - old.failures, 0u);
         EXPECT_EQ(now.key_differences - old.key_differences, 0u);
         EXPECT_EQ(ha_model_text(), before);
+        EXPECT_EQ(store_text(), records);
         EXPECT_EQ(model_findings(rig), "");
         EXPECT_TRUE(ufib_ha_is_recovery_done());
     }

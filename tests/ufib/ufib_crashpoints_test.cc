@@ -217,6 +217,7 @@ protected:
 
     void begin_again() {
         from_nothing();
+        for (const uint8_t operation : {uint8_t{1}, uint8_t{2}}) rig.send(75787, {operation});
         *answered = 0;
     }
 
@@ -250,9 +251,10 @@ protected:
         char text[160];
         return softfwd_integrity_check(text, sizeof text) == 0 ? "" : std::string("engine: ") + text + "\n";
     }
-    /* A context that is there takes a download. */
+    /* A context that is there takes a download; one that had its download of multicast has had it. */
     static std::string context_findings() {
-        std::string out;
+        std::string out =
+            lcfwd_vdc_row(1)->mfib_state == LCFWD_STATE_ACTIVE ? "" : "a download is forgotten\n";
         for (uint32_t id = LCFWD_VDC_MIN; id <= LCFWD_VDC_MAX; id++)
             if (const lcfwd_vdc_desc *row = lcfwd_vdc_active_row(id); row != nullptr)
                 if (row->ufib_state < LCFWD_STATE_INITIALIZED || row->mfib_state < LCFWD_STATE_INITIALIZED)

@@ -9,6 +9,7 @@
 #include "ufib/ufib_pss.h"
 #include "ufib/ufib_pss_read.h"
 #include "ufib/ufib_record.h"
+#include "ufib/ufib_rnh.h"
 #include "ufib/ufib_route.h"
 
 #include <cstring>
@@ -134,15 +135,8 @@ TEST_P(ufib_ha, a_hundred_restarts_are_as_one) {
     ASSERT_TRUE(load(f, {group, recursive}));
     neighbour({.address = f.hop, .if_index = ETH1, .mac = MAC});
     const auto everything = [this] {
-        std::string out =
-            ha_model_text() + std::to_string(writes()) + " " + std::to_string(softfwd_image_digest());
-        for (const auto &entry : std::filesystem::directory_iterator(rig.root + "/dev/shm")) {
-            const std::string name = entry.path().filename();
-            if (!name.starts_with("lcfwd_") || name == "lcfwd_redo") continue;
-            for (const auto &[key, value] : rig.records(name.substr(6)))
-                out += name + " " + key + " " + value + "\n";
-        }
-        return out;
+        return ha_model_text() + std::to_string(writes()) + " " + std::to_string(softfwd_image_digest()) +
+               store_text();
     };
     for (int i = 0; i < 50; i++) restart(); /* until what grows once has grown */
     const std::string once = everything();
@@ -262,9 +256,35 @@ TEST_P(ufib_ha, recursive_routes_keep_their_groups) {
     rig.advance_seconds(2);
     expect_clean_restart();
     EXPECT_EQ(route(1)->obj.next, route(2)->obj.next);
-    ASSERT_TRUE(load(f, {remove(f, via2 + full, 0x20), remove(f, prefix(f, 0))}));
+    /* What labels look at; and rows of every sort. */
+    const ufib_vobj_fec *view = ufib_vobj_fec_paths_add(ufib_obj_to_vobj(route(2)->obj.next));
+    ASSERT_NE(view, nullptr);
+    lcfwd_pss_buf_commit();
+    const uint32_t view_handle = view->new_handle;
+    wire_route mixed = over(prefix(f, 3), {via, via2});
+    mixed.hops[0].flags |= 0x10;
+    mixed.hops[0].segment = 4711;
+    mixed.hops[1].flags |= 0x04;
+    ASSERT_TRUE(load(f, {mixed}));
+    expect_clean_restart();
+    view = ufib_obj_to_vobj(route(2)->obj.next)->fec;
+    ASSERT_NE(view, nullptr);
+    EXPECT_EQ(view->new_handle, view_handle);
+    EXPECT_EQ(view->old_handle, 0u);
+    ufib_vobj_fec_destroy(nullptr, const_cast<ufib_obj *>(&view->obj));
+    ASSERT_TRUE(load(f, {remove(f, via2 + full, 0x20), remove(f, prefix(f, 0)), remove(f, prefix(f, 3))}));
     rig.advance_seconds(2);
     expect_clean_restart(); /* one is marked for deletion, and still used */
+    /* Its update had to wait when the process died: it goes on. */
+    const auto [key, value] = *rig.records("prefix_rnh_vdc_1").begin();
+    bytes waiting = bytes_from_hex(value);
+    waiting[0] |= 0x02;
+    put(LCFWD_PSS_PREFIX_RNH, bytes_from_hex(key), waiting);
+    restart();
+    EXPECT_EQ(ufib_rnh_update_pending_list.count, 1u);
+    rig.advance_seconds(2);
+    EXPECT_EQ(ufib_rnh_update_pending_list.count, 0u);
+    EXPECT_EQ(rig.records("prefix_rnh_vdc_1").at(key), value);
     ASSERT_TRUE(load(f, {remove(f, prefix(f, 1)), remove(f, prefix(f, 2))}));
     rig.advance_seconds(2);
     expect_clean_restart();
@@ -544,16 +564,37 @@ TEST_F(ufib_ha_v6, contexts_are_rebuilt_each_by_itself) {
 using ufib_ha_fake = ufib_test;
 
 TEST_F(ufib_ha_fake, host_bits_behind_the_mask_make_no_new_key) {
-    const family &f = v4_family;
-    ASSERT_TRUE(load(f, {add(f, "10.1.0.0/16"), add(f, "10.2.0.0/16", f.hop2)}));
+    for (const family *f : {&v4_family, &v6_family}) ASSERT_TRUE(load(*f, {add(*f, f->prefix)}));
     for (auto &[handle, entry] : fake.entries)
-        if (entry.kind == "prefix") entry.route.address[3] = 0x55;
+        if (entry.kind == "prefix") entry.route.address[entry.route.mask_len < 32 ? 3 : 15] = 0x55;
     ASSERT_EQ(rig.restart(), 0);
-    const bytes first = address_bytes("10.1.0.0");
-    EXPECT_NE(ufib_prefix_search(ufib_table_search(ufib_vdc_get(1), f.table), first.data(), 16, false),
-              nullptr);
+    for (const family *f : {&v4_family, &v6_family}) {
+        const std::string prefix = f->prefix, net = prefix.substr(0, prefix.find('/'));
+        const ufib_pfx *pfx = ufib_prefix_get_first(&ufib_table_search(ufib_vdc_get(1), f->table)->main);
+        ASSERT_NE(pfx, nullptr);
+        const bytes is(ufib_pfx_address(pfx), ufib_pfx_address(pfx) + (f->index == 0 ? 4 : 16));
+        EXPECT_EQ(hex_from_bytes(is), hex_from_bytes(address_bytes(net)));
+    }
     EXPECT_EQ(fake_count("ufib_restart_recovery_start"), 1u);
     EXPECT_EQ(fake_count("ufib_restart_recovery_end"), 1u);
+}
+
+/* Most of a route is told twice, by the record and by the route that is formed from it: each has to tell it. */
+TEST_F(ufib_ha_fake, flags_of_a_record_become_those_of_a_route) {
+    uint8_t value[UFIB_PREFIX_RECORD_SIZE] = {0xff};
+    ufib_ha_route record = {};
+    ASSERT_TRUE(ufib_ha_save_pi_prefix_info(&record, {value, sizeof value}, 7));
+    EXPECT_EQ(record.route_flags, 0xcfu);
+    record.route_flags = 0x704; /* it drops */
+    for (const ufib_family &family : ufib_families) {
+        const route_rec *route = ufib_ha_form_route(family, ufib_vdc_get(1), &record);
+        ASSERT_NE(route, nullptr);
+        uint32_t flags = 0;
+        EXPECT_EQ(ufib_route_get_extended_flgs(route, &flags), 0x1cu);
+        EXPECT_EQ(flags, 0x700u);
+        EXPECT_EQ(route->opcode, family.index == 0 ? 1 : 3);
+        EXPECT_EQ(route->nh_count, 1);
+    }
 }
 
 TEST_F(ufib_ha_fake, an_entry_that_is_not_taken_back_is_cleaned_out) {
