@@ -99,8 +99,11 @@ void ufib_clear_cc_state(ufib_vdc *vdc, const ufib_family &family) {
         if (ufib_adj *adj = ufib_adj_get_global(vdc, kind); adj != nullptr)
             adj->flags &= ~(UFIB_ADJ_CONSISTENCY | UFIB_ADJ_ROUTE_SEEN);
     adjs_unmark(vdc, family);
-    for (ufib_vobj *vobj = ufib_vobj_get_first(vdc); vobj != nullptr; vobj = ufib_vobj_get_next(vobj))
+    ufib_walk_budget budget = {UFIB_WALK_OBJECTS, UFIB_WALK_OBJECTS};
+    for (ufib_vobj *vobj = ufib_vobj_get_first(vdc); vobj != nullptr; vobj = ufib_vobj_get_next(vobj)) {
         vobj->flags &= ~UFIB_VOBJ_CONSISTENCY;
+        ufib_walk_step(&budget);
+    }
 }
 
 void ufib_consistency_forget(const ufib_vdc *vdc) {
