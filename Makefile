@@ -64,7 +64,7 @@ soak: build ## a long random life of the model; SOAK_OPERATIONS and SOAK_SEED ch
 fuzz: deps-ci ## every target under libFuzzer, FUZZ_SECONDS each
 	@mkdir -p build
 	@$(call configure,fuzz)
-	@$(call build_all,fuzz)
+	@$(call build_all,fuzz) --target lcfwd_fuzz
 	@scripts/fuzz.sh build/fuzz $(FUZZ_SECONDS)
 
 clang: deps-ci ## compile everything with the second compiler

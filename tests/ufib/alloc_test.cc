@@ -9,22 +9,22 @@
 #include <cstddef>
 #include <cstdlib>
 
-#if defined(__SANITIZE_ADDRESS__)
-constexpr bool HOOKED = false;
-#elif defined(__has_feature)
+#if defined(__has_feature)
 #if __has_feature(address_sanitizer)
-constexpr bool HOOKED = false;
-#else
-constexpr bool HOOKED = true;
+#define SANITIZED
 #endif
-#else
+#endif
+#if defined(__GLIBC__) && !defined(__SANITIZE_ADDRESS__) && !defined(SANITIZED)
+#define HOOKS
 constexpr bool HOOKED = true;
+#else
+constexpr bool HOOKED = false; /* the sanitizers have hooks of their own */
 #endif
 
 static bool counting;
 static size_t allocations;
 
-#if defined(__GLIBC__) && !defined(__SANITIZE_ADDRESS__)
+#ifdef HOOKS
 extern "C" {
 void *__libc_malloc(size_t size);
 void *__libc_calloc(size_t count, size_t size);
