@@ -27,6 +27,7 @@ struct check_batch {
 template <typename record>
 static void unreadable_add(const check_batch &batch, const record *route, uint32_t table_id) {
     if (!ufib_route_is_compared(batch.family, batch.vdc, route->opcode, table_id, route->flags)) return;
+    UFIB_ERR("Failed to parse the route buffer for nh info");
     const bool wildcard = (route->flags & ROUTE_WILDCARD) != 0;
     ufib_cc_row row = {UFIB_CC_NO_PREFIX, route->prefix_len, {}, {}};
     std::memcpy(row.address, route->prefix, batch.family.addr_bytes);

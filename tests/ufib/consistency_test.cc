@@ -273,6 +273,7 @@ TEST_P(consistency, batches_that_cannot_be_read_are_survived_and_answered) {
         EXPECT_EQ(reports(ask(opcode(), empty, version)), lines{"0 0 0 last:"}) << "nothing and no table";
     }
     EXPECT_TRUE(rig.log_has("route update hdr error 00"));
+    EXPECT_TRUE(rig.log_has("Failed to parse the route buffer for nh info"));
     EXPECT_GT(stats(f).malformed_records, 40u);
     bytes hop = batch(f, 1, {add(f, f.prefix)}, END);
     hop[17 + 27 + 7] = 200; /* the next hop's element is longer than the route */
