@@ -20,6 +20,8 @@ constexpr uint32_t OPC_STATISTICS_POLL = 74753;
 constexpr uint32_t POLL_VERSION_MIN = 3;
 constexpr uint32_t SLICE_SECONDS = 5; /* between two firings; the shortest that the timer takes */
 
+constexpr uint32_t STALLS_MAX = 12; /* firings in a row that a poller may take nothing */
+
 constexpr uint32_t REPLY_ROOM = UFIB_STATS_REPLY_ROWS + UFIB_STATS_READ + UFIB_STATS_LISP_PATHS;
 
 struct stats_reply {
@@ -37,8 +39,9 @@ struct ufib_stats_poll_data {
     ufib_adj_key at[2]; /* the adjacency visited last, by family; zeroed: none yet */
     uint64_t lisp_at[2];
     ufib_stats_poll_msg poll;
-    mts_msg poller; /* what answers go to; without its payload */
-    bool blocked;   /* its connection is full: the firing ends, and the rows wait for the next */
+    mts_msg poller;  /* what answers go to; without its payload */
+    bool blocked;    /* its connection is full: the firing ends, and the rows wait for the next */
+    uint32_t stalls; /* firings in a row that ended so, with nothing sent */
     bool poller_gone;
     uint32_t rows; /* of the reply that is being filled */
     stats_reply reply;
@@ -65,6 +68,7 @@ static void ufib_adj_stats_send(ufib_stats_poll_data *poll, bool last) {
     const int status = fu_mts_send_response(fib_q_mts_lp, &poll->reply, size, &poll->poller, 0);
     poll->blocked = status != 0 && errno == ENOBUFS;
     if (poll->blocked) return;
+    poll->stalls = 0;
     poll->rows = 0;
     poll->poller_gone = status != 0;
     if (status != 0) UFIB_ERR("%s: mts_send_response failed", __func__);
@@ -133,6 +137,13 @@ static void walks_run(ufib_stats_poll_data *poll, ufib_vdc *vdc) {
     ufib_adj_stats_add(nullptr, true);
 }
 
+/* A poller that never reads again would keep all others from polling. */
+static bool poll_is_given_up(ufib_stats_poll_data *poll, uint32_t vdc_id) {
+    if (!poll->blocked || ++poll->stalls < STALLS_MAX) return false;
+    UFIB_ERR("statistics of vdc %u: the poller does not read, its poll ends", vdc_id);
+    return true;
+}
+
 /* One firing. A VDC, or a poller, that is gone ends the poll. A last reply that finds the connection full is sent by
  * the next firing, whose walk finds nothing more. */
 static void ufib_adj_stats_poll_timer_exp(uint32_t vdc_id) {
@@ -150,7 +161,8 @@ static void ufib_adj_stats_poll_timer_exp(uint32_t vdc_id) {
     const bool over = poll->state == UFIB_STATS_IDLE;
     if (!poll->blocked && (over || poll->rows != 0)) ufib_adj_stats_send(poll, over);
     poll->total += poll->work;
-    if (poll->poller_gone || (over && (!poll->blocked || vdc == nullptr))) {
+    const bool done = over && (!poll->blocked || vdc == nullptr);
+    if (poll->poller_gone || done || poll_is_given_up(poll, vdc_id)) {
         ufib_stats_poll_data_init(poll);
         return;
     }

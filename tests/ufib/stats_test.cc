@@ -211,6 +211,13 @@ TEST_P(statistics, wait_for_a_poller_that_is_slow) {
     ask_poll(poll(1, afi()));
     connection_error = 0;
     EXPECT_EQ(ask_poll(poll(1, afi())).at(0), said(1, afi(), true, 3000));
+    connection_error = ENOBUFS;
+    ask_poll(poll(1, afi()));
+    rig.advance_seconds(50);
+    EXPECT_EQ(ask_poll(poll(1, afi())), lines{said(1, afi(), false, 0)}) << "it may read again";
+    rig.advance_seconds(5);
+    connection_error = 0;
+    EXPECT_EQ(ask_poll(poll(1, afi())).at(0), said(1, afi(), true, 3000)) << "a minute is enough";
     mts_local_hook_set(nullptr, nullptr);
 }
 
