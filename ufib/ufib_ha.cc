@@ -387,7 +387,7 @@ static void vdc_recover(ufib_vdc *vdc) {
     if (!records_wait)
         ufib_ha_sweep_unused(vdc);
     else
-        UFIB_ERR("recovery of vdc %d: records wait for another restart, and so what they lead to",
+        UFIB_ERR("recovery of vdc %d: some records cannot be used now and wait for another restart",
                  vdc->desc->vdc_id);
     if (ufib_hook.ha_restore_services != nullptr) ufib_hook.ha_restore_services(vdc);
     (void)ufib_platform_all_writes_ready();

@@ -323,6 +323,21 @@ TEST_P(ufib_ha, a_large_store_is_read_back_without_an_alarm) {
     ASSERT_TRUE(load(f, routes));
     expect_clean_restart();
     EXPECT_FALSE(rig.log_has("Trigger PSS and hardware commit"));
+    /* Nor do all routes behind one next hop move with one. */
+    for (unsigned n = 0; n < 2600; n++) {
+        if (n % 500 == 0) routes.clear();
+        routes.push_back(add(f, prefix(f, 400 + n)));
+        routes.back().hops = {{.address = f.hop2, .flags = 0x01, .table_id = f.table}};
+        if (routes.size() == 500 || n == 2599) {
+            ASSERT_TRUE(load(f, routes));
+        }
+    }
+    wire_route confirm = add(f, f.hop2 + std::string(f.index == 0 ? "/32" : "/128"), f.hop, ETH1, 0x20);
+    ASSERT_TRUE(load(f, {confirm}));
+    confirm.hops.push_back({.address = f.hop, .if_index = ETH2});
+    ASSERT_TRUE(load(f, {confirm}));
+    rig.advance_seconds(2);
+    EXPECT_FALSE(rig.log_has("Trigger PSS and hardware commit"));
 }
 
 /* Memory that is short says nothing about a record: it comes back with the next restart. */
