@@ -87,8 +87,13 @@ static void closing(const ufib_route_show *show) {
             cmd_u32(record_count(LCFWD_PSS_PREFIX_RNH, vdc_id), "rnh_records"));
 }
 
+/* What only labels, sources or caches hold is in software alone, and in no record. */
+static bool is_stored(const ufib_pfx *pfx) {
+    return ufib_prefix_is_rnh(pfx) || pfx->obj.handle != 0 || (pfx->holders & UFIB_HOLDERS_ROUTE) != 0;
+}
+
 static constexpr ufib_route_form stored_form = {
-    UFIB_SHOW_STORED_ROUTES, "stored_routes", header, print, nullptr, closing};
+    UFIB_SHOW_STORED_ROUTES, "stored_routes", header, print, is_stored, closing};
 
 void ufib_show_v4_pss_routes_be(cmd_handle *handle, uint32_t vdc_id) {
     ufib_show_routes_run(handle, vdc_id, ufib_v4, stored_form);

@@ -276,6 +276,10 @@ TEST_P(route_show, stored_routes_come_with_their_records) {
     ufib_pfx *pfx = find(dest(130), false);
     const uint32_t handle = std::exchange(pfx->obj.handle, 0x7777u);
     EXPECT_EQ(times(show(&rig, stored()).text, "ERROR: MISSING RECORD\n"), 1u);
+    pfx->obj.handle = 0;
+    const uint8_t holders = std::exchange(pfx->holders, UFIB_HOLDER_FEC);
+    EXPECT_EQ(times(show(&rig, stored()).text, "ERROR: "), 0u) << "what a label holds is in no record";
+    pfx->holders = holders;
     pfx->obj.handle = handle;
 }
 
