@@ -75,8 +75,9 @@ inline bool ufib_platform_insert_v6adj(ufib_adj *adj, uint32_t ha, uint32_t hold
 inline bool ufib_platform_delete_v4adj(ufib_adj *adj) { return ufib_platform_delete_adj(adj); }
 inline bool ufib_platform_delete_v6adj(ufib_adj *adj) { return ufib_platform_delete_adj(adj); }
 
-/* Groups of either family. */
-void ufib_platform_insert_ecmp(ufib_ecmp *group, uint32_t ha, uint32_t holder);
+/* Groups of either family. insert installs, or writes anew under the same handle. False: refused; an entry that stands
+ * goes on with what it had, under its handle. */
+bool ufib_platform_insert_ecmp(ufib_ecmp *group, uint32_t ha, uint32_t holder);
 bool ufib_platform_delete_ecmp(ufib_ecmp *group); /* the handle is 0 afterwards; false: refused, it stays */
 
 /* Virtual objects. insert: an instance of the size that the object has paths; 0, with handle and size stored and the

@@ -185,14 +185,15 @@ static void ecmp_restore_references(ufib_ecmp *group) {
 
 ufib_ecmp *ufib_ecmp_create(const ufib_family &family, ufib_vdc *vdc, ufib_ecmp *existing,
                             const ufib_ecmp_key &key, uint32_t hash, const ufib_ecmp_request &request) {
+    const bool bare = existing != nullptr && existing->linked == 0 && request.record == nullptr;
+    if (bare && ecmp_init_paths(vdc, existing, request.adj_flags, nullptr) != 0) return nullptr;
     ufib_ecmp *group = existing != nullptr ? existing : ecmp_make(family, vdc, key, hash, request);
     if (group == nullptr) return nullptr;
     const uint8_t held_before = group->holders;
     group->holders |= request.holder;
     if (request.record != nullptr) ecmp_restore_references(group);
     if (request.mpls_only) return group;
-    ufib_platform_insert_ecmp(group, ufib_ha_route_ecmp_handle(request.record), request.holder);
-    if (group->obj.handle != 0) {
+    if (ufib_platform_insert_ecmp(group, ufib_ha_route_ecmp_handle(request.record), request.holder)) {
         if (request.record == nullptr) ufib_pss_insert_ecmp(group);
         return group;
     }
@@ -221,7 +222,7 @@ ufib_obj *ufib_get_create_ecmp(const ufib_family &family, ufib_vdc *vdc, const u
     if (ufib_hook.get_create_ecmp_child == nullptr) labels = nullptr;
     uint32_t hash;
     ufib_ecmp *group = ufib_ecmp_search(vdc, family, key, &hash);
-    if (group == nullptr || group->obj.handle == 0)
+    if (group == nullptr || group->obj.handle == 0 || ufib_retry_group_waits(group))
         group =
             ufib_ecmp_create(family, vdc, group, key, hash, {adj_flags, record, holder, labels != nullptr});
     if (group == nullptr) return nullptr;
@@ -234,16 +235,14 @@ bool ufib_ecmp_destroy_ok(const ufib_ecmp *group) {
     return ufib_obj_refs(&group->obj) == 0 && group->pbr_count == 0 && ravl_is_empty(&group->mpls_children);
 }
 
-/* Hardware keeps the group, so it gets its paths back, and is removed another time. False: they cannot be had. */
+/* Hardware keeps the group, so it gets its paths back, and is removed another time. When that fails, too, nothing leads to
+ * the entry until somebody wants the group again, who has it written first. False: it goes with its VDC. */
 static bool group_stays(ufib_ecmp *group) {
     ufib_vdc *vdc = ufib_vdc_get(group->vdc_id);
     if (vdc == nullptr || ufib_vdc_is_dying(group->vdc_id)) return false;
-    if (ecmp_init_paths(vdc, group, 0, nullptr) != 0) return false;
-    ufib_platform_insert_ecmp(group, 0, 0);
-    if (group->obj.handle == 0) {
-        paths_unlink(group);
-        return false;
-    }
+    const uint32_t error = ufib_errno; /* the route that led here has gone all the same */
+    if (ecmp_init_paths(vdc, group, 0, nullptr) == 0) (void)ufib_platform_insert_ecmp(group, 0, 0);
+    ufib_errno = error;
     ufib_pss_insert_ecmp(group);
     ufib_retry_group(group);
     return true;

@@ -302,13 +302,11 @@ static bool engine_agrees(ufib_pfx *pfx) {
 
 /* A group is rewritten under its handle; one that hardware will not rewrite stays as it is. */
 static void group_rewrite(ufib_obj *next) {
-    const uint32_t handle = next->handle;
     if (ufib_obj_is_vobj(next)) {
         (void)ufib_platform_update_vobj(ufib_obj_to_vobj(next), 0);
     } else if (ufib_obj_type_of(next) == UFIB_OBJ_ECMP) {
         auto *group = reinterpret_cast<ufib_ecmp *>(next);
-        ufib_platform_insert_ecmp(group, 0, group->holders);
-        if (next->handle == 0) next->handle = handle;
+        (void)ufib_platform_insert_ecmp(group, 0, group->holders);
     }
 }
 

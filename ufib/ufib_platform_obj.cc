@@ -130,18 +130,21 @@ bool ufib_platform_delete_adj(ufib_adj *adj) {
     return true;
 }
 
-void ufib_platform_insert_ecmp(ufib_ecmp *group, uint32_t ha, uint32_t holder) {
+bool ufib_platform_insert_ecmp(ufib_ecmp *group, uint32_t ha, uint32_t holder) {
     uint64_t stamp;
     ufib_funcstats_start(&stamp);
     const uint32_t old = group->obj.handle;
-    group->obj.handle = ufib_platform_table.insert_ecmp(group, ha, holder);
+    const uint32_t handle = ufib_platform_table.insert_ecmp(group, ha, holder);
     ufib_funcstats_end(UFIB_FS_PLATFORM_ECMP, &stamp);
+    if (handle == 0) return false;
+    group->obj.handle = handle;
     ufib_journal_log(group->obj.handle != old ? UFIB_JOURNAL_HW_NEW : UFIB_JOURNAL_HW_REWRITE, &group->obj,
                      nullptr);
-    if (group->obj.handle != 0) (void)UFIB_ECMP_BT_ADD_REC(group, old == 0 ? UFIB_BT_CREATE : UFIB_BT_UPDATE);
+    (void)UFIB_ECMP_BT_ADD_REC(group, old == 0 ? UFIB_BT_CREATE : UFIB_BT_UPDATE);
     if (ufib_enable_rc_debugs)
         UFIB_TRACE("Inserted %s ecmp in hw paths %d @%08x", ufib_ecmp_family(group).name, group->linked,
                    group->obj.handle);
+    return true;
 }
 
 bool ufib_platform_delete_ecmp(ufib_ecmp *group) {

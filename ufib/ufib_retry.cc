@@ -28,6 +28,9 @@ void ufib_retry_adj_done(ufib_adj *adj) { wait_ends(&ufib_retry_adjs, &adj->retr
 void ufib_retry_vobj(ufib_vobj *vobj) { wait_for(&ufib_retry_vobjs, &vobj->retry); }
 void ufib_retry_group(ufib_ecmp *group) { wait_for(&ufib_retry_groups, &group->retry); }
 void ufib_retry_group_done(ufib_ecmp *group) { wait_ends(&ufib_retry_groups, &group->retry); }
+bool ufib_retry_group_waits(const ufib_ecmp *group) {
+    return dbly_linkage_is_on(&ufib_retry_groups, &group->retry);
+}
 
 void ufib_retry_vobj_done(ufib_vobj *vobj) {
     wait_ends(&ufib_retry_vobjs, &vobj->retry);

@@ -34,6 +34,8 @@ void ufib_retry_adj_done(ufib_adj *adj);
 void ufib_retry_vobj_done(ufib_vobj *vobj);
 void ufib_retry_group_done(ufib_ecmp *group);
 
+[[nodiscard]] bool ufib_retry_group_waits(const ufib_ecmp *group);
+
 /* Takes over the caller's reference on a path that the refused group may lead to. */
 void ufib_retry_vobj_keep(ufib_vobj *vobj, ufib_obj *path);
 

@@ -231,6 +231,7 @@ static uint32_t insert_ecmp(void *group, uint32_t ha, uint32_t) {
     return handle;
 }
 static int delete_ecmp(void *group) {
+    if (refused("delete_ecmp")) return -1;
     entry_erase("delete_ecmp", "of " + number(ufib_pi_ecmp_get_nhcount(group)), ufib_pi_obj_get_hh(group));
     return 0;
 }

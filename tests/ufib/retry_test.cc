@@ -98,6 +98,26 @@ TEST_P(retry_test, what_waits_for_its_removal_waits_through_rewrites) {
     EXPECT_EQ(fake_entries("adj").size(), 8u + 2u);
 }
 
+TEST_P(retry_test, a_group_that_neither_goes_nor_can_be_written_is_not_lost) {
+    wire_route route = add(f(), f().prefix, path(1));
+    route.hops.push_back({.address = path(2), .if_index = ETH1});
+    ASSERT_TRUE(load1(route));
+    for (const char *slot : {"insert_ecmp", "insert_adj"}) {
+        fake.fail_all = {{"delete_ecmp", 1}, {slot, 1}};
+        ASSERT_TRUE(load1(remove(f(), f().prefix)));
+        EXPECT_EQ(fake_entries("ecmp").size(), 1u);
+        EXPECT_FALSE(load1(route)) << "nobody knows where it leads";
+        fake.fail_all.clear();
+        ASSERT_TRUE(load1(route));
+        EXPECT_EQ(dangling(), "");
+    }
+    fake.fail_all = {{"delete_ecmp", 1}};
+    ASSERT_TRUE(load1(remove(f(), f().prefix)));
+    fake.fail_all.clear();
+    second();
+    EXPECT_EQ(fake_entries("ecmp").size() + ufib_vdc_get(1)->ecmp_count, 0u);
+}
+
 static std::string stubborn;
 static int (*update_nh)(void *);
 static int stubborn_update(void *pfx) {
