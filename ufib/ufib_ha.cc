@@ -31,8 +31,9 @@ bool ufib_ha_is_recovery_done() {
     return true;
 }
 
-/* Of the VDC that is being recovered: memory was short, so that some record has to wait for another restart. None is
- * deleted from then on, and what their hardware entries may lead to stays, although nothing in the model leads to it. */
+/* Of the VDC that is being recovered: memory was short, or a database does not open, so that some record has to wait for
+ * another restart. None is deleted from then on, and what their hardware entries may lead to stays, although nothing in
+ * the model leads to it. */
 static bool records_wait;
 
 /* ---- walks ---- */
@@ -370,7 +371,7 @@ static bool globals_stand(const ufib_vdc *vdc) {
 
 static void vdc_recover(ufib_vdc *vdc) {
     ufib_cur_vdc_id = vdc->desc->vdc_id;
-    records_wait = !globals_stand(vdc);
+    records_wait = !ufib_pss_all_open(vdc->desc) || !globals_stand(vdc);
     ufib_obj_keep_all(true);
     ufib_ha_restore_rpf_info(vdc);
     if (ufib_hook.ha_recover_te_tunnels != nullptr) ufib_hook.ha_recover_te_tunnels(vdc);

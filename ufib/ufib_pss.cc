@@ -72,6 +72,12 @@ int ufib_pss_open_files(lcfwd_vdc_desc *vdc) {
     return 1;
 }
 
+bool ufib_pss_all_open(const lcfwd_vdc_desc *vdc) {
+    for (const pss_file &file : pss_files)
+        if (vdc->pss[file.kind] == nullptr) return false;
+    return true;
+}
+
 void ufib_pss_close_files(lcfwd_vdc_desc *vdc) {
     (void)lcfwd_flush_pending_pss_updates();
     for (const pss_file &file : pss_files) {

@@ -2,6 +2,7 @@
 #include "tests/ufib/ha_rig.h"
 
 #include "host/containers/heap.h"
+#include "host/store/store_admin.h"
 #include "persist/lcfwd_pss.h"
 #include "platform/ufib_platform.h"
 #include "softfwd/softfwd_check.h"
@@ -360,6 +361,29 @@ TEST_P(ufib_ha, a_restart_that_is_short_of_memory_loses_nothing_for_good) {
         restart();
         ASSERT_EQ(ha_model_text(), before) << "after block " << nth;
     }
+}
+
+TEST_P(ufib_ha, a_store_that_does_not_open_is_there_the_next_time) {
+    wire_route group = add(f, prefix(f, 40)), recursive = add(f, prefix(f, 41));
+    group.hops.push_back({.address = f.hop2, .if_index = ETH1});
+    recursive.hops = {{.address = f.hop2, .flags = 0x01, .table_id = f.table}};
+    ASSERT_TRUE(load(f, {add(f, prefix(f, 0)), group, recursive}));
+    neighbour({.address = f.hop, .if_index = ETH1, .mac = MAC});
+    const std::string before = ha_model_text();
+    bool struck = true;
+    for (uint32_t nth = 1; struck; nth++) {
+        rig.stop();
+        store_fault_set(STORE_FAULT_OPEN, nth, STORE_IO);
+        EXPECT_EQ(rig.start(), nth <= 2 ? 69 : 0); /* the two of the process */
+        struck = store_fault_struck(STORE_FAULT_OPEN) != 0;
+        store_fault_set(STORE_FAULT_OPEN, 0, 0);
+        char text[160] = "";
+        EXPECT_EQ(softfwd_integrity_check(text, sizeof text), 0u) << text << " after open " << nth;
+        EXPECT_EQ(lookup(f, address(f, 0)), "forward") << nth;
+        restart();
+        EXPECT_EQ(ha_model_text(), before) << "after open " << nth;
+    }
+    from_nothing(); /* globals were made anew, for want of the record of their handles */
 }
 
 TEST_P(ufib_ha, an_entry_that_cannot_be_put_right_goes) {
