@@ -290,6 +290,12 @@ void ufib_ha_drop_orphans(ufib_vdc *vdc) {
 
 /* ---- what nobody needs any more ---- */
 
+/* The one global that goes with its last route. */
+static void sweep_recirculate(ufib_vdc *vdc) {
+    ufib_adj *adj = ufib_adj_get_global(vdc, UFIB_GLOBAL_RECIRCULATE);
+    if (adj != nullptr && ufib_adj_destroy_ok(adj)) (void)ufib_adj_destroy(nullptr, adj, false);
+}
+
 static void sweep_adjacencies(ufib_vdc *vdc, const ufib_family &family) {
     for (ufib_adj *adj = ufib_adj_get_first(vdc, family), *next; adj != nullptr; adj = next) {
         next = ufib_adj_get_next(adj);
@@ -327,4 +333,5 @@ void ufib_ha_sweep_unused(ufib_vdc *vdc) {
     }
     ufib_journal_clear();
     for (const ufib_family &family : ufib_families) sweep_adjacencies(vdc, family);
+    sweep_recirculate(vdc);
 }

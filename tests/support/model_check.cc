@@ -157,7 +157,7 @@ static void references_check(model_walk *walk, const ufib_adj *adj, const std::s
     const uint32_t expected = walk->expected[&adj->obj];
     const uint32_t is = ufib_obj_refs(&adj->obj);
     if (is < expected || walk->exact) walk->same(name + " references", is, expected);
-    if (!walk->orphans && is == 0 && ufib_adj_destroy_ok(adj) && (adj->flags & UFIB_ADJ_RECIRCULATE) == 0)
+    if (!walk->orphans && is == 0 && ufib_adj_destroy_ok(adj))
         walk->wrong(name + " lives and nobody wants it");
 }
 

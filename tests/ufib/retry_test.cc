@@ -90,6 +90,7 @@ TEST_P(retry_test, what_waits_for_its_removal_waits_through_rewrites) {
     ASSERT_TRUE(load(f(), {remove(f(), f().prefix), remove(f(), f().prefix2)}));
     for (unsigned n = 0; n < 10; n++) ASSERT_TRUE(load1(remove(f(), dest(n))));
     EXPECT_EQ(dangling(), "") << "the recirculating one stays, too";
+    ASSERT_EQ(rig.restart(), 0);
     fake.fail_all.clear();
     ASSERT_EQ(rig.dispatch(74760, bytes_from_hex("0200000000ff")), 0);
     ASSERT_TRUE(load1(over(0, {2, 3})));
