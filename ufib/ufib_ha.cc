@@ -152,6 +152,13 @@ static void cookies_init() {
     ufib6_pi_pfx_cookie_init();
 }
 
+/* What went wrong was beside the prefix: a path of its group, or a record. */
+static bool prefix_stands(ufib_vdc *vdc, const ufib_ha_route &record) {
+    ufib_table *table = ufib_table_search(vdc, record.table_id);
+    return table != nullptr && ufib_prefix_search(table, record.address, record.mask_len,
+                                                  (record.route_flags & ROUTE_RNH) != 0) != nullptr;
+}
+
 /* No install cookie may outlive the route that it belongs to. False: the route cannot be built. */
 static bool record_install(ufib_vdc *vdc, const ufib_family &family, ufib_ha_route *record, uint8_t epoch) {
     const route_rec *route = ufib_ha_form_route(family, vdc, record);
@@ -166,8 +173,9 @@ static bool record_install(ufib_vdc *vdc, const ufib_family &family, ufib_ha_rou
     UFIB_ERR("cannot rebuild %s in table %#x: %s\n",
              ufib_prefix_str(family, record->address, record->mask_len), record->table_id,
              ufib_err_str(error & 0xffff));
-    records_wait |= ufib_ha_is_shortage(error);
-    return ufib_ha_is_shortage(error);
+    const bool keep = ufib_ha_is_shortage(error) || prefix_stands(vdc, *record);
+    records_wait |= keep;
+    return keep;
 }
 
 /* The hardware entry has no model: it goes too. */
@@ -381,6 +389,7 @@ static void vdc_recover(ufib_vdc *vdc) {
     ufib_ha_recover_non_prefix_assoc_entries(vdc);
     ufib_ha_recover_non_prefix_assoc_groups(vdc);
     ufib_ha_recover_non_prefix_assoc_adj(vdc);
+    ufib_ha_complete_groups(vdc);
     ufib_ha_drop_orphans(vdc);
     ufib_obj_keep_all(false);
     if (!records_wait)

@@ -31,8 +31,9 @@ void ufib_ha_replay_prefixes(ufib_vdc *vdc);                  /* recursive next 
 void ufib_ha_recover_non_prefix_assoc_entries(ufib_vdc *vdc); /* what a client other than a prefix holds */
 void ufib_ha_recover_non_prefix_assoc_groups(ufib_vdc *vdc);  /* groups that nothing above reached */
 void ufib_ha_recover_non_prefix_assoc_adj(ufib_vdc *vdc);     /* adjacencies that nothing above reached */
-void ufib_ha_drop_orphans(ufib_vdc *vdc);                     /* records beside a record that is gone */
-void ufib_ha_sweep_unused(ufib_vdc *vdc);                     /* and what nobody turned out to need */
+void ufib_ha_complete_groups(ufib_vdc *vdc); /* that lacked a neighbour when they came back */
+void ufib_ha_drop_orphans(ufib_vdc *vdc);    /* records beside a record that is gone */
+void ufib_ha_sweep_unused(ufib_vdc *vdc);    /* and what nobody turned out to need */
 
 /* Takes flags, holders and next object out of a "prefix" value; 'key' is the hardware handle, 0 for a recursive next
  * hop. False: too short, or too many paths. */

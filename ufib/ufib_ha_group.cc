@@ -25,7 +25,7 @@ bool ufib_ha_recover_ecmp(const ufib_family &family, ufib_vdc *vdc, uint32_t han
     if (!ufib_pss_get_ecmp(family, handle, vdc_id, &key, &record.ecmp_holders)) return false;
     uint32_t hash;
     ufib_ecmp *group = ufib_ecmp_search(vdc, family, key, &hash);
-    if (group == nullptr) {
+    if (group == nullptr || group->obj.handle == 0) {
         record.path_count = static_cast<uint8_t>(key.count);
         ufib_ha_take_path_handles(family, vdc, &record);
         group = reinterpret_cast<ufib_ecmp *>(
@@ -110,5 +110,15 @@ void ufib_ha_recover_non_prefix_assoc_groups(ufib_vdc *vdc) {
                 !ufib_ha_is_shortage(ufib_errno))
                 ufib_ha_walk_delete(walk, vdc);
         }
+    }
+}
+
+/* A group that could not have one of its paths has none, while hardware forwards by all of them. */
+void ufib_ha_complete_groups(ufib_vdc *vdc) {
+    for (ufib_ecmp *group = ufib_ecmp_get_first(vdc); group != nullptr;
+         group = ufib_ecmp_get_next(vdc, group)) {
+        if (group->linked != 0) continue;
+        (void)!ufib_ecmp_create(ufib_ecmp_family(group), vdc, group, *group->key, group->hash,
+                                {0, nullptr, group->holders, false});
     }
 }

@@ -386,6 +386,40 @@ TEST_P(ufib_ha, a_store_that_does_not_open_is_there_the_next_time) {
     from_nothing(); /* globals were made anew, for want of the record of their handles */
 }
 
+TEST_P(ufib_ha, a_refusal_at_a_restart_leaves_nothing_that_leads_nowhere) {
+    wire_route group = add(f, prefix(f, 40)), recursive = add(f, prefix(f, 41));
+    group.hops.push_back({.address = f.hop2, .if_index = ETH1});
+    recursive.hops = {{.address = f.hop2, .flags = 0x01, .table_id = f.table}};
+    const std::vector<wire_route> routes = {add(f, prefix(f, 0)), group, recursive,
+                                            add(f, prefix(f, 1), f.hop, ETH1, DROP)};
+    for (int op = 0; op < SOFTFWD_OP_COUNT; op++) {
+        bool struck = true;
+        for (uint32_t nth = 1; struck; nth++) {
+            from_nothing();
+            ASSERT_TRUE(load(f, routes));
+            const std::string before = ha_routes_text();
+            softfwd_counters old = {}, now = {};
+            softfwd_counters_get(&old);
+            rig.stop();
+            ASSERT_TRUE(softfwd_fault_nth(static_cast<softfwd_op>(op), nth, 1));
+            ASSERT_EQ(rig.start(), 0);
+            softfwd_counters_get(&now);
+            softfwd_fault_clear();
+            struck = now.failures != old.failures;
+            const std::string where =
+                std::string(softfwd_op_name(static_cast<uint8_t>(op))) + " " + std::to_string(nth);
+            char text[160] = "";
+            EXPECT_EQ(softfwd_integrity_check(text, sizeof text), 0u) << text << " " << where;
+            EXPECT_TRUE(load(f, routes)) << where;
+            EXPECT_EQ(ha_routes_text(), before) << where;
+            EXPECT_EQ(softfwd_integrity_check(text, sizeof text), 0u) << text << " " << where;
+            EXPECT_EQ(softfwd_prefix_count(f.index == 0 ? ADDRESS_FAMILY_V4 : ADDRESS_FAMILY_V6), 4u)
+                << where;
+        }
+    }
+    from_nothing();
+}
+
 TEST_P(ufib_ha, an_entry_that_cannot_be_put_right_goes) {
     ASSERT_TRUE(load(f, {add(f, prefix(f, 0)), add(f, prefix(f, 1), f.hop2, ETH2)}));
     ufib_disable_pss = true;
