@@ -169,7 +169,10 @@ static bool record_install(ufib_vdc *vdc, const ufib_family &family, ufib_ha_rou
     const uint32_t error = ufib_route_add(family, vdc, record->table_id, route, epoch, record,
                                           record->holders, has_xpi ? &xpi : nullptr);
     cookies_init();
-    if (error == 0) return true;
+    if (error == 0) {
+        ufib_count(vdc->desc->ufib_stats, family.index, &ufib_family_stats::routes_recovered);
+        return true;
+    }
     UFIB_ERR("cannot rebuild %s in table %#x: %s\n",
              ufib_prefix_str(family, record->address, record->mask_len), record->table_id,
              ufib_err_str(error & 0xffff));
@@ -202,10 +205,7 @@ static void replay(ufib_vdc *vdc, const ufib_ha_walk &walk, ufib_ha_route *recor
     }
     if (sound) {
         mask_address(record);
-        if (record_install(vdc, family, record, epoch)) {
-            ufib_count(vdc->desc->ufib_stats, family.index, &ufib_family_stats::routes_recovered);
-            return;
-        }
+        if (record_install(vdc, family, record, epoch)) return;
     }
     ufib_ha_walk_delete(walk, vdc);
     if (!records_wait) hardware_clean(family, *record);
