@@ -1,5 +1,7 @@
 /* Stored records, byte by byte by hand: a restart of another version must be able to read them. Handles and IPv4
  * addresses are in the machine's order; TLV heads are in network order. */
+#include "host/store/store.h"
+#include "host/store/store_admin.h"
 #include "platform/lcfwd_platform.h"
 #include "platform/ufib_pi.h"
 #include "platform/ufib_platform.h"
@@ -84,6 +86,19 @@ TEST_F(record_test, recursive_next_hops) {
     EXPECT_EQ(fake_entries("prefix").size(), 0u) << "and it is never in hardware";
     ASSERT_TRUE(load(v4_family, {remove(v4_family, "10.3.3.3/32", 0x20)}));
     EXPECT_EQ(rig.records("prefix_rnh_vdc_1").size(), 1u);
+}
+
+/* A database that does not open while its VDC goes keeps its records, which are not those of a later VDC. */
+TEST_F(record_test, a_vdc_made_anew_begins_without_any) {
+    ASSERT_TRUE(load(v4_family, {add(v4_family, "10.1.0.0/16")}));
+    rig.stop();
+    store_fault_set(STORE_FAULT_OPEN, 4, STORE_IO); /* "prefix" */
+    ASSERT_EQ(rig.start(), 0);
+    EXPECT_EQ(errors(E_PSS_FOPEN), 1u);
+    rig.send(OPC_VDC_DELETE, wire_vdc(1));
+    rig.vdc(1);
+    EXPECT_TRUE(rig.records("prefix_vdc_1").empty());
+    EXPECT_EQ(rig.records("gladj_vdc_1").size(), 8u);
 }
 
 /* The library asks for the record of a table; its own bytes follow the flags. */
