@@ -74,6 +74,7 @@ int lcfwd_pss_open_file(uint32_t vdc_id, uint32_t kind, uint32_t key_size, uint3
     }
     if (pss2_set_max_dbsize(*service, max_dbsize) != STORE_OK) {
         LCFWD_ERR("\nERROR - Failed to set the MAX dbsize for vdc %u", vdc_id);
+        ufib_err_raise(UFIB_ERR_REQUEST, E_PSS_FOPEN);
         return 0;
     }
     return 1;

@@ -60,16 +60,29 @@ static constexpr pss_file pss_files[] = {
     {LCFWD_PSS_UFIB_TABLE, 4, 0, "UFIB TABLE"},
 };
 
+static bool file_open(const lcfwd_vdc_desc *vdc, const pss_file &file) {
+    const uint32_t value_size =
+        file.kind == LCFWD_PSS_UFIB_TABLE ? ufib_get_table_pss_space_len() : file.value_size;
+    if (lcfwd_pss_open(vdc->vdc_id, file.kind, file.key_size, value_size) == 1) return true;
+    UFIB_ERR("Failed to open the %s PSS file", file.what);
+    return false;
+}
+
 int ufib_pss_open_files(lcfwd_vdc_desc *vdc) {
-    for (const pss_file &file : pss_files) {
-        const uint32_t value_size =
-            file.kind == LCFWD_PSS_UFIB_TABLE ? ufib_get_table_pss_space_len() : file.value_size;
-        if (lcfwd_pss_open(vdc->vdc_id, file.kind, file.key_size, value_size) == 1) continue;
-        ufib_err_raise(UFIB_ERR_REQUEST, E_PSS_FOPEN);
-        UFIB_ERR("Failed to open the %s PSS file", file.what);
-        return 0;
-    }
+    for (const pss_file &file : pss_files)
+        if (!file_open(vdc, file)) return 0;
     return 1;
+}
+
+void ufib_pss_empty_files(lcfwd_vdc_desc *vdc) {
+    for (const pss_file &file : pss_files) {
+        uint32_t records = 0;
+        pss2_service *service = vdc->pss[file.kind];
+        if (service == nullptr || pss2_get_key_count(service, &records) != STORE_OK || records == 0) continue;
+        UFIB_ERR("%u %s records of an earlier life of vdc %d are dropped", records, file.what, vdc->vdc_id);
+        (void)lcfwd_pss_close_file(vdc->vdc_id, file.kind);
+        (void)file_open(vdc, file);
+    }
 }
 
 bool ufib_pss_all_open(const lcfwd_vdc_desc *vdc) {
@@ -81,8 +94,7 @@ bool ufib_pss_all_open(const lcfwd_vdc_desc *vdc) {
 void ufib_pss_close_files(lcfwd_vdc_desc *vdc) {
     (void)lcfwd_flush_pending_pss_updates();
     for (const pss_file &file : pss_files) {
-        if (vdc->pss[file.kind] == nullptr) continue;
-        if (lcfwd_pss_close_file(vdc->vdc_id, file.kind) != 1) ufib_err_raise(UFIB_ERR_REQUEST, E_PSS_FCLOSE);
+        if (vdc->pss[file.kind] != nullptr) (void)lcfwd_pss_close_file(vdc->vdc_id, file.kind);
     }
 }
 

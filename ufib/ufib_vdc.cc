@@ -107,6 +107,8 @@ void ufib_vdc_create(lcfwd_vdc_desc *row, bool restart) {
     ufib_create_wildcard_tables(vdc);
     ufib_journal_init(UFIB_JOURNAL_ENTRIES);
     (void)ufib_pss_open_files(row);
+    /* A database that did not open outlives its VDC; so do all when the VDC's own record was lost. */
+    if (!restart) ufib_pss_empty_files(row);
     (void)ufib_platform_vdc_init(row->vdc_id, restart);
     if (restart)
         ufib_pss_restore_global_adjs(vdc);

@@ -99,6 +99,7 @@ TEST_F(record_test, a_vdc_made_anew_begins_without_any) {
     rig.vdc(1);
     EXPECT_TRUE(rig.records("prefix_vdc_1").empty());
     EXPECT_EQ(rig.records("gladj_vdc_1").size(), 8u);
+    consistent = false; /* hardware keeps the entry whose record could not be read */
 }
 
 /* The library asks for the record of a table; its own bytes follow the flags. */
