@@ -68,18 +68,27 @@ static void bad_record_delete(const pss2_datum &key) {
     }
 }
 
+/* For want of memory to walk: there are few enough to be asked for one by one. */
+static void active_vdcs_ask(uint32_t *count, uint16_t *ids) {
+    lcfwd_vdc_info info;
+    *count = 0;
+    for (uint16_t id = LCFWD_VDC_MIN; id <= LCFWD_VDC_MAX; id++)
+        if (lcfwd_pss_get_vdc_info(id, &info) == 1) ids[(*count)++] = id;
+}
+
 int lcfwd_pss_get_active_vdcs(uint32_t *count, uint16_t *ids) {
     *count = 0;
     if (vdc_pss_service == nullptr) return 1;
     pss2_datum key;
-    for (bool more = lcfwd_pss_get_first_key(vdc_pss_service, &key); more && *count < LCFWD_VDC_MAX;
-         more = lcfwd_pss_get_next_key(vdc_pss_service, &key)) {
+    bool more = lcfwd_pss_get_first_key(vdc_pss_service, &key);
+    for (; more && *count < LCFWD_VDC_MAX; more = lcfwd_pss_get_next_key(vdc_pss_service, &key)) {
         const uint16_t id = vdc_at_position(key);
         if (id != 0)
             ids[(*count)++] = id;
         else
             bad_record_delete(key);
     }
+    if (!more && lcfwd_pss_walk_failed()) active_vdcs_ask(count, ids);
     return 1;
 }
 

@@ -5,18 +5,6 @@
 
 #include <cstring>
 
-static bool key_at(pss2_service *service, int location, pss2_datum *key) {
-    return pss2_move2location(service, 1, location) == STORE_OK && pss2_getkey(service, key) == STORE_OK;
-}
-
-bool lcfwd_pss_get_first_key(pss2_service *service, pss2_datum *key) {
-    return key_at(service, PSS2_FIRST, key);
-}
-
-bool lcfwd_pss_get_next_key(pss2_service *service, pss2_datum *key) {
-    return key_at(service, PSS2_NEXT, key);
-}
-
 /* The number under which the framework knows an open database; -1 for none of ours. */
 static int service_number(const pss2_service *service) {
     if (service == vdc_pss_service) return LCFWD_PSS_VDC_SERVICE_ID;
@@ -28,6 +16,29 @@ static int service_number(const pss2_service *service) {
     }
     return -1;
 }
+
+static bool walk_failed;
+
+static bool key_at(pss2_service *service, int location, pss2_datum *key) {
+    int code = pss2_move2location(service, 1, location);
+    if (code == STORE_OK) code = pss2_getkey(service, key);
+    if (code == STORE_OK) return true;
+    walk_failed = code != STORE_ABSENT;
+    if (walk_failed)
+        LCFWD_ERR("walk over service %d failed with 0x%x", service_number(service),
+                  static_cast<uint32_t>(code));
+    return false;
+}
+
+bool lcfwd_pss_get_first_key(pss2_service *service, pss2_datum *key) {
+    return key_at(service, PSS2_FIRST, key);
+}
+
+bool lcfwd_pss_get_next_key(pss2_service *service, pss2_datum *key) {
+    return key_at(service, PSS2_NEXT, key);
+}
+
+bool lcfwd_pss_walk_failed() { return walk_failed; }
 
 bool lcfwd_pss_get_key(pss2_service *service, const pss2_datum &key, pss2_datum *found) {
     if (pss2_move2key(service, &key) == STORE_OK && pss2_getkey(service, found) == STORE_OK) return true;

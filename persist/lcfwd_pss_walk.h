@@ -11,6 +11,10 @@
 [[nodiscard]] bool lcfwd_pss_get_first_key(pss2_service *service, pss2_datum *key);
 [[nodiscard]] bool lcfwd_pss_get_next_key(pss2_service *service, pss2_datum *key);
 
+/* Whether the last false of the two above, which is logged then, was not the end: there may be more keys, but no memory
+ * to walk over them. */
+[[nodiscard]] bool lcfwd_pss_walk_failed();
+
 /* Makes 'key' the position and gives it back as stored. False, with a log line, when there is no such key. */
 [[nodiscard]] bool lcfwd_pss_get_key(pss2_service *service, const pss2_datum &key, pss2_datum *found);
 

@@ -38,7 +38,9 @@ static bool records_wait;
 
 /* ---- walks ---- */
 
+/* A walk that ends for want of memory leaves records unread. */
 static bool walk_take(ufib_ha_walk *walk, bool more, const pss2_datum &key) {
+    records_wait |= !more && lcfwd_pss_walk_failed();
     if (!more || key.len > sizeof walk->key) return false;
     std::memset(walk->key, 0, sizeof(uint32_t));
     std::memcpy(walk->key, key.p, key.len);

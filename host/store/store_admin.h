@@ -62,6 +62,7 @@ enum store_fault_point : int {
     STORE_FAULT_INIT,
     STORE_FAULT_MAX_DBSIZE,
     STORE_FAULT_GROW, /* more room for a file: as if the file system were full, whatever 'code' */
+    STORE_FAULT_WALK, /* the sorted view of a walk */
     STORE_FAULT_POINTS
 };
 void store_fault_set(store_fault_point point, uint32_t nth, int code, bool keep_failing = false);

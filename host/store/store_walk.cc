@@ -82,6 +82,8 @@ static bool sort_refs(const store_db *db, store_walk *walk) {
 }
 
 static int walk_begin(store_db *db) {
+    int code = 0;
+    if (store_fault_fires(STORE_FAULT_WALK, &code)) return code;
     auto *walk = new (std::nothrow) store_walk{};
     if (walk == nullptr) return STORE_NO_SPACE;
     db->walk = walk;

@@ -1,6 +1,7 @@
 #include "persist/lcfwd_pss_walk.h"
 
 #include "core/lcfwd_vdc.h"
+#include "persist/lcfwd_pss_vdc.h"
 #include "tests/persist/pss_rig.h"
 
 struct walks : pss_test {
@@ -34,6 +35,22 @@ TEST_F(walks, go_in_key_order_and_survive_deletion_and_commits_on_the_way) {
     }
     EXPECT_EQ(seen, (lines{"aaaa", "bbbb", "cccc", "eeee"}));
     EXPECT_FALSE(lcfwd_pss_get_first_key(lcfwd_pss_service(LCFWD_PSS_VOBJ, 1), &key)) << "an empty one";
+}
+
+TEST_F(walks, without_memory_are_told_from_those_over_nothing) {
+    store(LCFWD_PSS_PREFIX, 1, "aaaa");
+    pss2_datum key;
+    store_fault_set(STORE_FAULT_WALK, 1, STORE_NO_SPACE);
+    EXPECT_FALSE(lcfwd_pss_get_first_key(lcfwd_pss_service(LCFWD_PSS_PREFIX, 1), &key));
+    EXPECT_TRUE(lcfwd_pss_walk_failed());
+    EXPECT_TRUE(rig.log_has("walk over service 41 failed with 0x"));
+    EXPECT_FALSE(lcfwd_pss_get_first_key(lcfwd_pss_service(LCFWD_PSS_VOBJ, 1), &key));
+    EXPECT_FALSE(lcfwd_pss_walk_failed());
+    store_fault_set(STORE_FAULT_WALK, 1, STORE_NO_SPACE);
+    uint32_t count = 0;
+    uint16_t ids[LCFWD_VDC_MAX] = {};
+    EXPECT_EQ(lcfwd_pss_get_active_vdcs(&count, ids), 1);
+    EXPECT_TRUE(count == 1 && ids[0] == 1) << "asked for one by one";
 }
 
 TEST_F(walks, find_a_key_or_say_which_service_misses_it) {
