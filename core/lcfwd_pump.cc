@@ -83,7 +83,8 @@ static int table_dispatch(fu_event *event, fu_event_node **out) {
     mts_row *row = nullptr;
     const int status = fu_hashtable_find(fu_global_get()->opcodes, opcode, &row);
     if (status == FU_ENOTFOUND || status == FU_ENOTABLE) {
-        LCFWD_WARN("%s(%d): (Warning) unexpected mts msg (opcode - %u)\n", __func__, __LINE__, opcode);
+        LCFWD_WARN("%s(%d): (Warning) unexpected mts msg (opcode - %d)\n", __func__, __LINE__,
+                   static_cast<int>(opcode));
         fu_mts_respond_reject(event->queue, 0, 0, event->message, 0, 0);
         return LCFWD_OK;
     }
@@ -142,7 +143,8 @@ int lcfwd_mts_response_handler(fu_event *event) {
     for (uint32_t ignored : ignored_responses) {
         if (opcode == ignored) return LCFWD_OK;
     }
-    LCFWD_WARN("%s(%d): (Warning) unexpected mts msg (opcode - %u)\n", __func__, __LINE__, opcode);
+    LCFWD_WARN("%s(%d): (Warning) unexpected mts msg (opcode - %d)\n", __func__, __LINE__,
+               static_cast<int>(opcode));
     return LCFWD_BAD_MESSAGE;
 }
 

@@ -34,6 +34,8 @@ TEST_F(pump, rejects_an_opcode_of_no_table_so_that_its_sender_stops_waiting) {
     EXPECT_TRUE(answer->reject);
     EXPECT_EQ(rig.dispatch(999999, {1}, {.sap = 200}), 0);
     EXPECT_TRUE(rig.log_has("(Warning) unexpected mts msg (opcode - 999999)"));
+    EXPECT_EQ(rig.dispatch(0xffffffff, {1}, {.sap = 200}), 0);
+    EXPECT_TRUE(rig.log_has("(opcode - -1)"));
 }
 
 TEST_F(pump, drops_a_row_without_handler_with_success_and_no_answer) {
