@@ -15,7 +15,8 @@ struct ufib_table;
 
 /* Opens the databases of a VDC, in their fixed order; the first failure (logged) stops. 1 or 0. */
 int ufib_pss_open_files(lcfwd_vdc_desc *vdc);
-void ufib_pss_empty_files(lcfwd_vdc_desc *vdc); /* for a VDC that begins anew: no record of an earlier life stays */
+/* For a VDC that begins anew: drops the records of an earlier life. */
+void ufib_pss_empty_files(lcfwd_vdc_desc *vdc);
 [[nodiscard]] bool ufib_pss_all_open(const lcfwd_vdc_desc *vdc);
 void ufib_pss_close_files(lcfwd_vdc_desc *vdc); /* and destroys them, flushing what is queued first */
 
